@@ -1,0 +1,31 @@
+# Language level, warnings, sanitizers and instruction sets of every target of this project.
+
+add_library(kelvra_cv_settings INTERFACE)
+target_compile_features(kelvra_cv_settings INTERFACE cxx_std_17)
+set(CMAKE_CXX_EXTENSIONS OFF)
+target_compile_options(kelvra_cv_settings INTERFACE -Wall -Wextra -Wshadow -Wno-psabi)
+
+# A fused multiply-add rounds once where a product and a sum round twice. Which of the two a
+# formula means is written in the formula (std::fma), never left to the compiler.
+target_compile_options(kelvra_cv_settings INTERFACE -ffp-contract=off)
+
+if(KELVRA_CV_SANITIZE)
+  target_compile_options(kelvra_cv_settings INTERFACE
+    -fsanitize=${KELVRA_CV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(kelvra_cv_settings INTERFACE -fsanitize=${KELVRA_CV_SANITIZE})
+endif()
+
+# The library's own kernels only: applications keep the instruction set that they chose.
+add_library(kelvra_cv_kernel_settings INTERFACE)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  # AVX2 with fused multiply-add. Highway also asks for AES and CLMUL unless told that no kernel
+  # needs them.
+  target_compile_options(kelvra_cv_kernel_settings INTERFACE -march=x86-64-v3)
+  target_compile_definitions(kelvra_cv_kernel_settings INTERFACE HWY_DISABLE_PCLMUL_AES)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+  # With GCC, Highway's NEON operations must be compiled with the crypto extension enabled; none
+  # of the library's code uses it.
+  target_compile_options(kelvra_cv_kernel_settings INTERFACE -march=armv8-a+crypto)
+else()
+  message(FATAL_ERROR "kelvra_cv supports x86-64 and arm64, not ${CMAKE_SYSTEM_PROCESSOR}")
+endif()

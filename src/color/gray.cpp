@@ -1,0 +1,125 @@
+// Luminance of interleaved colour: one byte from each pixel of three or four.
+#include "core/rows.h"
+#include "core/simd.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+// 0.299, 0.587 and 0.114 in 16-bit fixed point. They sum to 65536, so white stays 255.
+constexpr int kRedWeight = 19595, kGreenWeight = 38469, kBlueWeight = 7472;
+
+// Where the colours stand in a pixel.
+template <int kChannelCount, int kRedPosition>
+struct Layout {
+  static constexpr int kChannels = kChannelCount, kRed = kRedPosition, kBlue = 2 - kRedPosition;
+  static constexpr int kFirstWeight = kRed == 0 ? kRedWeight : kBlueWeight;
+  static constexpr int kThirdWeight = kRed == 0 ? kBlueWeight : kRedWeight;
+};
+using Rgb = Layout<3, 0>;
+using Rgba = Layout<4, 0>;
+using Bgra = Layout<4, 2>;
+
+template <class Pixel>
+uint8_t gray_of(const uint8_t* pixel) {
+  return static_cast<uint8_t>((kRedWeight * pixel[Pixel::kRed] + kGreenWeight * pixel[1] +
+                               kBlueWeight * pixel[Pixel::kBlue]) >>
+                              16);
+}
+
+// The same for the four pixels at the start of each block of `pixels`, in 32-bit lanes. Products
+// are of signed 16-bit lanes, which green's weight does not fit: green enters twice, once beside
+// the first colour and once beside the third, with half of its weight each time. All is exact.
+template <class Pixel, class D8>
+HWY_INLINE auto gray_of_blocks(D8 d8, hn::Vec<D8> pixels) {
+  constexpr int kHalf = kGreenWeight / 2;
+  constexpr uint8_t kStep = Pixel::kChannels, kNone = 0x80;
+  alignas(16) static constexpr uint8_t kFirstAndGreen[16] = {
+      0,     kNone,         1,     kNone,     kStep, kNone,         kStep + 1, kNone, 2 * kStep,
+      kNone, 2 * kStep + 1, kNone, 3 * kStep, kNone, 3 * kStep + 1, kNone};
+  alignas(16) static constexpr uint8_t kGreenAndThird[16] = {1,
+                                                             kNone,
+                                                             2,
+                                                             kNone,
+                                                             kStep + 1,
+                                                             kNone,
+                                                             kStep + 2,
+                                                             kNone,
+                                                             2 * kStep + 1,
+                                                             kNone,
+                                                             2 * kStep + 2,
+                                                             kNone,
+                                                             3 * kStep + 1,
+                                                             kNone,
+                                                             3 * kStep + 2,
+                                                             kNone};
+  const hn::Repartition<int16_t, D8> d16;
+  const hn::Repartition<int32_t, D8> d32;
+  const auto first_and_green =
+      hn::BitCast(d16, hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, kFirstAndGreen)));
+  const auto green_and_third =
+      hn::BitCast(d16, hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, kGreenAndThird)));
+  const auto first_weights = hn::BitCast(d16, hn::Set(d32, (kHalf << 16) | Pixel::kFirstWeight));
+  const auto third_weights =
+      hn::BitCast(d16, hn::Set(d32, (Pixel::kThirdWeight << 16) | (kGreenWeight - kHalf)));
+  return hn::ShiftRight<16>(multiply_add_pairs(d32, first_and_green, first_weights) +
+                            multiply_add_pairs(d32, green_and_third, third_weights));
+}
+
+// As many pixels as `d8` has lanes. A block of the result is made of four groups of four pixels,
+// each loaded with 16 bytes: 16 - 4 * kChannels bytes more than it has pixels.
+template <class Pixel, class D8>
+HWY_INLINE void gray_vector(D8 d8, const uint8_t* src, uint8_t* dst) {
+  constexpr size_t kGroup = 4 * Pixel::kChannels, kBlockStep = 4 * kGroup;
+  const auto group = [&](size_t i) {
+    return gray_of_blocks<Pixel>(d8, load_blocks(d8, src + i * kGroup, kBlockStep));
+  };
+  const auto low = narrow_to_i16_blocks(group(0), group(1));
+  const auto high = narrow_to_i16_blocks(group(2), group(3));
+  hn::StoreU(narrow_to_u8_blocks(low, high), d8, dst);
+}
+
+template <class Pixel>
+void gray_row(const uint8_t* src, uint8_t* dst, int width) {
+  int x = 0;
+  if (!overlap(src, static_cast<size_t>(width) * Pixel::kChannels, dst, width)) {
+    const Full<uint8_t> full;
+    const Block<uint8_t> block;
+    const int full_lanes = static_cast<int>(hn::Lanes(full));
+    // Of three-byte pixels, the last load takes the bytes of two pixels more.
+    const int end = width - (Pixel::kChannels == 3 ? 2 : 0);
+    for (; x + full_lanes <= end; x += full_lanes) {
+      gray_vector<Pixel>(full, src + x * Pixel::kChannels, dst + x);
+    }
+    for (; x + 16 <= end; x += 16) {
+      gray_vector<Pixel>(block, src + x * Pixel::kChannels, dst + x);
+    }
+  }
+  for (; x < width; ++x) dst[x] = gray_of<Pixel>(src + x * Pixel::kChannels);
+}
+
+template <class Pixel>
+void gray_rows(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride,
+               int dst_stride) {
+  if (width < 1) return;
+  for (int y = 0; y < height; ++y) {
+    gray_row<Pixel>(row_at(src, y, src_stride), row_at(dst, y, dst_stride), width);
+  }
+}
+
+}  // namespace
+
+void rgb2gray(const unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
+              int dst_stride) {
+  gray_rows<Rgb>(src, dst, width, height, src_stride, dst_stride);
+}
+
+void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
+               int dst_stride, int bgra) {
+  const auto rows = bgra == 0 ? gray_rows<Rgba> : gray_rows<Bgra>;
+  rows(src, dst, width, height, src_stride, dst_stride);
+}
+
+}  // namespace KelvraCV

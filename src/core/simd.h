@@ -1,0 +1,70 @@
+// Portable vectors (Highway, one target chosen at compile time) and the few operations that differ
+// between x86-64 and arm64. Kernels use these names and never raw intrinsics.
+//
+// A vector is a row of 16-byte blocks: one on NEON, two on AVX2. Operations named `…_blocks` work
+// inside each block, which is what both machines do fastest.
+#ifndef KELVRA_CV_CORE_SIMD_H_
+#define KELVRA_CV_CORE_SIMD_H_
+
+#include <hwy/highway.h>
+
+#include <cstddef>
+#include <cstdint>
+
+// Without it MulAdd would round twice, and results would differ between machines.
+static_assert(HWY_NATIVE_FMA, "the chosen instruction set must have fused multiply-add");
+
+namespace KelvraCV::detail {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Whole vectors and single blocks of a lane type.
+template <class T>
+using Full = hn::ScalableTag<T>;
+template <class T>
+using Block = hn::CappedTag<T, 16 / sizeof(T)>;
+
+// A vector whose block b holds the 16 bytes at `from + b * step`.
+template <class D>
+HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
+  static_assert(sizeof(hn::TFromD<D>) == 1);
+  if constexpr (hn::MaxLanes(d) == 32) {
+    const hn::Half<D> half;
+    return hn::Combine(d, hn::LoadU(half, from + step), hn::LoadU(half, from));
+  } else {
+    static_assert(hn::MaxLanes(d) == 16, "only 128-bit and 256-bit vectors");
+    (void)step;
+    return hn::LoadU(d, from);
+  }
+}
+
+// Sums of products of neighbouring lanes: a[0] b[0] + a[1] b[1], a[2] b[2] + a[3] b[3], …
+template <class D32, class V16>
+HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
+  hn::Vec<D32> rest = hn::Zero(d32);
+  const auto sum = hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), rest);
+  return hn::RearrangeToOddPlusEven(sum, rest);
+}
+
+// Narrowing with saturation inside each block: the lanes of `low`, then those of `high`.
+template <class V32>
+HWY_INLINE auto narrow_to_i16_blocks(V32 low, V32 high) {
+  return hn::ReorderDemote2To(hn::Repartition<int16_t, hn::DFromV<V32>>(), low, high);
+}
+template <class V16>
+HWY_INLINE auto narrow_to_u8_blocks(V16 low, V16 high) {
+  const hn::Repartition<uint8_t, hn::DFromV<V16>> d8;
+#if HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d8) == 32) {
+    return hn::Vec<decltype(d8)>{_mm256_packus_epi16(low.raw, high.raw)};
+  } else {
+    return hn::Vec<decltype(d8)>{_mm_packus_epi16(low.raw, high.raw)};
+  }
+#else
+  return hn::Vec<decltype(d8)>(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
+#endif
+}
+
+}  // namespace KelvraCV::detail
+
+#endif  // KELVRA_CV_CORE_SIMD_H_
