@@ -29,32 +29,20 @@ uint8_t gray_of(const uint8_t* pixel) {
                               16);
 }
 
-// The same for the four pixels at the start of each block of `pixels`, in 32-bit lanes. Products
+// The same for four pixels of each block of `pixels`, from byte kSkip on, in 32-bit lanes. Products
 // are of signed 16-bit lanes, which green's weight does not fit: green enters twice, once beside
 // the first colour and once beside the third, with half of its weight each time. All is exact.
-template <class Pixel, class D8>
+template <class Pixel, int kSkip, class D8>
 HWY_INLINE auto gray_of_blocks(D8 d8, hn::Vec<D8> pixels) {
   constexpr int kHalf = kGreenWeight / 2;
-  constexpr uint8_t kStep = Pixel::kChannels, kNone = 0x80;
+  constexpr uint8_t p0 = kSkip, p1 = p0 + Pixel::kChannels, p2 = p1 + Pixel::kChannels,
+                    p3 = p2 + Pixel::kChannels, none = 0x80;
   alignas(16) static constexpr uint8_t kFirstAndGreen[16] = {
-      0,     kNone,         1,     kNone,     kStep, kNone,         kStep + 1, kNone, 2 * kStep,
-      kNone, 2 * kStep + 1, kNone, 3 * kStep, kNone, 3 * kStep + 1, kNone};
-  alignas(16) static constexpr uint8_t kGreenAndThird[16] = {1,
-                                                             kNone,
-                                                             2,
-                                                             kNone,
-                                                             kStep + 1,
-                                                             kNone,
-                                                             kStep + 2,
-                                                             kNone,
-                                                             2 * kStep + 1,
-                                                             kNone,
-                                                             2 * kStep + 2,
-                                                             kNone,
-                                                             3 * kStep + 1,
-                                                             kNone,
-                                                             3 * kStep + 2,
-                                                             kNone};
+      p0, none, p0 + 1, none, p1, none, p1 + 1, none,
+      p2, none, p2 + 1, none, p3, none, p3 + 1, none};
+  alignas(16) static constexpr uint8_t kGreenAndThird[16] = {
+      p0 + 1, none, p0 + 2, none, p1 + 1, none, p1 + 2, none,
+      p2 + 1, none, p2 + 2, none, p3 + 1, none, p3 + 2, none};
   const hn::Repartition<int16_t, D8> d16;
   const hn::Repartition<int32_t, D8> d32;
   const auto first_and_green =
@@ -68,36 +56,42 @@ HWY_INLINE auto gray_of_blocks(D8 d8, hn::Vec<D8> pixels) {
                             multiply_add_pairs(d32, green_and_third, third_weights));
 }
 
-// As many pixels as `d8` has lanes. A block of the result is made of four groups of four pixels,
-// each loaded with 16 bytes: 16 - 4 * kChannels bytes more than it has pixels.
-template <class Pixel, class D8>
+// As many pixels as `d8` has lanes. Four pixels are loaded with 16 bytes: of three-byte pixels,
+// four bytes more than they have, which are the kSkip before them or else those after them.
+template <class Pixel, int kSkip, class D8>
 HWY_INLINE void gray_vector(D8 d8, const uint8_t* src, uint8_t* dst) {
-  constexpr size_t kGroup = 4 * Pixel::kChannels, kBlockStep = 4 * kGroup;
-  const auto group = [&](size_t i) {
-    return gray_of_blocks<Pixel>(d8, load_blocks(d8, src + i * kGroup, kBlockStep));
+  constexpr int kChannels = Pixel::kChannels;
+  const auto quarter = [&](size_t i) {
+    const uint8_t* first = src + i * hn::Lanes(d8) / 4 * kChannels - kSkip;
+    return gray_of_blocks<Pixel, kSkip>(d8, load_blocks(d8, first, 4 * kChannels));
   };
-  const auto low = narrow_to_i16_blocks(group(0), group(1));
-  const auto high = narrow_to_i16_blocks(group(2), group(3));
-  hn::StoreU(narrow_to_u8_blocks(low, high), d8, dst);
+  hn::StoreU(narrow_to_u8(quarter(0), quarter(1), quarter(2), quarter(3)), d8, dst);
 }
 
 template <class Pixel>
 void gray_row(const uint8_t* src, uint8_t* dst, int width) {
-  int x = 0;
-  if (!overlap(src, static_cast<size_t>(width) * Pixel::kChannels, dst, width)) {
+  constexpr int kChannels = Pixel::kChannels;
+  constexpr int kSpareBytes = 16 - 4 * kChannels, kSparePixels = kChannels == 3 ? 2 : 0;
+  if (width >= 16 + kSparePixels &&
+      !overlap(src, static_cast<size_t>(width) * kChannels, dst, width)) {
     const Full<uint8_t> full;
     const Block<uint8_t> block;
-    const int full_lanes = static_cast<int>(hn::Lanes(full));
-    // Of three-byte pixels, the last load takes the bytes of two pixels more.
-    const int end = width - (Pixel::kChannels == 3 ? 2 : 0);
-    for (; x + full_lanes <= end; x += full_lanes) {
-      gray_vector<Pixel>(full, src + x * Pixel::kChannels, dst + x);
+    int x = 0;
+    const int lanes = static_cast<int>(hn::Lanes(full));
+    for (; x + lanes + kSparePixels <= width; x += lanes) {
+      gray_vector<Pixel, 0>(full, src + x * kChannels, dst + x);
     }
-    for (; x + 16 <= end; x += 16) {
-      gray_vector<Pixel>(block, src + x * Pixel::kChannels, dst + x);
+    for (; x + 16 + kSparePixels <= width; x += 16) {
+      gray_vector<Pixel, 0>(block, src + x * kChannels, dst + x);
     }
+    for (; x < width - 16; ++x) dst[x] = gray_of<Pixel>(src + x * kChannels);
+    if (x < width) {
+      x = width - 16;  // the last 16, some of them for the second time
+      gray_vector<Pixel, kSpareBytes>(block, src + x * kChannels, dst + x);
+    }
+    return;
   }
-  for (; x < width; ++x) dst[x] = gray_of<Pixel>(src + x * Pixel::kChannels);
+  for (int x = 0; x < width; ++x) dst[x] = gray_of<Pixel>(src + x * kChannels);
 }
 
 template <class Pixel>

@@ -30,6 +30,7 @@ HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
   static_assert(sizeof(hn::TFromD<D>) == 1);
   if constexpr (hn::MaxLanes(d) == 32) {
     const hn::Half<D> half;
+    if (step == 16) return hn::LoadU(d, from);
     return hn::Combine(d, hn::LoadU(half, from + step), hn::LoadU(half, from));
   } else {
     static_assert(hn::MaxLanes(d) == 16, "only 128-bit and 256-bit vectors");
@@ -63,6 +64,23 @@ HWY_INLINE auto narrow_to_u8_blocks(V16 low, V16 high) {
 #else
   return hn::Vec<decltype(d8)>(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
 #endif
+}
+
+// Four vectors of 32-bit lanes as one of bytes, with saturation, in the order of the arguments.
+template <class V32>
+HWY_INLINE auto narrow_to_u8(V32 v0, V32 v1, V32 v2, V32 v3) {
+  const auto bytes =
+      narrow_to_u8_blocks(narrow_to_i16_blocks(v0, v1), narrow_to_i16_blocks(v2, v3));
+  const hn::DFromV<V32> d32;
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    // Each block holds its part of all four vectors.
+    alignas(32) static constexpr int32_t kOrder[8] = {0, 4, 1, 5, 2, 6, 3, 7};
+    const auto lanes = hn::BitCast(d32, bytes);
+    return hn::BitCast(hn::DFromV<decltype(bytes)>(),
+                       hn::TableLookupLanes(lanes, hn::SetTableIndices(d32, kOrder)));
+  } else {
+    return bytes;
+  }
 }
 
 }  // namespace KelvraCV::detail
