@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -73,6 +74,10 @@ class Table : public benchmark::BenchmarkReporter {
 
 void compare(Comparison comparison) {
   comparisons().push_back(std::move(comparison));
+}
+
+std::string sized(const std::string& name, int width, int height) {
+  return name + " " + std::to_string(width) + "x" + std::to_string(height);
 }
 
 std::vector<uint8_t> photo(int width, int height, int channels) {

@@ -9,7 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -28,6 +30,16 @@ void compare(Comparison comparison);
 
 // Defined by each program.
 void list_comparisons();
+
+// "name 1920x1080"
+std::string sized(const std::string& name, int width, int height);
+
+// Moves a buffer to where it lives as long as the program, for the calls to share.
+template <class T>
+T* keep(std::vector<T> buffer) {
+  static std::list<std::vector<T>> kept;
+  return kept.emplace_back(std::move(buffer)).data();
+}
 
 // Smooth areas, edges and noise, as photographs have them; packed.
 std::vector<uint8_t> photo(int width, int height, int channels);
