@@ -205,6 +205,14 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
 
+/// The bounding box of the pixels of a one-channel mask that hold one value.
+///
+/// \param mask  One byte for each pixel; `stride` is honoured, `channels` is not read.
+/// \param left,top,right,bottom  Receive the smallest column and row and the largest column and
+///              row of these pixels, all inclusive; -1 each when there is none, as in an empty mask.
+/// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
+void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
+
 // ---------------------------------------------------------------------------------------------
 // Detection: network tensors, boxes, anchors, corners
 
