@@ -218,6 +218,22 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 /// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
 
+/// Outlines of a mask's regions as ordered points, by OpenCV's contour finder.
+///
+/// Every non-zero byte is foreground, and the image is surrounded by background. Outlines are in
+/// the order of the finder's tree, a parent before its children, with no filtering.
+///
+/// \param src       `height` rows of `width` bytes, `stride` bytes apart; not written.
+/// \param contours  Resized to the number of outlines, to none for an empty mask, and each element
+///                  replaced by one outline's points.
+/// \param mode      OpenCV's retrieval mode: 0 external, 1 list, 2 two levels, 3 tree.
+/// \param method    OpenCV's approximation: 1 none, 2 simple, 3 and 4 Teh-Chin L1 and k-cos.
+///                  Chain codes, 0, are not supported: nothing is written.
+///
+/// Throws cv::Exception, with nothing written, for a mode or method that the finder rejects.
+void find_blob_contours(const unsigned char* src, std::vector<std::vector<Point>>& contours,
+                        int width, int height, int stride, int mode, int method);
+
 /// Every 4-connected region of 255 in a packed mask of 0 and 255, with all of its pixels.
 ///
 /// Regions are in raster order of their first pixels, and a region's pixels are in raster order.
