@@ -113,12 +113,9 @@ void join_rows(const Runs& found, int y, Forest& forest) {
 class AllPixels {
  public:
   void go_to_row(int y) { y_ = y; }
-  size_t count(const Run& run) const { return static_cast<size_t>(run.end - run.start) + 1; }
+  uint32_t count(const Run& run) const { return static_cast<uint32_t>(run.end - run.start) + 1; }
   void append(const Run& run, std::vector<Point>& points) const {
-    const size_t old_size = points.size();
-    points.resize(old_size + count(run));
-    Point* next = points.data() + old_size;
-    for (int x = run.start; x <= run.end; ++x) *next++ = {x, y_};
+    for (int x = run.start; x <= run.end; ++x) points.push_back({x, y_});
   }
 
  private:
@@ -144,10 +141,10 @@ class BoundaryPixels {
     }
   }
 
-  size_t count(const Run& run) const {
-    size_t total = 0;
+  uint32_t count(const Run& run) const {
+    uint32_t total = 0;
     for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
-      total += static_cast<size_t>(__builtin_popcountll(bits_of(run, i)));
+      total += static_cast<uint32_t>(__builtin_popcountll(bits_of(run, i)));
     }
     return total;
   }
@@ -213,10 +210,10 @@ void for_each_run(const Labels& labels, Pixels& pixels, Visit visit) {
   }
 }
 
-// Counts first, so that no list has to grow.
+// Counts first, so that no list has to grow. (A count that wraps around costs a reallocation.)
 template <class Pixels>
 void append_regions(const Labels& labels, Pixels pixels, std::vector<std::vector<Point>>& blobs) {
-  std::vector<size_t> counts(labels.count);
+  std::vector<uint32_t> counts(labels.count);
   for_each_run(labels, pixels,
                [&](const Run& run, uint32_t label) { counts[label] += pixels.count(run); });
   blobs.resize(labels.count);
