@@ -1,15 +1,8 @@
 // gallery PHOTO FOLDER: shows the library's operations on a JPEG or PNG photo, as a page.
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 
 #include "gallery/gallery.h"
-
-namespace {
-
-constexpr int kPageWidth = 720;
-
-}  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 3) {

@@ -28,8 +28,8 @@ done
 
 # The header's functions are the lines between the two visibility pragmas that open a declaration.
 declared=$(sed -n '/visibility push/,/visibility pop/p' include/kelvra_cv.h |
-  grep -vE '^ *//' | tr '\n' ' ' | grep -oE '[a-z][a-z0-9_]*\(' | tr -d '(' |
-  grep -vxE '__attribute__|format|void|callback' | sort -u)
+  grep -vE '^ *(//|#)' | tr '\n' ' ' | grep -oE '[a-z][a-z0-9_]*\(' | tr -d '(' |
+  grep -vxE 'attribute__|format' | sort -u)
 library=$(find build/release/src -name 'libkelvra_cv.so.*.*.*')
 exported=$(nm -D --defined-only --demangle "$library" | cut -d' ' -f3- | grep -v '^Base$' |
   sed 's/(.*//; s/\[abi:[a-z0-9]*\]//' | sort -u)
