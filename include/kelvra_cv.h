@@ -210,6 +210,114 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 
 // ---------------------------------------------------------------------------------------------
 // Frames: YUV and ARGB
+//
+// Layouts, in memory:
+// - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
+// and
+//   (height + 1) / 2 rows.
+// - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
+//   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
+//   pixel buffers are NV12.
+// - ARGB: 4 bytes a pixel, in the order B, G, R, A: iOS's 32BGRA. (It is the name of the
+//   little-endian 32-bit word.) Android's ARGB_8888 bitmaps are R, G, B, A: swap red and blue.
+//
+// Each plane comes with its stride in bytes. `flip` turns the picture upside down: conversions to
+// ARGB write the output from its last row upwards, everything else reads the source planes so,
+// before rotating. Sources and destinations must not overlap. Sizes below 1 return; no function of
+// this section prints or returns a status.
+
+/// I420 to ARGB, BT.601 studio range; alpha becomes 255.
+///
+/// **Crossed chroma, on purpose**: the second plane feeds V and the third plane feeds U. Frames
+/// with their planes in I420's own order (Y, U, V) must be given to convert_yv12_argb().
+void convert_i420_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// As convert_i420_argb(), **the other way round**: the second plane feeds U and the third feeds V.
+void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// NV12 (U first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv12_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv21_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV12 to I420: the chroma pairs are separated.
+void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// NV21 to I420.
+void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// Copies an I420 frame.
+void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+               const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+               unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+               int width, int height, bool flip);
+
+/// Mirrors an I420 frame left to right.
+void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, bool flip);
+
+/// Copies `crop_height` rows of an image of 4 bytes a pixel, from pixel (crop_x, crop_y) on.
+///
+/// Each row copies **dst_stride bytes**, whatever crop_width says: pass crop_width * 4. The crop is
+/// refused silently unless crop_x + crop_width < width and crop_y + crop_height < height: it must
+/// **not reach** the right or bottom edge. So are negative positions, a crop_height or dst_stride
+/// below 1, and rows that would run past the end of the image.
+void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+               int width, int height, int crop_x, int crop_y, int crop_width, int crop_height);
+
+/// Rotates an I420 frame clockwise. `width` and `height` are the source's; by 90 and 270 degrees
+/// the destination has `height` columns and `width` rows. Other values of `mode` write nothing.
+void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Rotates an NV12 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an NV21 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an image of 4 bytes a pixel clockwise, as rotate_i420(). By 90 and 270 degrees,
+/// `src_stride` must be a multiple of 4, else nothing is written.
+void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Scales an I420 frame with libyuv's filter of that name. Null planes, source sizes outside 1 to
+/// 32768 and destination sizes below 1 write nothing.
+void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                const unsigned char* v, int v_stride, int src_width, int src_height,
+                unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                unsigned char* dst_v, int dst_v_stride, int dst_width, int dst_height,
+                ScaleMode mode, bool flip);
+
+/// Scales an image of 4 bytes a pixel to dst_width x dst_height, writing only the pixels of the
+/// clip rectangle, at their places in the destination. As scale_i420(), nothing is written for bad
+/// arguments; nor for a clip that is empty, larger than 32768 or not inside the destination.
+void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
+                unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
+                int clip_y, int clip_width, int clip_height, ScaleMode mode);
 
 // ---------------------------------------------------------------------------------------------
 // Files: ICC profiles and Exif
