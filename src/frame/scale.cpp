@@ -27,8 +27,14 @@ bool is_inside(int start, int length, int size) {
          length <= size - start;
 }
 
-// With a clip, libyuv reads up to a row and a few pixels past the end of the source. Such a call
-// works on a copy that has them: the last column and the last row once more.
+// With a clip, libyuv reads up to a row and a few pixels more than it needs. That matters only
+// where the clip needs the last rows of the source.
+bool needs_last_rows(int clip_end, int src_height, int dst_height) {
+  const int64_t needed = (int64_t{clip_end} * src_height + dst_height - 1) / dst_height;
+  return needed + 2 > src_height - 1;
+}
+
+// The source with bytes to spare: its last column and its last row are there more than once.
 class PaddedCopy {
  public:
   PaddedCopy(const uint8_t* src, int src_stride, int width, int height)
@@ -87,6 +93,11 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
   if (clip_width == dst_width && clip_height == dst_height) {
     libyuv::ARGBScale(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
                       dst_height, filter(mode));
+    return;
+  }
+  if (!needs_last_rows(clip_y + clip_height, src_height, dst_height)) {
+    libyuv::ARGBScaleClip(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
+                          dst_height, clip_x, clip_y, clip_width, clip_height, filter(mode));
     return;
   }
   const PaddedCopy source(src, src_stride, src_width, src_height);
