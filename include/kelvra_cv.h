@@ -321,6 +321,49 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
 
 // ---------------------------------------------------------------------------------------------
 // Files: ICC profiles and Exif
+//
+// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The files
+// may hold anything; a chunk or segment that runs past the end of its file counts as not found,
+// like everything after it. The output may be one of the inputs: both are read whole before it is
+// emptied. All return 0, or -1 after a message; a call that fails leaves an existing output as it
+// was, and may have created an empty one.
+
+/// Carries the colour profile ("iCCP") and Exif ("eXIf") of a PNG file into another one.
+///
+/// The output is the input with the origin's eXIf and then its iCCP chunk inserted at byte 33,
+/// after the header. A chunk that the input already has is kept and never replaced. Only chunks
+/// before the first image data ("IDAT") count; of several, the last one.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin png path
+/// error\n", "input png path error\n", "output png path error\n" (not opened, or not written),
+/// "origin png is not png format!\n"; for an input that is no PNG, the last one and then "png in is
+/// not png format!\n".
+int add_png_info(const char* origin_path, const char* input_path, const char* output_path);
+
+/// Strips every colour profile ("iCCP") from a PNG file; all other chunks stay.
+///
+/// Bytes after the "IEND" chunk, or from a chunk on that runs past the end of the file, are not
+/// copied; the output has zeros in their place.
+///
+/// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
+/// error\n", "origin png is not png format!\n".
+int remove_png_info(const char* input_path, const char* output_path);
+
+/// Carries the colour profile of a JPEG file into another one: the first APP2 segment named
+/// "ICC_PROFILE" before the image data. (Of a profile that is split over several segments, that is
+/// a part.)
+///
+/// An input without a profile receives it after its first segment, whose length is deliberately
+/// read from two signed bytes: if the low one is 128 or more, the segment is taken to be 256 bytes
+/// shorter than it is, unless that leaves nothing. An input with a profile has it replaced; the
+/// output then ends with as many zero bytes, after the end of the image, as the replaced segment
+/// had. If the origin has none, the output is a copy of the input.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin jpeg path
+/// error\n", "input jpeg path error\n", "output jpeg path error\n" (not opened, or not written),
+/// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
+/// in is not jpeg format!\n".
+int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
 
 #pragma GCC visibility pop
 
