@@ -208,6 +208,76 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Detection: network tensors, boxes, anchors, corners
 
+/// Makes a detection network's input: shrinks or enlarges the image, keeping its aspect ratio, into
+/// the top-left corner of the tensor, and zeros the rest (no centring, no padding colour).
+///
+/// With M the longer side of the image and m the shorter side of the tensor, the picture becomes
+/// width * m / M by height * m / M pixels (truncated), by resize_bilinear_c3(), or
+/// resize_bilinear_c4_to_c3() with the image's color_order as its swap flag: alpha is dropped.
+/// If a side becomes 0, the tensor is all zeros.
+///
+/// \param image       3 or 4 channels; with others nothing is written, not even `scale`.
+/// \param tensor      net_width * net_height * 3 floats.
+/// \param scale       Receives M / m: tensor pixels times it are image pixels.
+/// \param mean        Three numbers, by output channel. Not read without `normalize`.
+/// \param std_dev     Likewise.
+/// \param planar      True: three planes of net_width * net_height floats. False: three floats a
+///                    pixel.
+/// \param normalize   True: (value - mean[k]) * (1 / std_dev[k]) in single precision, the
+///                    reciprocal taken once. False: the byte as a float, 0 to 255.
+/// \param keep_order  False: output channels 0 and 2 trade places, before they are normalised.
+void object_detetion_preprocess(const ImageData& image, int net_width, int net_height,
+                                float* tensor, float& scale, float* mean, float* std_dev,
+                                bool planar, bool normalize, bool keep_order);
+
+/// Decodes a detection network's output and suppresses overlapping boxes of the same class.
+///
+/// \param rows             num_rows rows of 5 + num_classes floats: centre x, centre y, width,
+///                         height, objectness, then a score for each class.
+/// \param boxes            Cleared, then filled by increasing class, within a class by falling
+///                         score, equal scores in the order of their rows. Edges are centre -
+///                         size * 0.5 and centre + size * 0.5, truncated toward zero.
+/// \param score_threshold  Kept are rows whose objectness times best class score reaches it. The
+///                         best score starts at 0 and is replaced by greater ones only: if none
+///                         is above 0, the class is 0 and the score is 0.
+/// \param nms_threshold    A box goes if its intersection over union with a better one of its class
+///                         is greater. Boxes that only touch have 0.
+void object_detetion_postprocess(const float* rows, int num_rows, int num_classes,
+                                 std::vector<BBox>& boxes, float score_threshold,
+                                 float nms_threshold);
+
+/// Lists a detector's anchor boxes as (cx, cy, w, h), divided by the image's size.
+///
+/// Level i has height / strides[i] rows and width / strides[i] columns of cells (truncated; none
+/// for a stride below 1), centred at ((x + 0.5) * stride / width, (y + 0.5) * stride / height),
+/// computed in double precision. Entries follow by level, row, column and anchor without gaps.
+///
+/// \param anchors       Room for 4 floats for each cell and anchor.
+/// \param anchor_sizes  anchor_sizes[i] has the num_anchors sizes, in pixels, of level i.
+void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int num_anchors,
+                 int* strides, int num_strides);
+
+/// Finds FAST 9/16 corners: pixels at least 3 from every border with nine neighbours in a row, on
+/// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
+/// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
+///
+/// \param keypoints            Cleared, then filled in raster order.
+/// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
+/// leave
+///                             `keypoints` as it was. Colour goes through rgb2gray() or
+///                             rgba2gray().
+/// \param stride               Bytes between rows.
+/// \param bgra                 The flag of rgba2gray(), for four channels.
+/// \param threshold            Clamped to 0 … 255.
+/// \param nonmax_suppression   Keep only corners whose score is greater than those of all eight
+///                             neighbours, with the score as their response: the largest
+///                             threshold at which the pixel is a corner.
+/// \param mask                 Null, or width * height packed bytes: pixels with 0 are not tested,
+///                             and compete with none.
+void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
+               int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
+               unsigned char* mask);
+
 // ---------------------------------------------------------------------------------------------
 // Frames: YUV and ARGB
 //

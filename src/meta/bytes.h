@@ -91,7 +91,7 @@ inline bool replace_contents(File file, std::initializer_list<Bytes> pieces, siz
 }
 
 // Prints the message, as it is, and gives the status of a failed call.
-[[gnu::format(printf, 1, 0)]] inline int failure(const char* message) {
+inline int failure(const char* message) {
   log_print(message);
   return -1;
 }
