@@ -205,6 +205,115 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
 
+/// Marks the boundary of a mask's foreground: pixels of 255 that touch something else. It neither
+/// traces nor orders them.
+///
+/// A pixel inside the image is marked when one of its eight neighbours is not 255. On the image's
+/// border the rule differs, as intended: only neighbours inside the image count, and one of them
+/// must be exactly 0. The mark of the bottom-right corner goes to the bottom-left corner, so that
+/// the bottom-right pixel of `dst` is always 0 (as intended, too; an image one column wide has
+/// one bottom pixel for both).
+///
+/// \param src  Packed mask of `width` * `height` bytes, not written.
+/// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
+void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
+
+/// Every 4-connected region of 255 in a packed mask of 0 and 255, with all of its pixels.
+///
+/// Regions are in raster order of their first pixels, and a region's pixels are in raster order.
+/// The list is resized to the number of regions (to none for an empty mask), but what its elements
+/// hold stays, and this call's pixels are appended: pass an empty list to get only these.
+///
+/// Values other than 0 and 255 do not belong in the mask. They neither start nor end a row's run
+/// of foreground, which starts where 255 follows 0 and ends where 0 follows 255.
+void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
+                int height);
+
+/// As find_blobs(), with the boundary pixels only: those with a 0 to the left, to the right, above
+/// or below, and all those in a band of two pixels along each side of the image. A full 5 x 5 mask
+/// lacks its centre.
+void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Point>>& blobs,
+                         int width, int height);
+
+/// Measures outlines and appends a Center for each that passes the enabled filters; what `centers`
+/// holds already stays.
+///
+/// A blob's points are taken as a polygon, the last joining the first, and its moments follow from
+/// Green's theorem (in double precision, positive whatever the winding). The tests, in this order:
+/// - area: min_area <= m00 < max_area, in single precision;
+/// - circularity: 4 pi m00 / perimeter^2, 0 for a perimeter of at most 0.01;
+/// - inertia: the smaller over the larger principal central moment, 1 if they are nearly equal;
+/// - polygons without area are dropped, whatever the filters;
+/// - color: the mask at the centroid must equal blob_color. A centroid beyond the mask, which an
+///   outline that crosses itself may have, equals no color.
+///
+/// \param mask   Packed mask that holds the blobs, `width` bytes a row; read for the color only.
+/// \param blobs  Outlines inside of the mask.
+void filter_blobs(const unsigned char* mask, int width,
+                  const std::vector<std::vector<Point>>& blobs, std::vector<Center>& centers,
+                  const BlobParams& params);
+
+/// Simplifies a curve as OpenCV's approxPolyDP does (D. Douglas and T. Peucker, 1973): keeps
+/// points such that none is farther than `epsilon` pixels from the line through the kept points
+/// on both sides of it. A last pass drops kept points that nearly lie between their neighbours,
+/// unless these are on one horizontal or vertical line, as intended.
+///
+/// \param approx   Replaced by the kept points; may be `curve`. Left as it is if the curve is
+///                 empty or epsilon is not in [0, 1e30).
+/// \param closed   Whether the last point joins the first.
+void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx, double epsilon,
+                    bool closed);
+
+/// Whether a pixel is inside a polygon, by the even-odd rule: whether an odd number of edges cross
+/// row y at a column greater than x.
+///
+/// An edge from vertex i to the vertex j before it crosses the row if exactly one of y_i <= y and
+/// y_j <= y holds, at column x_i + (x_j - x_i) (y - y_i) / (y_j - y_i), the division truncating
+/// toward zero.
+///
+/// \param xs,ys  Coordinates of `count` vertices; the last joins the first. Below 1: false.
+bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y);
+
+/// Sets to 255 every pixel for which is_inside_poly() is true; the others stay.
+///
+/// \param mask   Packed rows of `width` bytes, as many as the vertices reach.
+/// \param xs,ys  Vertices inside of the mask, as in is_inside_poly(). Above row 0 and outside of
+///               the columns 0 .. width - 1 nothing is written; the last row is not known here.
+void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count);
+
+/// Copies a mask and paints a disc of 255 around every point of the outlines: the pixels that are
+/// strictly nearer than `radius`. Radius 1 paints the points themselves, less than 1 nothing.
+///
+/// \param src,dst  Masks of `height` rows of `stride` bytes; all of them, padding included, are
+///                 copied. `dst` may be `src`.
+/// \param contours  Outlines; discs are clipped to the mask.
+void expand_contours(const unsigned char* src, const std::vector<std::vector<Point>>& contours,
+                     unsigned char* dst, int width, int height, int stride, int radius);
+
+/// Fills the region around a seed, 4-connected, whose pixels differ from the seed's in none of the
+/// first three channels by more than `threshold` and are not farther from it than `max_distance`.
+///
+/// \param image         Four channels; the fourth is ignored. `stride` is honoured.
+/// \param mask          One channel, the image's size, `stride` honoured: 255 if filled, else 0.
+/// \param rect          Receives the filled region's bounding box.
+/// \param max_distance  Greatest Euclidean distance in pixels, inclusive; below 1 for no limit.
+/// \param threshold     0 to 255, inclusive.
+/// \return The number of filled pixels, or 0 after a message, the first of
+///   "input channels must be 4!\n",
+///   "mask size must be same as image, mask channel must be one!\n",
+///   "seed point must be between (0,0) and (width-1, height-1)!\n" and
+///   "threshold must be between 0 and 255!\n" that applies.
+int flood_fill(const ImageData& image, ImageData& mask, const Point& seed, Rect& rect,
+               int max_distance, int threshold);
+
+/// The bounding box of the pixels of a one-channel mask that hold one value.
+///
+/// \param mask  One byte for each pixel; `stride` is honoured, `channels` is not read.
+/// \param left,top,right,bottom  Receive the smallest column and row and the largest column and
+///              row of these pixels, all inclusive; -1 each when there is none, as in an empty mask.
+/// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
+void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
+
 // ---------------------------------------------------------------------------------------------
 // Detection: network tensors, boxes, anchors, corners
 
