@@ -201,6 +201,109 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: transforms, warps and aligned crops
+//
+// Matrices are arrays of float in row-major order, and points are in pixels, x before y. In the
+// coordinates that matrices act on, pixel (x, y) of an image is the unit square from (x, y) to
+// (x + 1, y + 1): its centre is at (x + 0.5, y + 0.5), so that a matrix which doubles the size
+// maps the image's edges onto the edges of one twice as large.
+// - Affine, 6 floats: x' = M0 x + M1 y + M2, y' = M3 x + M4 y + M5.
+// - Perspective, 9 floats: with w = H6 x + H7 y + H8, x' = (H0 x + H1 y + H2) / w and
+//   y' = (H3 x + H4 y + H5) / w.
+// Nothing here is checked and nothing is printed, unless stated; an impossible request gives
+// infinities or NaNs. Results are written last: they may take the place of the arguments.
+
+/// The affine matrix that turns by `angle` degrees and scales about (cx, cy). Positive angles turn
+/// counter-clockwise on the screen. With a = scale cos(angle) and b = scale sin(angle):
+///
+///     a   b   (1 - a) cx - b cy
+///    -b   a   b cx + (1 - a) cy
+void get_rotation_matrix(float angle, float scale, float cx, float cy, float* M);
+
+/// The affine matrix (6 floats) that maps three points exactly onto three others, by Cramer's
+/// rule. Source points on one line have none: infinities or NaNs.
+void get_affine_transform(const Point* src, const Point* dst, float* M);
+
+/// The similarity (uniform scale, rotation, shift) that maps `n` points nearest to `n` others: the
+/// a, b, tx and ty with the least sum of (a x - b y + tx - u)^2 + (b x + a y + ty - v)^2 over
+/// source points (x, y) and destination points (u, v).
+///
+/// \param src,dst  `n` pairs of floats each.
+/// \param M        Receives a, -b, tx, b, a, ty; NaNs if n is below 1.
+void get_affine_transform(const float* src, const float* dst, int n, float* M);
+
+/// The inverse of an affine matrix, in single precision: with D = 1 / (M0 M4 - M1 M3), that
+/// difference taken with one fused multiply-add,
+///
+///     A11 =  M4 D   A12 = -M1 D   -A11 M2 - A12 M5
+///     A21 = -M3 D   A22 =  M0 D   -A21 M2 - A22 M5
+///
+/// Where the difference is 0 there is no inverse, and D is 0: all six elements become zeros.
+void invert_affine_transform(const float* M, float* iM);
+
+/// The perspective matrix (9 floats, the last of them 1) that maps four points exactly onto four
+/// others. If three points of one side are on a line, elements may be infinities or NaNs.
+void get_perspective_transform(const float* src, const float* dst, float* H);
+
+/// The inverse of a perspective matrix by cofactors, divided by its last element, which becomes
+/// 1. A last element of 0 gives infinities or NaNs.
+void invert_perspective_transform(const float* H, float* iH);
+
+/// Warps a one-channel image through an affine matrix, with bilinear interpolation.
+///
+/// \param src,src_width,src_height,src_stride  The source. Of one with more than 524287 columns or
+///                rows, only that many are used.
+/// \param dst,dst_width,dst_height,dst_stride  The destination; it must not overlap the source.
+/// \param M       Maps source to destination coordinates. Inverted as by
+///                invert_affine_transform(). If it has no inverse, or one that is not finite, the
+///                pixels concerned are outside of the source.
+/// \param border  What is outside of the source. 0, or any value not listed: outside pixels have
+///                the value `fill`, also where they are blended with the source's edge. 1: the
+///                nearest pixel of the source (of a matrix without inverse, the first). 2:
+///                destination pixels that would need an outside pixel keep their values.
+/// \param fill    Byte k, counted from the least significant, is the value of channel k.
+///
+/// A source place (sx, sy) is the inverse's image of a destination pixel's centre, less 0.5 each:
+/// pixel centres of the source are at whole numbers. Both are held in fixed point with 10
+/// fractional bits, as the sum of a column's part, the inverse's A11 (or A21) times x, and a row's
+/// part, the rest; each part is calculated in double precision and rounded to nearest, halves
+/// upwards. (If A11 or A21 times dst_width reaches 524288, the sum is rounded in place of the
+/// parts.) With the fractions fx and fy, from 0 to 1023, of the four pixels around that place:
+///
+///     upper  = (left (1024 - fx) + right fx) >> 3   of the two upper pixels
+///     lower  = (left (1024 - fx) + right fx) >> 3   of the two lower pixels
+///     result = (upper (1024 - fy) + lower fy + 65536) >> 17
+///
+/// A pixel whose weight is 0 is not needed. Four equal pixels give themselves, and the identity
+/// gives a copy.
+void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height,
+                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                            int dst_stride, const float* M, int border, unsigned int fill);
+
+/// As warpaffine_bilinear_c1() for four channels, which are treated alike.
+void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height,
+                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                            int dst_stride, const float* M, int border, unsigned int fill);
+
+/// As warpaffine_bilinear_c4() through a perspective matrix of 9 floats. It is inverted by
+/// cofactors in double precision, and places are quotients in double precision, each rounded as
+/// a whole.
+void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int src_height,
+                                 int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                                 int dst_stride, const float* H, int border, unsigned int fill);
+
+/// Cuts out what landmarks enclose: fits the similarity that maps `image_points` onto
+/// `crop_points`, with get_affine_transform(), and warps the image through it, with
+/// warpaffine_bilinear_c4(), border 0 and fill 0.
+///
+/// \param src           Four channels.
+/// \param crop_points   Where the landmarks are to be in the crop: `n` pairs of floats.
+/// \param image_points  Where they are in the image: `n` pairs of floats.
+/// \param dst           The crop, four channels, of the size that the caller wants.
+/// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
+///                      zeros if the fit has none.
+/// \return 0.
+int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points,
+                   int n, ImageData& dst, float* inverse);
 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
