@@ -45,5 +45,6 @@ class Gallery {
 Picture gray_photo(const Gallery& gallery);
 
 void add_color(Gallery& gallery);
+void add_detect(Gallery& gallery);
 
 #endif  // KELVRA_CV_EXAMPLES_GALLERY_GALLERY_H_
