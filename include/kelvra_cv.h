@@ -308,14 +308,344 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
 
+/// Marks the boundary of a mask's foreground: pixels of 255 that touch something else. It neither
+/// traces nor orders them.
+///
+/// A pixel inside the image is marked when one of its eight neighbours is not 255. On the image's
+/// border the rule differs, as intended: only neighbours inside the image count, and one of them
+/// must be exactly 0. The mark of the bottom-right corner goes to the bottom-left corner, so that
+/// the bottom-right pixel of `dst` is always 0 (as intended, too; an image one column wide has
+/// one bottom pixel for both).
+///
+/// \param src  Packed mask of `width` * `height` bytes, not written.
+/// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
+void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
+
+/// Every 4-connected region of 255 in a packed mask of 0 and 255, with all of its pixels.
+///
+/// Regions are in raster order of their first pixels, and a region's pixels are in raster order.
+/// The list is resized to the number of regions (to none for an empty mask), but what its elements
+/// hold stays, and this call's pixels are appended: pass an empty list to get only these.
+///
+/// Values other than 0 and 255 do not belong in the mask. They neither start nor end a row's run
+/// of foreground, which starts where 255 follows 0 and ends where 0 follows 255.
+void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
+                int height);
+
+/// As find_blobs(), with the boundary pixels only: those with a 0 to the left, to the right, above
+/// or below, and all those in a band of two pixels along each side of the image. A full 5 x 5 mask
+/// lacks its centre.
+void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Point>>& blobs,
+                         int width, int height);
+
+/// Measures outlines and appends a Center for each that passes the enabled filters; what `centers`
+/// holds already stays.
+///
+/// A blob's points are taken as a polygon, the last joining the first, and its moments follow from
+/// Green's theorem (in double precision, positive whatever the winding). The tests, in this order:
+/// - area: min_area <= m00 < max_area, in single precision;
+/// - circularity: 4 pi m00 / perimeter^2, 0 for a perimeter of at most 0.01;
+/// - inertia: the smaller over the larger principal central moment, 1 if they are nearly equal;
+/// - polygons without area are dropped, whatever the filters;
+/// - color: the mask at the centroid must equal blob_color. A centroid beyond the mask, which an
+///   outline that crosses itself may have, equals no color.
+///
+/// \param mask   Packed mask that holds the blobs, `width` bytes a row; read for the color only.
+/// \param blobs  Outlines inside of the mask.
+void filter_blobs(const unsigned char* mask, int width,
+                  const std::vector<std::vector<Point>>& blobs, std::vector<Center>& centers,
+                  const BlobParams& params);
+
+/// Simplifies a curve as OpenCV's approxPolyDP does (D. Douglas and T. Peucker, 1973): keeps
+/// points such that none is farther than `epsilon` pixels from the line through the kept points
+/// on both sides of it. A last pass drops kept points that nearly lie between their neighbours,
+/// unless these are on one horizontal or vertical line, as intended.
+///
+/// \param approx   Replaced by the kept points; may be `curve`. Left as it is if the curve is
+///                 empty or epsilon is not in [0, 1e30).
+/// \param closed   Whether the last point joins the first.
+void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx, double epsilon,
+                    bool closed);
+
+/// Whether a pixel is inside a polygon, by the even-odd rule: whether an odd number of edges cross
+/// row y at a column greater than x.
+///
+/// An edge from vertex i to the vertex j before it crosses the row if exactly one of y_i <= y and
+/// y_j <= y holds, at column x_i + (x_j - x_i) (y - y_i) / (y_j - y_i), the division truncating
+/// toward zero.
+///
+/// \param xs,ys  Coordinates of `count` vertices; the last joins the first. Below 1: false.
+bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y);
+
+/// Sets to 255 every pixel for which is_inside_poly() is true; the others stay.
+///
+/// \param mask   Packed rows of `width` bytes, as many as the vertices reach.
+/// \param xs,ys  Vertices inside of the mask, as in is_inside_poly(). Above row 0 and outside of
+///               the columns 0 .. width - 1 nothing is written; the last row is not known here.
+void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count);
+
+/// Copies a mask and paints a disc of 255 around every point of the outlines: the pixels that are
+/// strictly nearer than `radius`. Radius 1 paints the points themselves, less than 1 nothing.
+///
+/// \param src,dst  Masks of `height` rows of `stride` bytes; all of them, padding included, are
+///                 copied. `dst` may be `src`.
+/// \param contours  Outlines; discs are clipped to the mask.
+void expand_contours(const unsigned char* src, const std::vector<std::vector<Point>>& contours,
+                     unsigned char* dst, int width, int height, int stride, int radius);
+
+/// Fills the region around a seed, 4-connected, whose pixels differ from the seed's in none of the
+/// first three channels by more than `threshold` and are not farther from it than `max_distance`.
+///
+/// \param image         Four channels; the fourth is ignored. `stride` is honoured.
+/// \param mask          One channel, the image's size, `stride` honoured: 255 if filled, else 0.
+/// \param rect          Receives the filled region's bounding box.
+/// \param max_distance  Greatest Euclidean distance in pixels, inclusive; below 1 for no limit.
+/// \param threshold     0 to 255, inclusive.
+/// \return The number of filled pixels, or 0 after a message, the first of
+///   "input channels must be 4!\n",
+///   "mask size must be same as image, mask channel must be one!\n",
+///   "seed point must be between (0,0) and (width-1, height-1)!\n" and
+///   "threshold must be between 0 and 255!\n" that applies.
+int flood_fill(const ImageData& image, ImageData& mask, const Point& seed, Rect& rect,
+               int max_distance, int threshold);
+
+/// The bounding box of the pixels of a one-channel mask that hold one value.
+///
+/// \param mask  One byte for each pixel; `stride` is honoured, `channels` is not read.
+/// \param left,top,right,bottom  Receive the smallest column and row and the largest column and
+///              row of these pixels, all inclusive; -1 each when there is none, as in an empty mask.
+/// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
+void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
+
 // ---------------------------------------------------------------------------------------------
 // Detection: network tensors, boxes, anchors, corners
 
+/// Makes a detection network's input: shrinks or enlarges the image, keeping its aspect ratio, into
+/// the top-left corner of the tensor, and zeros the rest (no centring, no padding colour).
+///
+/// With M the longer side of the image and m the shorter side of the tensor, the picture becomes
+/// width * m / M by height * m / M pixels (truncated), by resize_bilinear_c3(), or
+/// resize_bilinear_c4_to_c3() with the image's color_order as its swap flag: alpha is dropped.
+/// If a side becomes 0, the tensor is all zeros.
+///
+/// \param image       3 or 4 channels; with others nothing is written, not even `scale`.
+/// \param tensor      net_width * net_height * 3 floats.
+/// \param scale       Receives M / m: tensor pixels times it are image pixels.
+/// \param mean        Three numbers, by output channel. Not read without `normalize`.
+/// \param std_dev     Likewise.
+/// \param planar      True: three planes of net_width * net_height floats. False: three floats a
+///                    pixel.
+/// \param normalize   True: (value - mean[k]) * (1 / std_dev[k]) in single precision, the
+///                    reciprocal taken once. False: the byte as a float, 0 to 255.
+/// \param keep_order  False: output channels 0 and 2 trade places, before they are normalised.
+void object_detetion_preprocess(const ImageData& image, int net_width, int net_height,
+                                float* tensor, float& scale, float* mean, float* std_dev,
+                                bool planar, bool normalize, bool keep_order);
+
+/// Decodes a detection network's output and suppresses overlapping boxes of the same class.
+///
+/// \param rows             num_rows rows of 5 + num_classes floats: centre x, centre y, width,
+///                         height, objectness, then a score for each class.
+/// \param boxes            Cleared, then filled by increasing class, within a class by falling
+///                         score, equal scores in the order of their rows. Edges are centre -
+///                         size * 0.5 and centre + size * 0.5, truncated toward zero.
+/// \param score_threshold  Kept are rows whose objectness times best class score reaches it. The
+///                         best score starts at 0 and is replaced by greater ones only: if none
+///                         is above 0, the class is 0 and the score is 0.
+/// \param nms_threshold    A box goes if its intersection over union with a better one of its class
+///                         is greater. Boxes that only touch have 0.
+void object_detetion_postprocess(const float* rows, int num_rows, int num_classes,
+                                 std::vector<BBox>& boxes, float score_threshold,
+                                 float nms_threshold);
+
+/// Lists a detector's anchor boxes as (cx, cy, w, h), divided by the image's size.
+///
+/// Level i has height / strides[i] rows and width / strides[i] columns of cells (truncated; none
+/// for a stride below 1), centred at ((x + 0.5) * stride / width, (y + 0.5) * stride / height),
+/// computed in double precision. Entries follow by level, row, column and anchor without gaps.
+///
+/// \param anchors       Room for 4 floats for each cell and anchor.
+/// \param anchor_sizes  anchor_sizes[i] has the num_anchors sizes, in pixels, of level i.
+void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int num_anchors,
+                 int* strides, int num_strides);
+
+/// Finds FAST 9/16 corners: pixels at least 3 from every border with nine neighbours in a row, on
+/// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
+/// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
+///
+/// \param keypoints            Cleared, then filled in raster order.
+/// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
+/// leave
+///                             `keypoints` as it was. Colour goes through rgb2gray() or
+///                             rgba2gray().
+/// \param stride               Bytes between rows.
+/// \param bgra                 The flag of rgba2gray(), for four channels.
+/// \param threshold            Clamped to 0 … 255.
+/// \param nonmax_suppression   Keep only corners whose score is greater than those of all eight
+///                             neighbours, with the score as their response: the largest
+///                             threshold at which the pixel is a corner.
+/// \param mask                 Null, or width * height packed bytes: pixels with 0 are not tested,
+///                             and compete with none.
+void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
+               int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
+               unsigned char* mask);
+
 // ---------------------------------------------------------------------------------------------
 // Frames: YUV and ARGB
+//
+// Layouts, in memory:
+// - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
+// and
+//   (height + 1) / 2 rows.
+// - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
+//   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
+//   pixel buffers are NV12.
+// - ARGB: 4 bytes a pixel, in the order B, G, R, A: iOS's 32BGRA. (It is the name of the
+//   little-endian 32-bit word.) Android's ARGB_8888 bitmaps are R, G, B, A: swap red and blue.
+//
+// Each plane comes with its stride in bytes. `flip` turns the picture upside down: conversions to
+// ARGB write the output from its last row upwards, everything else reads the source planes so,
+// before rotating. Sources and destinations must not overlap. Sizes below 1 return; no function of
+// this section prints or returns a status.
+
+/// I420 to ARGB, BT.601 studio range; alpha becomes 255.
+///
+/// **Crossed chroma, on purpose**: the second plane feeds V and the third plane feeds U. Frames
+/// with their planes in I420's own order (Y, U, V) must be given to convert_yv12_argb().
+void convert_i420_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// As convert_i420_argb(), **the other way round**: the second plane feeds U and the third feeds V.
+void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// NV12 (U first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv12_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv21_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV12 to I420: the chroma pairs are separated.
+void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// NV21 to I420.
+void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// Copies an I420 frame.
+void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+               const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+               unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+               int width, int height, bool flip);
+
+/// Mirrors an I420 frame left to right.
+void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, bool flip);
+
+/// Copies `crop_height` rows of an image of 4 bytes a pixel, from pixel (crop_x, crop_y) on.
+///
+/// Each row copies **dst_stride bytes**, whatever crop_width says: pass crop_width * 4. The crop is
+/// refused silently unless crop_x + crop_width < width and crop_y + crop_height < height: it must
+/// **not reach** the right or bottom edge. So are negative positions, a crop_height or dst_stride
+/// below 1, and rows that would run past the end of the image.
+void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+               int width, int height, int crop_x, int crop_y, int crop_width, int crop_height);
+
+/// Rotates an I420 frame clockwise. `width` and `height` are the source's; by 90 and 270 degrees
+/// the destination has `height` columns and `width` rows. Other values of `mode` write nothing.
+void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Rotates an NV12 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an NV21 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an image of 4 bytes a pixel clockwise, as rotate_i420(). By 90 and 270 degrees,
+/// `src_stride` must be a multiple of 4, else nothing is written.
+void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Scales an I420 frame with libyuv's filter of that name. Null planes, source sizes outside 1 to
+/// 32768 and destination sizes below 1 write nothing.
+void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                const unsigned char* v, int v_stride, int src_width, int src_height,
+                unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                unsigned char* dst_v, int dst_v_stride, int dst_width, int dst_height,
+                ScaleMode mode, bool flip);
+
+/// Scales an image of 4 bytes a pixel to dst_width x dst_height, writing only the pixels of the
+/// clip rectangle, at their places in the destination. As scale_i420(), nothing is written for bad
+/// arguments; nor for a clip that is empty, larger than 32768 or not inside the destination.
+void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
+                unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
+                int clip_y, int clip_width, int clip_height, ScaleMode mode);
 
 // ---------------------------------------------------------------------------------------------
 // Files: ICC profiles and Exif
+//
+// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The files
+// may hold anything; a chunk or segment that runs past the end of its file counts as not found,
+// like everything after it. The output may be one of the inputs: both are read whole before it is
+// emptied. All return 0, or -1 after a message; a call that fails leaves an existing output as it
+// was, and may have created an empty one.
+
+/// Carries the colour profile ("iCCP") and Exif ("eXIf") of a PNG file into another one.
+///
+/// The output is the input with the origin's eXIf and then its iCCP chunk inserted at byte 33,
+/// after the header. A chunk that the input already has is kept and never replaced. Only chunks
+/// before the first image data ("IDAT") count; of several, the last one.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin png path
+/// error\n", "input png path error\n", "output png path error\n" (not opened, or not written),
+/// "origin png is not png format!\n"; for an input that is no PNG, the last one and then "png in is
+/// not png format!\n".
+int add_png_info(const char* origin_path, const char* input_path, const char* output_path);
+
+/// Strips every colour profile ("iCCP") from a PNG file; all other chunks stay.
+///
+/// Bytes after the "IEND" chunk, or from a chunk on that runs past the end of the file, are not
+/// copied; the output has zeros in their place.
+///
+/// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
+/// error\n", "origin png is not png format!\n".
+int remove_png_info(const char* input_path, const char* output_path);
+
+/// Carries the colour profile of a JPEG file into another one: the first APP2 segment named
+/// "ICC_PROFILE" before the image data. (Of a profile that is split over several segments, that is
+/// a part.)
+///
+/// An input without a profile receives it after its first segment, whose length is deliberately
+/// read from two signed bytes: if the low one is 128 or more, the segment is taken to be 256 bytes
+/// shorter than it is, unless that leaves nothing. An input with a profile has it replaced; the
+/// output then ends with as many zero bytes, after the end of the image, as the replaced segment
+/// had. If the origin has none, the output is a copy of the input.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin jpeg path
+/// error\n", "input jpeg path error\n", "output jpeg path error\n" (not opened, or not written),
+/// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
+/// in is not jpeg format!\n".
+int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
 
 #pragma GCC visibility pop
 

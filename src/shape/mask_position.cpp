@@ -1,0 +1,61 @@
+// The bounding box of the pixels of a mask that hold one value.
+#include <algorithm>
+#include <cstring>
+
+#include "core/rows.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+// The first index below `count` whose byte is `wanted`, else `count`.
+int find_first(const uint8_t* bytes, int count, uint8_t wanted) {
+  const void* found = std::memchr(bytes, wanted, static_cast<size_t>(count));
+  return found == nullptr ? count : static_cast<int>(static_cast<const uint8_t*>(found) - bytes);
+}
+
+// The last index at or above `from` and below `count` whose byte is `wanted`, else from - 1.
+int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
+  constexpr int kBlock = 64;
+  int last = count - 1;
+  for (; last - kBlock >= from; last -= kBlock) {
+    const uint8_t* block = bytes + last - (kBlock - 1);
+    uint8_t hit = 0;
+    for (int i = 0; i < kBlock; ++i) hit |= block[i] == wanted;  // no early exit: it vectorises
+    if (hit != 0) break;
+  }
+  while (last >= from && bytes[last] != wanted) --last;
+  return last;
+}
+
+}  // namespace
+
+void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode) {
+  const uint8_t wanted = mode == 1 ? 0 : 255;
+  const int width = std::max(mask.width, 0), height = mask.height;
+  const auto row = [&](int y) { return row_at<const uint8_t>(mask.data, y, mask.stride); };
+  const auto row_has_one = [&](int y) { return find_first(row(y), width, wanted) < width; };
+
+  int first_row = 0, last_row = height - 1;
+  while (first_row <= last_row && !row_has_one(first_row)) ++first_row;
+  if (first_row > last_row || width == 0) {
+    left = top = right = bottom = -1;
+    return;
+  }
+  while (!row_has_one(last_row)) --last_row;
+
+  // Between them only the columns outside of the box so far can widen it.
+  int first_column = width, last_column = -1;
+  for (int y = first_row; y <= last_row; ++y) {
+    first_column = find_first(row(y), first_column, wanted);
+    last_column = find_last(row(y), last_column + 1, width, wanted);
+  }
+  left = first_column;
+  top = first_row;
+  right = last_column;
+  bottom = last_row;
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,53 @@
+// Pixels of a row as bits: 64 at a time in a word, bit i for pixel i.
+#ifndef KELVRA_CV_SHAPE_ROW_BITS_H_
+#define KELVRA_CV_SHAPE_ROW_BITS_H_
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/simd.h"
+
+namespace KelvraCV::detail {
+
+constexpr int kWordBits = 64;
+
+inline size_t words_for(int width) {
+  return (static_cast<size_t>(width) + kWordBits - 1) / kWordBits;
+}
+
+// The bits below `count`, which may be 0 to 64.
+inline uint64_t low_bits(int count) {
+  return count < kWordBits ? (uint64_t{1} << count) - 1 : ~uint64_t{0};
+}
+
+inline int first_bit(uint64_t word) {
+  return __builtin_ctzll(word);
+}
+inline int last_bit(uint64_t word) {
+  return kWordBits - 1 - __builtin_clzll(word);
+}
+
+// Which of the 64 bytes equal `value`.
+inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
+  const Full<uint8_t> d;
+  uint64_t bits = 0;
+  for (int x = 0; x < kWordBits; x += static_cast<int>(hn::Lanes(d))) {
+    uint64_t part = 0;
+    hn::StoreMaskBits(d, hn::LoadU(d, bytes + x) == hn::Set(d, value),
+                      reinterpret_cast<uint8_t*>(&part));
+    bits |= part << x;
+  }
+  return bits;
+}
+
+// The same for `count` bytes, 64 at most; the bits from `count` on are 0.
+inline uint64_t bits_equal(const uint8_t* bytes, int count, uint8_t value) {
+  if (count >= kWordBits) return bits_equal(bytes, value);
+  uint8_t padded[kWordBits] = {};
+  std::memcpy(padded, bytes, static_cast<size_t>(count));
+  return bits_equal(padded, value) & low_bits(count);
+}
+
+}  // namespace KelvraCV::detail
+
+#endif  // KELVRA_CV_SHAPE_ROW_BITS_H_

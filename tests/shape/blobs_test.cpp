@@ -1,0 +1,152 @@
+#include <algorithm>
+
+#include "shape/points.h"
+#include "support/images.h"
+
+using namespace KelvraCV;
+using namespace test;
+
+namespace {
+
+// Numbers the 4-connected regions pixel by pixel, from 1, in raster order.
+std::vector<int> region_numbers(const std::vector<uint8_t>& mask, int width, int height,
+                                int& count) {
+  std::vector<int> numbers(mask.size());
+  Points waiting;
+  count = 0;
+  const auto visit = [&](int x, int y) {
+    if (x < 0 || y < 0 || x >= width || y >= height) return;
+    const size_t at = static_cast<size_t>(y) * width + x;
+    if (mask[at] == 0 || numbers[at] != 0) return;
+    numbers[at] = count;
+    waiting.push_back({x, y});
+  };
+  for (int i = 0; i < static_cast<int>(mask.size()); ++i) {
+    if (mask[i] == 0 || numbers[i] != 0) continue;
+    ++count;
+    visit(i % width, i / width);
+    while (!waiting.empty()) {
+      const Point p = waiting.back();
+      waiting.pop_back();
+      visit(p.x - 1, p.y);
+      visit(p.x + 1, p.y);
+      visit(p.x, p.y - 1);
+      visit(p.x, p.y + 1);
+    }
+  }
+  return numbers;
+}
+
+bool is_boundary(const std::vector<uint8_t>& mask, int width, int height, int x, int y) {
+  if (x <= 1 || y <= 1 || x >= width - 2 || y >= height - 2) return true;
+  const uint8_t* pixel = &mask[static_cast<size_t>(y) * width + x];
+  return pixel[-1] == 0 || pixel[1] == 0 || pixel[-width] == 0 || pixel[width] == 0;
+}
+
+PointLists expected(const std::vector<uint8_t>& mask, int width, int height, bool all) {
+  int count = 0;
+  const std::vector<int> numbers = region_numbers(mask, width, height, count);
+  PointLists lists(count);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const int number = numbers[static_cast<size_t>(y) * width + x];
+      if (number != 0 && (all || is_boundary(mask, width, height, x, y))) {
+        lists[number - 1].push_back({x, y});
+      }
+    }
+  }
+  return lists;
+}
+
+void expect_regions(const std::vector<uint8_t>& pixels, int width, int height, Guard guard) {
+  GuardedBuffer<> mask(width, height, 0, guard);
+  mask.fill(pixels);
+  PointLists all, boundaries;
+  find_blobs(mask.data(), all, width, height);
+  find_blobs_contours(mask.data(), boundaries, width, height);
+  ASSERT_EQ(all, expected(pixels, width, height, true));
+  ASSERT_EQ(boundaries, expected(pixels, width, height, false));
+}
+
+// Blobs of a mask of one row.
+PointLists blobs_of_row(std::vector<uint8_t> row) {
+  PointLists blobs;
+  find_blobs(row.data(), blobs, static_cast<int>(row.size()), 1);
+  return blobs;
+}
+
+}  // namespace
+
+TEST(Blobs, EveryShapeAndDensity) {
+  Random random;
+  for (const Shape& shape : all_shapes()) {
+    if (shape.padding != 0) continue;
+    for (const int percent : {0, 15, 50, 60, 90, 100}) {
+      SCOPED_TRACE(testing::Message() << shape << ", " << percent << " %");
+      std::vector<uint8_t> pixels(static_cast<size_t>(shape.width) * shape.height);
+      for (uint8_t& pixel : pixels) pixel = random.below(100) < percent ? 255 : 0;
+      expect_regions(pixels, shape.width, shape.height, shape.guard);
+    }
+  }
+}
+
+// Spirals and combs join late; a checkerboard never does.
+TEST(Blobs, LateJoinsAndManyLabels) {
+  const int width = 300, height = 200;
+  std::vector<uint8_t> comb(width * height), checkers(comb), rings(comb);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const int ring = std::min({x, y, width - 1 - x, height - 1 - y});
+      comb[y * width + x] = x % 2 == 0 || y == height - 1 ? 255 : 0;
+      checkers[y * width + x] = (x + y) % 2 == 0 ? 255 : 0;
+      rings[y * width + x] = ring % 2 == 0 || (x == ring && y == ring + 1) ? 255 : 0;
+    }
+  }
+  for (const auto& pixels : {comb, checkers, rings}) {
+    expect_regions(pixels, width, height, Guard::kAfter);
+  }
+}
+
+TEST(Blobs, ListsAreResizedAndAppendedTo) {
+  const std::vector<uint8_t> mask = {255, 0, 0, 0, 255, 0, 0, 0, 0};
+  PointLists blobs(3, Points{{9, 9}});
+  find_blobs(mask.data(), blobs, 3, 3);
+  EXPECT_EQ(blobs, (PointLists{{{9, 9}, {0, 0}}, {{9, 9}, {1, 1}}}));
+  find_blobs_contours(mask.data(), blobs, 3, 3);
+  EXPECT_EQ(blobs[1], (Points{{9, 9}, {1, 1}, {1, 1}}));
+  find_blobs(mask.data(), blobs, 0, 3);
+  find_blobs_contours(mask.data(), blobs, 3, 0);
+  EXPECT_EQ(blobs.size(), 2u);
+  find_blobs_contours(mask.data() + 5, blobs, 2, 2);
+  EXPECT_TRUE(blobs.empty());
+}
+
+TEST(Blobs, TheBandIsTwoPixelsWide) {
+  const std::vector<uint8_t> full(49, 255);
+  PointLists five, seven;
+  find_blobs_contours(full.data(), five, 5, 5);
+  find_blobs_contours(full.data(), seven, 7, 7);
+  EXPECT_EQ(five.at(0).size(), 24u);
+  EXPECT_EQ(seven.at(0).size(), 40u);
+}
+
+TEST(Blobs, RunsAreDecidedByStepsBetween0And255) {
+  EXPECT_EQ(blobs_of_row({0, 255, 100, 255, 0}), (PointLists{{{1, 0}, {2, 0}, {3, 0}}}));
+  EXPECT_EQ(blobs_of_row({255, 100, 0, 255}), (PointLists{{{3, 0}}}));
+  EXPECT_EQ(blobs_of_row({1, 255, 0, 0, 255, 254}), PointLists{});
+}
+
+TEST(Blobs, Golden) {
+  const auto mask = mask_picture(150, 101);
+  PointLists blobs, boundaries;
+  find_blobs(mask.data(), blobs, 150, 101);
+  expect_golden("find_blobs", flattened(blobs));
+  find_blobs_contours(mask.data(), boundaries, 150, 101);
+  expect_golden("find_blobs_contours", flattened(boundaries));
+
+  std::vector<Center> centers;
+  filter_blobs(mask.data(), 150, boundaries, centers,
+               {false, true, true, true, 0, 0, 1, 100000, 0.0f, 10.0f, -9.0f, 9.0f});
+  EXPECT_FALSE(centers.empty());
+  expect_golden("filter_blobs", centers);
+}
