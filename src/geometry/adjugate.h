@@ -4,7 +4,8 @@
 
 namespace KelvraCV::detail {
 
-// Each element of `inverse` is exact but for the rounding of one difference. Returns the determinant.
+// Each element of `inverse` is exact but for the rounding of one difference. Returns the
+// determinant.
 inline double adjugate(const float* H, double* inverse) {
   const auto minor = [&](int a, int b, int c, int d) {
     return static_cast<double>(H[a]) * H[d] - static_cast<double>(H[b]) * H[c];

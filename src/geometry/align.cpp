@@ -3,8 +3,8 @@
 
 namespace KelvraCV {
 
-int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points,
-                   int n, ImageData& dst, float* inverse) {
+int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
+                   ImageData& dst, float* inverse) {
   float M[6];
   get_affine_transform(image_points, crop_points, n, M);
   warpaffine_bilinear_c4(src.data, src.width, src.height, src.stride, dst.data, dst.width,

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -29,6 +30,9 @@ constexpr int kFar = 1 << 30;
 constexpr double kCentre = 0.5;
 
 constexpr int kTileColumns = 64;
+
+// In place of a map's last element: makes all of its quotients far outside.
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 // To the nearest integer, halves upwards, between -kFar and kFar - 1. NaN gives -kFar.
 template <class D>
@@ -113,15 +117,6 @@ class PerspectiveMap {
   double row_[3] = {};
 };
 
-// A matrix without inverse: every pixel is far outside.
-struct NowhereMap {
-  void start_row(int) {}
-  void coordinates(int, int count, int32_t* x, int32_t* y) const {
-    std::fill_n(x, count, -kFar);
-    std::fill_n(y, count, -kFar);
-  }
-};
-
 struct Source {
   const uint8_t* data;
   int width, height, stride;
@@ -180,9 +175,9 @@ void gather_inside(Tile<kChannels>& tile, int count, const Source& src) {
   split(tile.x, tile.x_weights, count, src.width - 2);
   split(tile.y, tile.y_weights, count, src.height - 2);
   const uint8_t *data = src.data, *next_row = src.data + src.stride;
+  const ptrdiff_t stride = src.stride;  // a local: the bytes copied below might be src's
   for (int i = 0; i < count; ++i) {
-    const ptrdiff_t at =
-        tile.y[i] * static_cast<ptrdiff_t>(src.stride) + tile.x[i] * ptrdiff_t{kChannels};
+    const ptrdiff_t at = tile.y[i] * stride + tile.x[i] * ptrdiff_t{kChannels};
     std::memcpy(tile.upper + i * kPair, data + at, kPair);
     std::memcpy(tile.lower + i * kPair, next_row + at, kPair);
   }
@@ -283,12 +278,12 @@ HWY_INLINE void blend_vector(const Tile<4>& tile, int i, uint8_t* dst) {
   const auto lower01 = load_blocks(d8, tile.lower + 8 * i, 32);
   const auto upper23 = load_blocks(d8, tile.upper + 8 * i + 16, 32);
   const auto lower23 = load_blocks(d8, tile.lower + 8 * i + 16, 32);
-  const auto pixel0 = blend(taps(upper01, first), taps(lower01, first),
-                            hn::Broadcast<0>(x_weights), hn::Broadcast<0>(y_weights));
+  const auto pixel0 = blend(taps(upper01, first), taps(lower01, first), hn::Broadcast<0>(x_weights),
+                            hn::Broadcast<0>(y_weights));
   const auto pixel1 = blend(taps(upper01, second), taps(lower01, second),
                             hn::Broadcast<1>(x_weights), hn::Broadcast<1>(y_weights));
-  const auto pixel2 = blend(taps(upper23, first), taps(lower23, first),
-                            hn::Broadcast<2>(x_weights), hn::Broadcast<2>(y_weights));
+  const auto pixel2 = blend(taps(upper23, first), taps(lower23, first), hn::Broadcast<2>(x_weights),
+                            hn::Broadcast<2>(y_weights));
   const auto pixel3 = blend(taps(upper23, second), taps(lower23, second),
                             hn::Broadcast<3>(x_weights), hn::Broadcast<3>(y_weights));
   hn::StoreU(narrow_to_u8_blocks(narrow_to_i16_blocks(pixel0, pixel1),
@@ -373,11 +368,10 @@ void warp_affine(const Source& src, const Destination& dst, const float* M,
   if (is_empty(src, dst)) return;
   float inverse[6];
   invert_affine_transform(M, inverse);
-  const double map[9] = {inverse[0], inverse[1], inverse[2], inverse[3], inverse[4],
-                         inverse[5], 0,          0,          1};
-  if (std::all_of(inverse, inverse + 6, [](float element) { return element == 0; })) {
-    warp<kChannels>(src, dst, NowhereMap(), outside);
-  } else if (AffineMap::fits(map, dst.width)) {
+  const bool singular = std::all_of(inverse, inverse + 6, [](float part) { return part == 0; });
+  const double map[9] = {inverse[0], inverse[1], inverse[2], inverse[3],         inverse[4],
+                         inverse[5], 0,          0,          singular ? kNan : 1};
+  if (!singular && AffineMap::fits(map, dst.width)) {
     warp<kChannels>(src, dst, AffineMap(map, dst.width), outside);
   } else {
     warp<kChannels>(src, dst, PerspectiveMap(map), outside);
@@ -386,16 +380,16 @@ void warp_affine(const Source& src, const Destination& dst, const float* M,
 
 }  // namespace
 
-void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill) {
+void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill) {
   warp_affine<1>(source_of(src, src_width, src_height, src_stride),
                  {dst, dst_width, dst_height, dst_stride}, M, outside_of(border, fill));
 }
 
-void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill) {
+void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill) {
   warp_affine<4>(source_of(src, src_width, src_height, src_stride),
                  {dst, dst_width, dst_height, dst_stride}, M, outside_of(border, fill));
 }
@@ -406,13 +400,9 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
   const Source source = source_of(src, src_width, src_height, src_stride);
   const Destination destination = {dst, dst_width, dst_height, dst_stride};
   if (is_empty(source, destination)) return;
-  const Outside outside = outside_of(border, fill);
   double inverse[9];
-  if (adjugate(H, inverse) == 0) {
-    warp<4>(source, destination, NowhereMap(), outside);
-  } else {
-    warp<4>(source, destination, PerspectiveMap(inverse), outside);
-  }
+  if (adjugate(H, inverse) == 0) inverse[8] = kNan;
+  warp<4>(source, destination, PerspectiveMap(inverse), outside_of(border, fill));
 }
 
 }  // namespace KelvraCV
