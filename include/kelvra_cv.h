@@ -201,6 +201,109 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: transforms, warps and aligned crops
+//
+// Matrices are arrays of float in row-major order, and points are in pixels, x before y. In the
+// coordinates that matrices act on, pixel (x, y) of an image is the unit square from (x, y) to
+// (x + 1, y + 1): its centre is at (x + 0.5, y + 0.5), so that a matrix which doubles the size
+// maps the image's edges onto the edges of one twice as large.
+// - Affine, 6 floats: x' = M0 x + M1 y + M2, y' = M3 x + M4 y + M5.
+// - Perspective, 9 floats: with w = H6 x + H7 y + H8, x' = (H0 x + H1 y + H2) / w and
+//   y' = (H3 x + H4 y + H5) / w.
+// Nothing here is checked and nothing is printed, unless stated; an impossible request gives
+// infinities or NaNs. Results are written last: they may take the place of the arguments.
+
+/// The affine matrix that turns by `angle` degrees and scales about (cx, cy). Positive angles turn
+/// counter-clockwise on the screen. With a = scale cos(angle) and b = scale sin(angle):
+///
+///     a   b   (1 - a) cx - b cy
+///    -b   a   b cx + (1 - a) cy
+void get_rotation_matrix(float angle, float scale, float cx, float cy, float* M);
+
+/// The affine matrix (6 floats) that maps three points exactly onto three others, by Cramer's
+/// rule. Source points on one line have none: infinities or NaNs.
+void get_affine_transform(const Point* src, const Point* dst, float* M);
+
+/// The similarity (uniform scale, rotation, shift) that maps `n` points nearest to `n` others: the
+/// a, b, tx and ty with the least sum of (a x - b y + tx - u)^2 + (b x + a y + ty - v)^2 over
+/// source points (x, y) and destination points (u, v).
+///
+/// \param src,dst  `n` pairs of floats each.
+/// \param M        Receives a, -b, tx, b, a, ty; NaNs if n is below 1.
+void get_affine_transform(const float* src, const float* dst, int n, float* M);
+
+/// The inverse of an affine matrix, in single precision: with D = 1 / (M0 M4 - M1 M3), that
+/// difference taken with one fused multiply-add,
+///
+///     A11 =  M4 D   A12 = -M1 D   -A11 M2 - A12 M5
+///     A21 = -M3 D   A22 =  M0 D   -A21 M2 - A22 M5
+///
+/// Where the difference is 0 there is no inverse, and D is 0: all six elements become zeros.
+void invert_affine_transform(const float* M, float* iM);
+
+/// The perspective matrix (9 floats, the last of them 1) that maps four points exactly onto four
+/// others. If three points of one side are on a line, elements may be infinities or NaNs.
+void get_perspective_transform(const float* src, const float* dst, float* H);
+
+/// The inverse of a perspective matrix by cofactors, divided by its last element, which becomes
+/// 1. A last element of 0 gives infinities or NaNs.
+void invert_perspective_transform(const float* H, float* iH);
+
+/// Warps a one-channel image through an affine matrix, with bilinear interpolation.
+///
+/// \param src,src_width,src_height,src_stride  The source. Of one with more than 524287 columns or
+///                rows, only that many are used.
+/// \param dst,dst_width,dst_height,dst_stride  The destination; it must not overlap the source.
+/// \param M       Maps source to destination coordinates. Inverted as by
+///                invert_affine_transform(). If it has no inverse, or one that is not finite, the
+///                pixels concerned are outside of the source.
+/// \param border  What is outside of the source. 0, or any value not listed: outside pixels have
+///                the value `fill`, also where they are blended with the source's edge. 1: the
+///                nearest pixel of the source (of a matrix without inverse, the first). 2:
+///                destination pixels that would need an outside pixel keep their values.
+/// \param fill    Byte k, counted from the least significant, is the value of channel k.
+///
+/// A source place (sx, sy) is the inverse's image of a destination pixel's centre, less 0.5 each:
+/// pixel centres of the source are at whole numbers. Both are held in fixed point with 10
+/// fractional bits, as the sum of a column's part, the inverse's A11 (or A21) times x, and a row's
+/// part, the rest; each part is calculated in double precision and rounded to nearest, halves
+/// upwards. (If A11 or A21 times dst_width reaches 524288, the sum is rounded in place of the
+/// parts.) With the fractions fx and fy, from 0 to 1023, of the four pixels around that place:
+///
+///     upper  = (left (1024 - fx) + right fx) >> 3   of the two upper pixels
+///     lower  = (left (1024 - fx) + right fx) >> 3   of the two lower pixels
+///     result = (upper (1024 - fy) + lower fy + 65536) >> 17
+///
+/// A pixel whose weight is 0 is not needed. Four equal pixels give themselves, and the identity
+/// gives a copy.
+void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height,
+                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                            int dst_stride, const float* M, int border, unsigned int fill);
+
+/// As warpaffine_bilinear_c1() for four channels, which are treated alike.
+void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height,
+                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                            int dst_stride, const float* M, int border, unsigned int fill);
+
+/// As warpaffine_bilinear_c4() through a perspective matrix of 9 floats. It is inverted by
+/// cofactors in double precision, and places are quotients in double precision, each rounded as
+/// a whole.
+void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int src_height,
+                                 int src_stride, unsigned char* dst, int dst_width, int dst_height,
+                                 int dst_stride, const float* H, int border, unsigned int fill);
+
+/// Cuts out what landmarks enclose: fits the similarity that maps `image_points` onto
+/// `crop_points`, with get_affine_transform(), and warps the image through it, with
+/// warpaffine_bilinear_c4(), border 0 and fill 0.
+///
+/// \param src           Four channels.
+/// \param crop_points   Where the landmarks are to be in the crop: `n` pairs of floats.
+/// \param image_points  Where they are in the image: `n` pairs of floats.
+/// \param dst           The crop, four channels, of the size that the caller wants.
+/// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
+///                      zeros if the fit has none.
+/// \return 0.
+int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points,
+                   int n, ImageData& dst, float* inverse);
 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
@@ -333,11 +436,232 @@ void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& b
 // ---------------------------------------------------------------------------------------------
 // Detection: network tensors, boxes, anchors, corners
 
+/// Makes a detection network's input: shrinks or enlarges the image, keeping its aspect ratio, into
+/// the top-left corner of the tensor, and zeros the rest (no centring, no padding colour).
+///
+/// With M the longer side of the image and m the shorter side of the tensor, the picture becomes
+/// width * m / M by height * m / M pixels (truncated), by resize_bilinear_c3(), or
+/// resize_bilinear_c4_to_c3() with the image's color_order as its swap flag: alpha is dropped.
+/// If a side becomes 0, the tensor is all zeros.
+///
+/// \param image       3 or 4 channels; with others nothing is written, not even `scale`.
+/// \param tensor      net_width * net_height * 3 floats.
+/// \param scale       Receives M / m: tensor pixels times it are image pixels.
+/// \param mean        Three numbers, by output channel. Not read without `normalize`.
+/// \param std_dev     Likewise.
+/// \param planar      True: three planes of net_width * net_height floats. False: three floats a
+///                    pixel.
+/// \param normalize   True: (value - mean[k]) * (1 / std_dev[k]) in single precision, the
+///                    reciprocal taken once. False: the byte as a float, 0 to 255.
+/// \param keep_order  False: output channels 0 and 2 trade places, before they are normalised.
+void object_detetion_preprocess(const ImageData& image, int net_width, int net_height,
+                                float* tensor, float& scale, float* mean, float* std_dev,
+                                bool planar, bool normalize, bool keep_order);
+
+/// Decodes a detection network's output and suppresses overlapping boxes of the same class.
+///
+/// \param rows             num_rows rows of 5 + num_classes floats: centre x, centre y, width,
+///                         height, objectness, then a score for each class.
+/// \param boxes            Cleared, then filled by increasing class, within a class by falling
+///                         score, equal scores in the order of their rows. Edges are centre -
+///                         size * 0.5 and centre + size * 0.5, truncated toward zero.
+/// \param score_threshold  Kept are rows whose objectness times best class score reaches it. The
+///                         best score starts at 0 and is replaced by greater ones only: if none
+///                         is above 0, the class is 0 and the score is 0.
+/// \param nms_threshold    A box goes if its intersection over union with a better one of its class
+///                         is greater. Boxes that only touch have 0.
+void object_detetion_postprocess(const float* rows, int num_rows, int num_classes,
+                                 std::vector<BBox>& boxes, float score_threshold,
+                                 float nms_threshold);
+
+/// Lists a detector's anchor boxes as (cx, cy, w, h), divided by the image's size.
+///
+/// Level i has height / strides[i] rows and width / strides[i] columns of cells (truncated; none
+/// for a stride below 1), centred at ((x + 0.5) * stride / width, (y + 0.5) * stride / height),
+/// computed in double precision. Entries follow by level, row, column and anchor without gaps.
+///
+/// \param anchors       Room for 4 floats for each cell and anchor.
+/// \param anchor_sizes  anchor_sizes[i] has the num_anchors sizes, in pixels, of level i.
+void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int num_anchors,
+                 int* strides, int num_strides);
+
+/// Finds FAST 9/16 corners: pixels at least 3 from every border with nine neighbours in a row, on
+/// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
+/// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
+///
+/// \param keypoints            Cleared, then filled in raster order.
+/// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
+/// leave
+///                             `keypoints` as it was. Colour goes through rgb2gray() or
+///                             rgba2gray().
+/// \param stride               Bytes between rows.
+/// \param bgra                 The flag of rgba2gray(), for four channels.
+/// \param threshold            Clamped to 0 … 255.
+/// \param nonmax_suppression   Keep only corners whose score is greater than those of all eight
+///                             neighbours, with the score as their response: the largest
+///                             threshold at which the pixel is a corner.
+/// \param mask                 Null, or width * height packed bytes: pixels with 0 are not tested,
+///                             and compete with none.
+void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
+               int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
+               unsigned char* mask);
+
 // ---------------------------------------------------------------------------------------------
 // Frames: YUV and ARGB
+//
+// Layouts, in memory:
+// - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
+// and
+//   (height + 1) / 2 rows.
+// - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
+//   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
+//   pixel buffers are NV12.
+// - ARGB: 4 bytes a pixel, in the order B, G, R, A: iOS's 32BGRA. (It is the name of the
+//   little-endian 32-bit word.) Android's ARGB_8888 bitmaps are R, G, B, A: swap red and blue.
+//
+// Each plane comes with its stride in bytes. `flip` turns the picture upside down: conversions to
+// ARGB write the output from its last row upwards, everything else reads the source planes so,
+// before rotating. Sources and destinations must not overlap. Sizes below 1 return; no function of
+// this section prints or returns a status.
+
+/// I420 to ARGB, BT.601 studio range; alpha becomes 255.
+///
+/// **Crossed chroma, on purpose**: the second plane feeds V and the third plane feeds U. Frames
+/// with their planes in I420's own order (Y, U, V) must be given to convert_yv12_argb().
+void convert_i420_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// As convert_i420_argb(), **the other way round**: the second plane feeds U and the third feeds V.
+void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
+                       const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
+                       int width, int height, bool flip);
+
+/// NV12 (U first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv12_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
+void convert_nv21_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* argb, int argb_stride, int width, int height, bool flip);
+
+/// NV12 to I420: the chroma pairs are separated.
+void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// NV21 to I420.
+void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                       unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
+                       int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
+                       int height, bool flip);
+
+/// Copies an I420 frame.
+void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+               const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+               unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+               int width, int height, bool flip);
+
+/// Mirrors an I420 frame left to right.
+void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, bool flip);
+
+/// Copies `crop_height` rows of an image of 4 bytes a pixel, from pixel (crop_x, crop_y) on.
+///
+/// Each row copies **dst_stride bytes**, whatever crop_width says: pass crop_width * 4. The crop is
+/// refused silently unless crop_x + crop_width < width and crop_y + crop_height < height: it must
+/// **not reach** the right or bottom edge. So are negative positions, a crop_height or dst_stride
+/// below 1, and rows that would run past the end of the image.
+void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+               int width, int height, int crop_x, int crop_y, int crop_width, int crop_height);
+
+/// Rotates an I420 frame clockwise. `width` and `height` are the source's; by 90 and 270 degrees
+/// the destination has `height` columns and `width` rows. Other values of `mode` write nothing.
+void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                 const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
+                 unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Rotates an NV12 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an NV21 frame clockwise into I420 planes, as rotate_i420().
+void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
+                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                 unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
+                 bool flip);
+
+/// Rotates an image of 4 bytes a pixel clockwise, as rotate_i420(). By 90 and 270 degrees,
+/// `src_stride` must be a multiple of 4, else nothing is written.
+void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
+                 int width, int height, RotationMode mode, bool flip);
+
+/// Scales an I420 frame with libyuv's filter of that name. Null planes, source sizes outside 1 to
+/// 32768 and destination sizes below 1 write nothing.
+void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
+                const unsigned char* v, int v_stride, int src_width, int src_height,
+                unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
+                unsigned char* dst_v, int dst_v_stride, int dst_width, int dst_height,
+                ScaleMode mode, bool flip);
+
+/// Scales an image of 4 bytes a pixel to dst_width x dst_height, writing only the pixels of the
+/// clip rectangle, at their places in the destination. As scale_i420(), nothing is written for bad
+/// arguments; nor for a clip that is empty, larger than 32768 or not inside the destination.
+void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
+                unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
+                int clip_y, int clip_width, int clip_height, ScaleMode mode);
 
 // ---------------------------------------------------------------------------------------------
 // Files: ICC profiles and Exif
+//
+// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The files
+// may hold anything; a chunk or segment that runs past the end of its file counts as not found,
+// like everything after it. The output may be one of the inputs: both are read whole before it is
+// emptied. All return 0, or -1 after a message; a call that fails leaves an existing output as it
+// was, and may have created an empty one.
+
+/// Carries the colour profile ("iCCP") and Exif ("eXIf") of a PNG file into another one.
+///
+/// The output is the input with the origin's eXIf and then its iCCP chunk inserted at byte 33,
+/// after the header. A chunk that the input already has is kept and never replaced. Only chunks
+/// before the first image data ("IDAT") count; of several, the last one.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin png path
+/// error\n", "input png path error\n", "output png path error\n" (not opened, or not written),
+/// "origin png is not png format!\n"; for an input that is no PNG, the last one and then "png in is
+/// not png format!\n".
+int add_png_info(const char* origin_path, const char* input_path, const char* output_path);
+
+/// Strips every colour profile ("iCCP") from a PNG file; all other chunks stay.
+///
+/// Bytes after the "IEND" chunk, or from a chunk on that runs past the end of the file, are not
+/// copied; the output has zeros in their place.
+///
+/// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
+/// error\n", "origin png is not png format!\n".
+int remove_png_info(const char* input_path, const char* output_path);
+
+/// Carries the colour profile of a JPEG file into another one: the first APP2 segment named
+/// "ICC_PROFILE" before the image data. (Of a profile that is split over several segments, that is
+/// a part.)
+///
+/// An input without a profile receives it after its first segment, whose length is deliberately
+/// read from two signed bytes: if the low one is 128 or more, the segment is taken to be 256 bytes
+/// shorter than it is, unless that leaves nothing. An input with a profile has it replaced; the
+/// output then ends with as many zero bytes, after the end of the image, as the replaced segment
+/// had. If the origin has none, the output is a copy of the input.
+///
+/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin jpeg path
+/// error\n", "input jpeg path error\n", "output jpeg path error\n" (not opened, or not written),
+/// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
+/// in is not jpeg format!\n".
+int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
 
 #pragma GCC visibility pop
 

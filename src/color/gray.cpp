@@ -1,4 +1,6 @@
 // Luminance of interleaved colour: one byte from each pixel of three or four.
+#include <climits>
+
 #include "core/rows.h"
 #include "core/simd.h"
 #include "kelvra_cv.h"
@@ -30,30 +32,33 @@ uint8_t gray_of(const uint8_t* pixel) {
 }
 
 // The same for four pixels of each block of `pixels`, from byte kSkip on, in 32-bit lanes. Products
-// are of signed 16-bit lanes, which green's weight does not fit: green enters twice, once beside
-// the first colour and once beside the third, with half of its weight each time. All is exact.
+// are of signed 16-bit lanes, which green's weight does not fit: green enters twice, with half of
+// its weight each time. All is exact.
 template <class Pixel, int kSkip, class D8>
 HWY_INLINE auto gray_of_blocks(D8 d8, hn::Vec<D8> pixels) {
   constexpr int kHalf = kGreenWeight / 2;
   constexpr uint8_t p0 = kSkip, p1 = p0 + Pixel::kChannels, p2 = p1 + Pixel::kChannels,
                     p3 = p2 + Pixel::kChannels, none = 0x80;
-  alignas(16) static constexpr uint8_t kFirstAndGreen[16] = {
-      p0, none, p0 + 1, none, p1, none, p1 + 1, none,
-      p2, none, p2 + 1, none, p3, none, p3 + 1, none};
-  alignas(16) static constexpr uint8_t kGreenAndThird[16] = {
-      p0 + 1, none, p0 + 2, none, p1 + 1, none, p1 + 2, none,
-      p2 + 1, none, p2 + 2, none, p3 + 1, none, p3 + 2, none};
+  alignas(16) static constexpr uint8_t kFirstAndThird[16] = {
+      p0, none, p0 + 2, none, p1, none, p1 + 2, none,
+      p2, none, p2 + 2, none, p3, none, p3 + 2, none};
+  alignas(16) static constexpr uint8_t kGreenTwice[16] = {p0 + 1, none, p0 + 1, none, p1 + 1, none,
+                                                          p1 + 1, none, p2 + 1, none, p2 + 1, none,
+                                                          p3 + 1, none, p3 + 1, none};
   const hn::Repartition<int16_t, D8> d16;
   const hn::Repartition<int32_t, D8> d32;
-  const auto first_and_green =
-      hn::BitCast(d16, hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, kFirstAndGreen)));
-  const auto green_and_third =
-      hn::BitCast(d16, hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, kGreenAndThird)));
-  const auto first_weights = hn::BitCast(d16, hn::Set(d32, (kHalf << 16) | Pixel::kFirstWeight));
-  const auto third_weights =
-      hn::BitCast(d16, hn::Set(d32, (Pixel::kThirdWeight << 16) | (kGreenWeight - kHalf)));
-  return hn::ShiftRight<16>(multiply_add_pairs(d32, first_and_green, first_weights) +
-                            multiply_add_pairs(d32, green_and_third, third_weights));
+  const auto select = [&](const uint8_t* positions) {
+    return hn::BitCast(d16, hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, positions)));
+  };
+  const auto first_and_third = [&] {
+    if constexpr (Pixel::kChannels == 3) return select(kFirstAndThird);
+    return hn::And(hn::BitCast(d16, pixels), hn::Set(d16, 0xff));  // they are in place
+  }();
+  const auto weights =
+      hn::BitCast(d16, hn::Set(d32, Pixel::kThirdWeight << 16 | Pixel::kFirstWeight));
+  const auto green_weights = hn::BitCast(d16, hn::Set(d32, kHalf << 16 | (kGreenWeight - kHalf)));
+  return hn::ShiftRight<16>(multiply_add_pairs(d32, first_and_third, weights) +
+                            multiply_add_pairs(d32, select(kGreenTwice), green_weights));
 }
 
 // As many pixels as `d8` has lanes. Four pixels are loaded with 16 bytes: of three-byte pixels,
@@ -97,7 +102,14 @@ void gray_row(const uint8_t* src, uint8_t* dst, int width) {
 template <class Pixel>
 void gray_rows(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride,
                int dst_stride) {
-  if (width < 1) return;
+  if (width < 1 || height < 1) return;
+  // Packed rows are one long row, if its end does not run into another row's source.
+  const int64_t pixels = int64_t{width} * height;
+  if (src_stride == int64_t{width} * Pixel::kChannels && dst_stride == width &&
+      pixels <= INT_MAX / 4 && !overlap(src, pixels * Pixel::kChannels, dst, pixels)) {
+    gray_row<Pixel>(src, dst, static_cast<int>(pixels));
+    return;
+  }
   for (int y = 0; y < height; ++y) {
     gray_row<Pixel>(row_at(src, y, src_stride), row_at(dst, y, dst_stride), width);
   }

@@ -1,0 +1,80 @@
+// Detection and corners beside OpenCV and plain loops.
+#include <cmath>
+#include <opencv2/features2d.hpp>
+
+#include "kelvra_cv.h"
+#include "support.h"
+
+namespace bench {
+namespace {
+
+// What an application writes at first: scan every row, keep what passes.
+void scan_rows(const float* rows, int count, int classes, float threshold,
+               std::vector<KelvraCV::BBox>& boxes) {
+  boxes.clear();
+  for (int i = 0; i < count; ++i) {
+    const float* const row = rows + static_cast<size_t>(i) * (5 + classes);
+    float best = 0;
+    int label = 0;
+    for (int k = 0; k < classes; ++k) {
+      if (row[5 + k] > best) {
+        best = row[5 + k];
+        label = k;
+      }
+    }
+    const float score = row[4] * best;
+    if (score < threshold) continue;
+    boxes.push_back({std::trunc(row[0] - row[2] / 2), std::trunc(row[1] - row[3] / 2),
+                     std::trunc(row[0] + row[2] / 2), std::trunc(row[1] + row[3] / 2), score,
+                     label});
+  }
+}
+
+}  // namespace
+
+void list_comparisons() {
+  constexpr int w = kWidth, h = kHeight;
+  constexpr double pixels = double{w} * h;
+  const uint8_t* const gray = keep(photo(w, h, 1));
+  const cv::Mat gray_mat(h, w, CV_8UC1, const_cast<uint8_t*>(gray));
+  for (const bool suppress : {false, true}) {
+    for (const int threshold : {10, 40}) {
+      compare({sized("fast_9_16, threshold " + std::to_string(threshold) +
+                         (suppress ? ", suppressed" : ""),
+                     w, h),
+               pixels, pixels,
+               [=] {
+                 std::vector<KelvraCV::KeyPoint> found;
+                 KelvraCV::fast_9_16(gray, found, w, h, 1, w, 0, threshold, suppress, nullptr);
+               },
+               "cv::FAST",
+               [=] {
+                 std::vector<cv::KeyPoint> found;
+                 cv::FAST(gray_mat, found, threshold, suppress);
+               }});
+    }
+  }
+
+  constexpr int kRows = 25200, kClasses = 80;
+  std::vector<float> values;
+  uint32_t noise = 1;
+  for (int i = 0; i < kRows * (5 + kClasses); ++i) {
+    noise = noise * 1664525u + 1013904223u;
+    const float unit = static_cast<float>(noise >> 8) / (1 << 24);
+    const int column = i % (5 + kClasses);
+    values.push_back(column < 4 ? unit * 300 + 20 : unit * unit * unit);
+  }
+  const float* const rows = keep(std::move(values));
+  compare({"object_detetion_postprocess 25200x85", kRows, kRows * (5.0 + kClasses) * 4,
+           [=] {
+             std::vector<KelvraCV::BBox> boxes;
+             KelvraCV::object_detetion_postprocess(rows, kRows, kClasses, boxes, 0.9f, 0.45f);
+           },
+           "scalar scan, no suppression",
+           [=] {
+             std::vector<KelvraCV::BBox> boxes;
+             scan_rows(rows, kRows, kClasses, 0.9f, boxes);
+           }});
+}
+
+}  // namespace bench

@@ -1,0 +1,219 @@
+// FAST corners: pixels with nine neighbours in a row, on a circle of sixteen, that are all darker
+// or all brighter by more than a threshold. E. Rosten and T. Drummond, "Machine learning for
+// high-speed corner detection", 2006.
+#include <algorithm>
+#include <cstring>
+
+#include "core/rows.h"
+#include "core/scratch.h"
+#include "core/simd.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+constexpr int kRadius = 3, kCircle = 16, kArc = 9;
+
+struct Step {
+  int x, y;
+};
+constexpr Step kSteps[kCircle] = {{0, 3},  {1, 3},  {2, 2},  {3, 1},   {3, 0},   {3, -1},
+                                  {2, -2}, {1, -3}, {0, -3}, {-1, -3}, {-2, -2}, {-3, -1},
+                                  {-3, 0}, {-3, 1}, {-2, 2}, {-1, 3}};
+
+// The seven rows around the one that is searched.
+struct Window {
+  const uint8_t* rows[2 * kRadius + 1];
+  const uint8_t* at(int x, int k) const {  // circle pixel k of column x
+    return rows[kRadius + kSteps[k].y] + x + kSteps[k].x;
+  }
+  const uint8_t* centre(int x) const { return rows[kRadius] + x; }
+};
+
+// How much an arc of nine stands out from each centre: the largest of all arcs' smallest
+// differences. A pixel is a corner at every threshold below it, so it is the score plus one. As
+// many pixels from column x on as `d8` has lanes; 0 for all of them where none exceeds `threshold`.
+//
+// With eight neighbours in a row from an odd position k + 1 on, both arcs that hold them are judged
+// at once: the better of pixels k and k + 9 is the ninth.
+template <class D>
+HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x, hn::Vec<D> threshold) {
+  const auto centre = hn::LoadU(d8, window.centre(x));
+  const auto pixel = [&](int k) { return hn::LoadU(d8, window.at(x, k)); };
+  const auto strength = [&](hn::Vec<D> bright, hn::Vec<D> dark) {
+    return hn::Max(hn::SaturatedSub(bright, centre), hn::SaturatedSub(centre, dark));
+  };
+
+  // An arc of nine holds two neighbours of the four compass points.
+  const auto p0 = pixel(0), p4 = pixel(4), p8 = pixel(8), p12 = pixel(12);
+  const auto compass = strength(hn::Min(hn::Max(p0, p8), hn::Max(p4, p12)),
+                                hn::Max(hn::Min(p0, p8), hn::Min(p4, p12)));
+  if (hn::AllTrue(d8, hn::SaturatedSub(compass, threshold) == hn::Zero(d8))) return hn::Zero(d8);
+
+  hn::Vec<D> p[kCircle], low[kCircle / 2], high[kCircle / 2];  // low[i] from position 2 i + 1 on
+  for (int k = 0; k < kCircle; ++k) p[k] = pixel(k);
+  for (int i = 0; i < 8; ++i) {
+    low[i] = hn::Min(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
+    high[i] = hn::Max(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
+  }
+  hn::Vec<D> low4[kCircle / 2], high4[kCircle / 2];
+  for (int i = 0; i < 8; ++i) {
+    low4[i] = hn::Min(low[i], low[(i + 1) % 8]);
+    high4[i] = hn::Max(high[i], high[(i + 1) % 8]);
+  }
+  auto bright = hn::Zero(d8), dark = hn::Set(d8, uint8_t{255});
+  for (int i = 0; i < 8; ++i) {
+    const auto before = p[2 * i], after = p[(2 * i + kArc) % kCircle];
+    const auto low8 = hn::Min(low4[i], low4[(i + 2) % 8]);
+    const auto high8 = hn::Max(high4[i], high4[(i + 2) % 8]);
+    bright = hn::Max(bright, hn::Min(low8, hn::Max(before, after)));
+    dark = hn::Min(dark, hn::Max(high8, hn::Min(before, after)));
+  }
+  return strength(bright, dark);
+}
+
+// The columns of the corners of one row, and the row's scores: 0 where there is no corner.
+struct CornerRow {
+  explicit CornerRow(int width) : columns(width), scores(width), width_(width) { clear(); }
+  void clear() {
+    count = 0;
+    std::memset(scores.get(), 0, width_);
+  }
+  void add(int x, uint8_t score) {
+    columns[count++] = x;
+    scores[x] = score;
+  }
+
+  Scratch<int> columns;
+  Scratch<uint8_t> scores;
+  int count = 0;
+
+ private:
+  size_t width_;
+};
+
+// Finds the corners among the pixels from column x on, as many as a vector has, that are not
+// before column `first`.
+template <class D>
+void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
+                     const uint8_t* mask, CornerRow& found) {
+  const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
+  const auto strength = arc_strength(d8, window, x, limit);
+  const auto is_corner = hn::Not(hn::SaturatedSub(strength, limit) == hn::Zero(d8));
+  if (hn::AllFalse(d8, is_corner)) return;
+  uint8_t strengths[hn::MaxLanes(d8)], bytes[8] = {};
+  hn::StoreU(strength, d8, strengths);
+  hn::StoreMaskBits(d8, is_corner, bytes);
+  uint32_t bits = 0;
+  std::memcpy(&bits, bytes, sizeof bits);
+  for (; bits != 0; bits &= bits - 1) {
+    const auto lane = static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero32(bits));
+    const int column = x + lane;
+    if (column < first || (mask != nullptr && mask[column] == 0)) continue;
+    found.add(column, static_cast<uint8_t>(strengths[lane] - 1));
+  }
+}
+
+// Finds the corners of a row in increasing order. `mask` is null or the row's mask.
+void find_corners(const Window& window, int width, int threshold, const uint8_t* mask,
+                  CornerRow& found) {
+  const Full<uint8_t> d8;
+  const int lanes = static_cast<int>(hn::Lanes(d8)), end = width - kRadius;
+  if (end - kRadius < lanes) {
+    const hn::CappedTag<uint8_t, 1> one;
+    for (int x = kRadius; x < end; ++x) {
+      find_corners_at(one, window, x, x, threshold, mask, found);
+    }
+    return;
+  }
+  for (int x = kRadius; x < end; x += lanes) {
+    // The last vector ends at the last pixel; those that it shares with the one before are done.
+    find_corners_at(d8, window, std::min(x, end - lanes), x, threshold, mask, found);
+  }
+}
+
+// Whether a score is greater than those of all eight neighbours.
+bool is_peak(const CornerRow& above, const CornerRow& row, const CornerRow& below, int x) {
+  const uint8_t score = row.scores[x];
+  const auto beats = [&](const CornerRow& other, int column) {
+    return score > other.scores[column];
+  };
+  return beats(row, x - 1) && beats(row, x + 1) && beats(above, x - 1) && beats(above, x) &&
+         beats(above, x + 1) && beats(below, x - 1) && beats(below, x) && beats(below, x + 1);
+}
+
+// The gray rows of an image: those of a gray image as they are, else seven at a time.
+class GrayRows {
+ public:
+  GrayRows(const uint8_t* src, int width, int channels, int stride, int bgra)
+      : src_(src),
+        width_(width),
+        channels_(channels),
+        stride_(stride),
+        bgra_(bgra),
+        converted_(channels == 1 ? 0 : kKept, width) {}
+
+  // Rows are asked for in increasing order.
+  const uint8_t* row(int y) {
+    const uint8_t* const source = row_at(src_, y, stride_);
+    if (channels_ == 1) return source;
+    uint8_t* const gray = converted_.get() + static_cast<size_t>(y % kKept) * width_;
+    for (; next_ <= y; ++next_) {
+      if (channels_ == 3) {
+        rgb2gray(source, gray, width_, 1, stride_, width_);
+      } else {
+        rgba2gray(source, gray, width_, 1, stride_, width_, bgra_);
+      }
+    }
+    return gray;
+  }
+
+ private:
+  static constexpr int kKept = 2 * kRadius + 1;
+  const uint8_t* src_;
+  int width_, channels_, stride_, bgra_;
+  int next_ = 0;  // the first row that is not converted yet
+  Scratch<uint8_t> converted_;
+};
+
+}  // namespace
+
+void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
+               int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
+               unsigned char* mask) {
+  if (channels != 1 && channels != 3 && channels != 4) {
+    log_print("input channels error!\n");
+    return;
+  }
+  keypoints.clear();
+  if (height <= 2 * kRadius || width <= 2 * kRadius) return;
+  const int limit = std::clamp(threshold, 0, 255);
+
+  GrayRows gray(src, width, channels, stride, bgra);
+  CornerRow rows[3] = {CornerRow(width), CornerRow(width), CornerRow(width)};
+  Window window{};
+  for (int y = 0; y < 2 * kRadius; ++y) window.rows[y + 1] = gray.row(y);
+  // One row more than is searched, for the last one's suppression.
+  for (int y = kRadius; y <= height - kRadius; ++y) {
+    CornerRow& current = rows[y % 3];
+    current.clear();
+    if (y < height - kRadius) {
+      std::copy(window.rows + 1, std::end(window.rows), window.rows);
+      window.rows[2 * kRadius] = gray.row(y + kRadius);
+      find_corners(window, width, limit,
+                   mask == nullptr ? nullptr : mask + static_cast<size_t>(y) * width, current);
+    }
+    const CornerRow& above = rows[(y + 1) % 3];
+    const CornerRow& previous = rows[(y + 2) % 3];
+    for (int i = 0; i < previous.count; ++i) {
+      const int x = previous.columns[i];
+      if (nonmax_suppression && !is_peak(above, previous, current, x)) continue;
+      keypoints.push_back(
+          {x, y - 1, nonmax_suppression ? static_cast<float>(previous.scores[x]) : 0.0f});
+    }
+  }
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,92 @@
+// A picture as the input tensor of a detection network: shrunk into the top-left corner,
+// normalised.
+#include <algorithm>
+
+#include "core/scratch.h"
+#include "core/simd.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+// What becomes of a byte of output channel k: (value - mean) * factor, in this order and not fused.
+struct Normalization {
+  float mean, factor;
+
+  float of(uint8_t value) const { return (static_cast<float>(value) - mean) * factor; }
+  template <class D>
+  HWY_INLINE hn::Vec<D> of(D d, hn::Vec<D> values) const {
+    return (values - hn::Set(d, mean)) * hn::Set(d, factor);
+  }
+};
+
+// One row of RGB bytes as floats: three separate rows, or interleaved if kPlanar is false.
+template <bool kPlanar>
+void convert_row(const uint8_t* src, float* const out[3], int width, const int source_channel[3],
+                 const Normalization normalization[3]) {
+  const Full<float> d;
+  const hn::Rebind<uint8_t, decltype(d)> d8;
+  const hn::Rebind<int32_t, decltype(d)> d32;
+  const int lanes = static_cast<int>(hn::Lanes(d));
+  int x = 0;
+  for (; x + lanes <= width; x += lanes) {
+    hn::Vec<decltype(d8)> bytes[3];
+    hn::LoadInterleaved3(d8, src + 3 * x, bytes[0], bytes[1], bytes[2]);
+    const auto channel = [&](int k) {
+      const auto value = hn::ConvertTo(d, hn::PromoteTo(d32, bytes[source_channel[k]]));
+      return normalization[k].of(d, value);
+    };
+    if constexpr (kPlanar) {
+      for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x);
+    } else {
+      hn::StoreInterleaved3(channel(0), channel(1), channel(2), d, out[0] + 3 * x);
+    }
+  }
+  for (; x < width; ++x) {
+    for (int k = 0; k < 3; ++k) {
+      out[k][kPlanar ? x : 3 * x] = normalization[k].of(src[3 * x + source_channel[k]]);
+    }
+  }
+}
+
+}  // namespace
+
+void object_detetion_preprocess(const ImageData& image, int net_width, int net_height,
+                                float* tensor, float& scale, float* mean, float* std_dev,
+                                bool planar, bool normalize, bool keep_order) {
+  if (image.channels < 3 || image.channels > 4) return;
+  const int longest = std::max(image.width, image.height);
+  const int shortest = std::min(net_width, net_height);
+  if (longest < 1 || shortest < 1) return;
+  const size_t plane = static_cast<size_t>(net_width) * net_height;
+  std::fill_n(tensor, 3 * plane, 0.0f);
+  scale = static_cast<float>(longest) / static_cast<float>(shortest);
+
+  const auto width = static_cast<int>(int64_t{image.width} * shortest / longest);
+  const auto height = static_cast<int>(int64_t{image.height} * shortest / longest);
+  if (width < 1 || height < 1) return;
+  Scratch<uint8_t> resized(height, size_t{3} * width);
+  if (image.channels == 3) {
+    resize_bilinear_c3(image.data, resized.get(), image.width, image.height, image.stride, width,
+                       height, 3 * width);
+  } else {
+    resize_bilinear_c4_to_c3(image.data, resized.get(), image.width, image.height, image.stride,
+                             width, height, 3 * width, image.color_order);
+  }
+
+  Normalization normalization[3] = {{0, 1}, {0, 1}, {0, 1}};  // x - 0 and x * 1 change nothing
+  for (int k = 0; normalize && k < 3; ++k) normalization[k] = {mean[k], 1.0f / std_dev[k]};
+  const int source_channel[3] = {keep_order ? 0 : 2, 1, keep_order ? 2 : 0};
+  const auto convert = planar ? convert_row<true> : convert_row<false>;
+  for (int y = 0; y < height; ++y) {
+    const size_t row = static_cast<size_t>(y) * net_width;
+    float* const out[3] = {tensor + (planar ? row : 3 * row),
+                           tensor + (planar ? plane + row : 3 * row + 1),
+                           tensor + (planar ? 2 * plane + row : 3 * row + 2)};
+    convert(resized.get() + size_t{3} * y * width, out, width, source_channel, normalization);
+  }
+}
+
+}  // namespace KelvraCV

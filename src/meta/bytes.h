@@ -1,0 +1,101 @@
+// Encoded files as bytes: read whole, looked at with bounds, written in pieces.
+#ifndef KELVRA_CV_META_BYTES_H_
+#define KELVRA_CV_META_BYTES_H_
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+
+#include "core/scratch.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV::detail {
+
+// A run of bytes that somebody else holds.
+struct Bytes {
+  const uint8_t* data;
+  size_t size;
+
+  // Whether `count` bytes from `at` on exist.
+  bool has(size_t at, size_t count) const { return at <= size && count <= size - at; }
+
+  // Whether the bytes from `at` on exist and are those of `text`, without its closing zero.
+  template <size_t kSize>
+  bool has_text(size_t at, const char (&text)[kSize]) const {
+    return has(at, kSize - 1) && std::memcmp(data + at, text, kSize - 1) == 0;
+  }
+
+  // The number in `count` bytes that exist, most significant first.
+  uint32_t big_endian(size_t at, int count) const {
+    uint32_t value = 0;
+    for (int i = 0; i < count; ++i) value = value << 8 | data[at + i];
+    return value;
+  }
+
+  Bytes part(size_t from, size_t count) const { return {data + from, count}; }
+  Bytes up_to(size_t end) const { return part(0, end); }
+  Bytes from(size_t start) const { return part(start, size - start); }
+};
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+inline File open_to_read(const char* path) {
+  return File(std::fopen(path, "rb"));
+}
+
+// Creates the file, or opens it with what it holds: a call that fails later leaves that alone.
+inline File open_to_write(const char* path) {
+  const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  return File(descriptor < 0 ? nullptr : fdopen(descriptor, "wb"));
+}
+
+// All of an open file. What is no regular file, such as a directory, counts as empty.
+class FileContents {
+ public:
+  explicit FileContents(std::FILE* file) : size_(size_of(file)), bytes_(size_) {
+    size_ = std::fread(bytes_.get(), 1, size_, file);
+  }
+  Bytes bytes() const { return {bytes_.get(), size_}; }
+
+ private:
+  static size_t size_of(std::FILE* file) {
+    struct stat status {};
+    const bool is_regular = fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
+    return is_regular ? static_cast<size_t>(status.st_size) : 0;
+  }
+
+  size_t size_;
+  Scratch<uint8_t> bytes_;
+};
+
+// Empties a file that open_to_write() gave, writes the pieces one after the other and then
+// `zeros` bytes of zero. False if not everything could be written.
+inline bool replace_contents(File file, std::initializer_list<Bytes> pieces, size_t zeros = 0) {
+  // Devices and pipes have no length to set.
+  [[maybe_unused]] const int status = ftruncate(fileno(file.get()), 0);
+  bool ok = true;
+  for (const Bytes& piece : pieces) {
+    ok = ok && std::fwrite(piece.data, 1, piece.size, file.get()) == piece.size;
+  }
+  for (; zeros > 0 && ok; --zeros) ok = std::fputc(0, file.get()) != EOF;
+  return std::fclose(file.release()) == 0 && ok;
+}
+
+// Prints the message, as it is, and gives the status of a failed call.
+inline int failure(const char* message) {
+  log_print(message);
+  return -1;
+}
+
+}  // namespace KelvraCV::detail
+
+#endif  // KELVRA_CV_META_BYTES_H_

@@ -1,0 +1,83 @@
+// The colour profile of a JPEG file, carried into another one.
+//
+// A JPEG file is the marker FF D8 and segments: a marker (FF and a code), a big-endian 16-bit
+// length L that counts itself and the payload, and L - 2 bytes of payload; then image data.
+#include <algorithm>
+
+#include "kelvra_cv.h"
+#include "meta/bytes.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+constexpr char kStart[] = "\xff\xd8";
+constexpr uint8_t kMarker = 0xff, kEndCode = 0xd9, kProfileCode = 0xe2;
+constexpr char kProfileName[] = "ICC_PROFILE\0";  // in APP2, with its zero
+
+struct Segment {
+  size_t offset = 0, size = 0;  // of the whole segment, marker included; size 0 if there is none
+};
+
+// The first profile segment before the image data. A profile that is split over several segments
+// counts with its first.
+Segment find_profile(Bytes jpeg) {
+  size_t at = 2;
+  while (jpeg.has(at, 4) && jpeg.data[at] == kMarker && jpeg.data[at + 1] != kEndCode) {
+    const size_t size = 2 + jpeg.big_endian(at + 2, 2);
+    if (!jpeg.has(at, size)) break;
+    if (jpeg.data[at + 1] == kProfileCode && size >= 16 && jpeg.has_text(at + 4, kProfileName)) {
+      return {at, size};
+    }
+    at += size;
+  }
+  return {};
+}
+
+// Where a profile goes in a file without one: after the first segment. Its length's two bytes are
+// read as signed, which measures it 256 bytes short if the low byte is 128 or more; only where
+// that leaves less than the two bytes themselves is the length taken as it stands.
+size_t insertion_of(Bytes jpeg) {
+  if (!jpeg.has(0, 6)) return jpeg.size;
+  const int high = static_cast<int8_t>(jpeg.data[4]), low = static_cast<int8_t>(jpeg.data[5]);
+  int length = high * 256 + low;
+  if (length < 2) length = static_cast<int>(jpeg.big_endian(4, 2));
+  return std::min(jpeg.size, static_cast<size_t>(4 + std::max(length, 2)));
+}
+
+}  // namespace
+
+int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
+  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
+    return failure("png path error!\n");
+  }
+  const File origin_file = open_to_read(origin_path);
+  if (origin_file == nullptr) return failure("origin jpeg path error\n");
+  const File input_file = open_to_read(input_path);
+  if (input_file == nullptr) return failure("input jpeg path error\n");
+  File output_file = open_to_write(output_path);
+  if (output_file == nullptr) return failure("output jpeg path error\n");
+
+  const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
+  const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
+  if (!origin.has_text(0, kStart)) return failure("origin jpeg is not jpeg format!\n");
+  if (!input.has_text(0, kStart)) {
+    failure("origin jpeg is not jpeg format!\n");
+    return failure("jpeg in is not jpeg format!\n");
+  }
+
+  const Segment added = find_profile(origin);
+  Segment replaced = find_profile(input);
+  if (replaced.size == 0) replaced.offset = insertion_of(input);
+  if (added.size == 0) replaced = {input.size, 0};
+  // The file has room for both profiles: where one replaces the other, zeros follow the image.
+  const bool written =
+      replace_contents(std::move(output_file),
+                       {input.up_to(replaced.offset), origin.part(added.offset, added.size),
+                        input.from(replaced.offset + replaced.size)},
+                       replaced.size);
+  return written ? 0 : failure("output jpeg path error\n");
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,105 @@
+// The colour profile and Exif block of PNG files: carried into another file, or stripped.
+//
+// A PNG file is an 8-byte signature and chunks: a big-endian 32-bit length n, a type of four
+// letters, n bytes of data and a 4-byte checksum.
+#include <vector>
+
+#include "core/scratch.h"
+#include "kelvra_cv.h"
+#include "meta/bytes.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+constexpr char kSignature[] = "\x89PNG\r\n\x1a\n";
+constexpr size_t kSignatureSize = 8, kChunkFrame = 12;
+// The signature and the header chunk, which comes first: where new chunks go.
+constexpr size_t kHeaderEnd = 33;
+
+// The whole chunk that starts at `at`, or nothing where the file ends before the chunk does.
+Bytes chunk_at(Bytes png, size_t at) {
+  if (!png.has(at, kChunkFrame)) return {};
+  const size_t size = kChunkFrame + png.big_endian(at, 4);
+  return png.has(at, size) ? png.part(at, size) : Bytes{};
+}
+
+struct Metadata {
+  Bytes profile{}, exif{};  // whole chunks, the last of each; size 0 if there is none
+};
+
+// What stands before the first image data.
+Metadata metadata_of(Bytes png) {
+  Metadata found;
+  Bytes chunk{};
+  for (size_t at = kSignatureSize; (chunk = chunk_at(png, at)).size > 0; at += chunk.size) {
+    if (chunk.has_text(4, "IDAT") || chunk.has_text(4, "IEND")) break;
+    if (chunk.has_text(4, "iCCP")) found.profile = chunk;
+    if (chunk.has_text(4, "eXIf")) found.exif = chunk;
+  }
+  return found;
+}
+
+}  // namespace
+
+int add_png_info(const char* origin_path, const char* input_path, const char* output_path) {
+  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
+    return failure("png path error!\n");
+  }
+  const File origin_file = open_to_read(origin_path);
+  if (origin_file == nullptr) return failure("origin png path error\n");
+  const File input_file = open_to_read(input_path);
+  if (input_file == nullptr) return failure("input png path error\n");
+  File output_file = open_to_write(output_path);
+  if (output_file == nullptr) return failure("output png path error\n");
+
+  const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
+  const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
+  if (!origin.has_text(0, kSignature)) return failure("origin png is not png format!\n");
+  if (!input.has_text(0, kSignature)) {
+    failure("origin png is not png format!\n");
+    return failure("png in is not png format!\n");
+  }
+
+  const Metadata present = metadata_of(input);
+  Metadata added = metadata_of(origin);
+  if (present.profile.size > 0) added.profile = {};
+  if (present.exif.size > 0) added.exif = {};
+  const size_t insertion = input.size < kHeaderEnd ? input.size : kHeaderEnd;
+  const bool written =
+      replace_contents(std::move(output_file),
+                       {input.up_to(insertion), added.exif, added.profile, input.from(insertion)});
+  return written ? 0 : failure("output png path error\n");
+}
+
+int remove_png_info(const char* input_path, const char* output_path) {
+  if (input_path == nullptr || output_path == nullptr) return failure("png path error!\n");
+  const File input_file = open_to_read(input_path);
+  if (input_file == nullptr) return failure("input png path error\n");
+  File output_file = open_to_write(output_path);
+  if (output_file == nullptr) return failure("output png path error\n");
+
+  const FileContents contents(input_file.get());
+  const Bytes input = contents.bytes();
+  if (!input.has_text(0, kSignature)) return failure("origin png is not png format!\n");
+
+  Scratch<uint8_t> kept(input.size);
+  std::memcpy(kept.get(), input.data, kSignatureSize);
+  size_t at = kSignatureSize, kept_size = kSignatureSize, removed = 0;
+  for (Bytes chunk{}; (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
+    if (chunk.has_text(4, "iCCP")) {
+      removed += chunk.size;
+      continue;
+    }
+    std::memcpy(kept.get() + kept_size, chunk.data, chunk.size);
+    kept_size += chunk.size;
+    if (chunk.has_text(4, "IEND")) break;
+  }
+  // What follows the last chunk is not copied; the file is as long as if it were.
+  const bool written = replace_contents(std::move(output_file), {{kept.get(), kept_size}},
+                                        input.size - removed - kept_size);
+  return written ? 0 : failure("output png path error\n");
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,143 @@
+#include "support/captured_log.h"
+#include "support/images.h"
+
+using namespace KelvraCV;
+using namespace test;
+
+namespace {
+
+constexpr int kX[16] = {0, 1, 2, 3, 3, 3, 2, 1, 0, -1, -2, -3, -3, -3, -2, -1};
+constexpr int kY[16] = {3, 3, 2, 1, 0, -1, -2, -3, -3, -3, -2, -1, 0, 1, 2, 3};
+
+bool passes(const std::vector<uint8_t>& gray, int width, int x, int y, int threshold) {
+  for (const int sign : {-1, 1}) {
+    for (int start = 0; start < 16; ++start) {
+      bool all = true;
+      for (int i = 0; i < 9; ++i) {
+        const int k = (start + i) % 16;
+        const int difference = gray[(y + kY[k]) * width + x + kX[k]] - gray[y * width + x];
+        all = all && sign * difference > threshold;
+      }
+      if (all) return true;
+    }
+  }
+  return false;
+}
+
+using Corners = std::vector<std::array<int, 3>>;
+
+// The largest threshold that passes, by trying them.
+Corners plain_corners(const std::vector<uint8_t>& gray, int width, int height, int threshold,
+                      bool suppress, const uint8_t* mask) {
+  std::vector<int> scores(static_cast<size_t>(width) * height);
+  Corners all, kept;
+  for (int y = 3; y < height - 3; ++y) {
+    for (int x = 3; x < width - 3; ++x) {
+      if (mask != nullptr && mask[y * width + x] == 0) continue;
+      if (!passes(gray, width, x, y, threshold)) continue;
+      int score = threshold;
+      while (passes(gray, width, x, y, score + 1)) ++score;
+      scores[y * width + x] = score;
+      all.push_back({x, y, suppress ? score : 0});
+    }
+  }
+  if (!suppress) return all;
+  for (const auto& [x, y, score] : all) {
+    bool peak = true;
+    for (int i = 0; i < 9; ++i) {
+      const int neighbour = scores[(y + i / 3 - 1) * width + x + i % 3 - 1];
+      peak = peak && (i == 4 || score > neighbour);
+    }
+    if (peak) kept.push_back({x, y, score});
+  }
+  return kept;
+}
+
+Corners corners(const std::vector<KeyPoint>& keypoints) {
+  Corners all;
+  for (const KeyPoint& k : keypoints) all.push_back({k.x, k.y, static_cast<int>(k.response)});
+  return all;
+}
+
+// A blocky picture with many corners.
+std::vector<uint8_t> blocks(int width, int height) {
+  std::vector<uint8_t> gray;
+  const auto levels = noise(4096, 11);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      gray.push_back(static_cast<uint8_t>(levels[(y / 7 * 64 + x / 6) % 4096] / 8 * 8));
+    }
+  }
+  return gray;
+}
+
+}  // namespace
+
+TEST(FastCorners, LikeThePlainRule) {
+  for (const auto& [width, height] :
+       {std::pair{7, 7}, {7, 30}, {30, 7}, {13, 9}, {38, 11}, {39, 40}, {70, 33}, {101, 20}}) {
+    for (const auto& gray : {blocks(width, height), noise(size_t(width) * height)}) {
+      for (const Guard guard : {Guard::kAfter, Guard::kBefore}) {
+        GuardedBuffer<> src(width, height, 0, guard), mask(width, height, 0, guard);
+        src.fill(gray);
+        mask.fill(mask_picture(width, height));
+        for (const int threshold : {0, 1, 20, 100}) {
+          for (const bool suppress : {false, true}) {
+            for (uint8_t* const m : {static_cast<uint8_t*>(nullptr), mask.data()}) {
+              std::vector<KeyPoint> found(1);
+              fast_9_16(src.data(), found, width, height, 1, width, 0, threshold, suppress, m);
+              ASSERT_EQ(corners(found), plain_corners(gray, width, height, threshold, suppress, m))
+                  << width << " x " << height << ", threshold " << threshold << ", " << suppress;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(FastCorners, ColourGoesThroughGray) {
+  const int width = 90, height = 60;
+  for (const int channels : {3, 4}) {
+    GuardedBuffer<> src(width * channels, height, 7);
+    src.fill(picture(width, height, channels));
+    for (const int bgra : {0, 1}) {
+      std::vector<uint8_t> gray(width * height);
+      if (channels == 3) {
+        rgb2gray(src.data(), gray.data(), width, height, src.stride(), width);
+      } else {
+        rgba2gray(src.data(), gray.data(), width, height, src.stride(), width, bgra);
+      }
+      std::vector<KeyPoint> found;
+      fast_9_16(src.data(), found, width, height, channels, src.stride(), bgra, 25, true, nullptr);
+      EXPECT_EQ(corners(found), plain_corners(gray, width, height, 25, true, nullptr));
+      EXPECT_FALSE(found.empty());
+    }
+  }
+}
+
+TEST(FastCorners, ArgumentsAndEmptyResults) {
+  CapturedLog log;
+  const auto gray = blocks(40, 40);
+  const auto find = [&](int width, int height, int channels, int threshold) {
+    std::vector<KeyPoint> found(2);
+    fast_9_16(gray.data(), found, width, height, channels, width, 0, threshold, false, nullptr);
+    return found.size();
+  };
+  for (const int channels : {0, 2, 5}) EXPECT_EQ(find(20, 20, channels, 9), 2u);
+  EXPECT_EQ(log.take(), Messages(3, "input channels error!\n"));
+  EXPECT_EQ(find(40, 40, 1, -5), find(40, 40, 1, 0));
+  EXPECT_EQ(find(40, 40, 1, 300), 0u);
+  for (const auto& [width, height] : {std::pair{40, 6}, {6, 40}, {0, 40}, {40, 0}, {-4, -4}}) {
+    EXPECT_EQ(find(width, height, 1, 0), 0u);
+  }
+  EXPECT_EQ(log.take(), Messages{});
+}
+
+TEST(FastCorners, Golden) {
+  std::vector<KeyPoint> found;
+  const auto gray = picture(150, 101, 1);
+  fast_9_16(gray.data(), found, 150, 101, 1, 150, 0, 10, true, nullptr);
+  EXPECT_GT(found.size(), 20u);
+  expect_golden("fast_9_16", found);
+}

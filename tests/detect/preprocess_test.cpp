@@ -1,0 +1,105 @@
+#include "support/images.h"
+
+using namespace KelvraCV;
+using namespace test;
+
+namespace {
+
+struct Call {
+  int width, height, channels, net_width, net_height;
+  bool planar, normalize, keep_order;
+  int color_order = 0;
+};
+
+float g_mean[] = {10, 20.5f, 30}, g_deviation[] = {3, 7, 0.9f};
+
+std::vector<float> tensor_of(const Call& call, float& scale) {
+  GuardedBuffer<> pixels(call.width * call.channels, call.height, 5);
+  pixels.fill(picture(call.width, call.height, call.channels));
+  ImageData image = image_of(pixels, call.channels);
+  image.color_order = call.color_order;
+  GuardedBuffer<float> tensor(call.net_width * 3, call.net_height);
+  tensor.fill(std::vector<float>(static_cast<size_t>(call.net_width) * call.net_height * 3, -1.0f));
+  object_detetion_preprocess(image, call.net_width, call.net_height, tensor.data(), scale, g_mean,
+                             g_deviation, call.planar, call.normalize, call.keep_order);
+  return tensor.packed();
+}
+
+std::vector<float> expected(const Call& call, int width, int height) {
+  const auto source = picture(call.width, call.height, call.channels);
+  std::vector<uint8_t> resized(static_cast<size_t>(width) * height * 3);
+  const int stride = call.width * call.channels;
+  if (call.channels == 3) {
+    resize_bilinear_c3(source.data(), resized.data(), call.width, call.height, stride, width,
+                       height, 3 * width);
+  } else {
+    resize_bilinear_c4_to_c3(source.data(), resized.data(), call.width, call.height, stride, width,
+                             height, 3 * width, call.color_order);
+  }
+  std::vector<float> tensor(static_cast<size_t>(call.net_width) * call.net_height * 3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      for (int k = 0; k < 3; ++k) {
+        const int from = call.keep_order ? k : 2 - k;
+        float value = resized[3 * (y * width + x) + from];
+        if (call.normalize) value = (value - g_mean[k]) * (1.0f / g_deviation[k]);
+        const int at = y * call.net_width + x;
+        tensor[call.planar ? k * call.net_width * call.net_height + at : 3 * at + k] = value;
+      }
+    }
+  }
+  return tensor;
+}
+
+}  // namespace
+
+TEST(Preprocess, EveryLayout) {
+  for (const int channels : {3, 4}) {
+    for (int flags = 0; flags < 8; ++flags) {
+      for (const int order : {0, 1, 2}) {
+        const Call call{90, 40, channels, 61, 50, (flags & 1) != 0, (flags & 2) != 0,
+                        (flags & 4) != 0, order};
+        float scale = 0;
+        EXPECT_EQ(tensor_of(call, scale), expected(call, 50, 22)) << channels << " " << flags;
+        EXPECT_EQ(scale, 90.0f / 50.0f);
+      }
+    }
+  }
+}
+
+TEST(Preprocess, Sizes) {
+  struct {
+    int width, height, net_width, net_height, new_width, new_height;
+    float scale;
+  } const cases[] = {{128, 72, 64, 64, 64, 36, 2},  {72, 128, 64, 32, 18, 32, 4},
+                     {5, 5, 33, 17, 17, 17, 5.0f / 17}, {1, 100, 30, 30, 0, 30, 100.0f / 30},
+                     {100, 1, 9, 30, 9, 0, 100.0f / 9}, {1, 1, 1, 1, 1, 1, 1}};
+  for (const auto& c : cases) {
+    const Call call{c.width, c.height, 3, c.net_width, c.net_height, true, true, true};
+    float scale = 0;
+    const auto tensor = tensor_of(call, scale);
+    EXPECT_EQ(scale, c.scale);
+    if (c.new_width == 0 || c.new_height == 0) {
+      EXPECT_EQ(tensor, std::vector<float>(tensor.size())) << "all zeros";
+    } else {
+      EXPECT_EQ(tensor, expected(call, c.new_width, c.new_height));
+    }
+  }
+}
+
+TEST(Preprocess, OtherChannelCountsWriteNothing) {
+  uint8_t pixels[16] = {};
+  float tensor[12] = {5}, scale = 6;
+  for (const int channels : {1, 2, 5}) {
+    const ImageData image{pixels, 2, 2, channels, 8, 0, 0};
+    object_detetion_preprocess(image, 2, 2, tensor, scale, nullptr, nullptr, true, false, true);
+  }
+  EXPECT_EQ(tensor[0], 5);
+  EXPECT_EQ(scale, 6);
+}
+
+TEST(Preprocess, Golden) {
+  float scale = 0;
+  expect_golden("object_detetion_preprocess",
+                tensor_of({150, 101, 4, 96, 80, true, true, false, 1}, scale));
+}
