@@ -187,8 +187,112 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Filters: Gaussian and box blur
 
+/// Gaussian blur of one packed channel: along the rows, then across them, with borders replicated.
+///
+/// The kernel has max(ksize, 3) weights, w(i) = exp(-i^2 / (2 sigma^2)) / (sigma sqrt(2 pi)) for the
+/// offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
+/// precision, divides by the sum of the weights, and truncates to a byte.
+///
+/// \param src    width * height bytes; must not overlap `dst`.
+/// \param dst    width * height bytes.
+/// \param ksize  Pixels along each side of the kernel; below 3 counts as 3.
+/// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN gives zeros.
+///
+/// An even size prints "kernel size must be odd!\n", one larger than the width or the height
+/// "image size too small!\n": twice, once for each pass, and nothing is written.
+void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int height, int ksize,
+                   float sigma);
+
+/// A fast approximation of a wide Gaussian blur: filter_box() three times, at a cost that does not
+/// grow with sigma.
+///
+/// The radii are what P. Kovesi, "Fast almost-Gaussian filtering" (2010), gives as *widths*: odd
+/// numbers around sqrt(4 sigma^2 + 1). Since they serve as radii, the result is about as smooth as
+/// that of a Gaussian of twice `sigma`.
+///
+/// \param src    width * height bytes, one channel; may be `dst`.
+/// \param dst    width * height bytes.
+/// \param sigma  In pixels; its sign does not matter. NaN copies, as does a sigma so large that no
+///               window fits into the image.
+/// \return 0, or -1 after "gaussian_blur_fast memory create error!\n" if memory ran out, which may
+///         leave `dst` half done.
+int gaussian_blur_fast(const unsigned char* src, unsigned char* dst, int width, int height,
+                       float sigma);
+
+/// As gaussian_blur_fast(), of the first three of four interleaved channels. The fourth is copied.
+///
+/// \param src  width * height pixels of 4 bytes; may be `dst`.
+/// \param dst  The same.
+/// \return 0, also after "gaussian_blur_fast memory create error!\n", which is printed if memory
+///         ran out. Nothing is written then.
+int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, int height,
+                     float sigma);
+
+/// The mean over the square of 2 radius + 1 pixels around each pixel, borders replicated, of one
+/// packed channel. The cost does not grow with the radius.
+///
+/// Rounding depends on the column, as it always has: columns before `width & ~7` are rounded half
+/// up (sum * (1.0f / area) + 0.5f in single precision), the rest are truncated.
+///
+/// \param src     width * height bytes; may be `dst`.
+/// \param dst     width * height bytes.
+/// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
+void filter_box(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// Blur with the weights 1 2 1 along rows and then across them, borders replicated, one channel:
+/// (a + 2 b + c) >> 2 in both passes, truncated to a byte each time.
+///
+/// \param src         `height` rows of `width` bytes; must not overlap `dst`.
+/// \param dst         `height` rows of `width` bytes.
+/// \param src_stride  Bytes between source rows.
+/// \param dst_stride  Bytes between destination rows.
+void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, int height,
+                       int src_stride, int dst_stride);
+
+/// Blur with the weights 1 4 6 4 1 along rows and then across them, borders replicated, one packed
+/// channel: (a + 4 b + 6 c + 4 d + e) >> 4 in both passes, truncated to a byte each time.
+///
+/// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4, without
+/// its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
+///
+/// \param src  width * height bytes; must not overlap `dst`.
+/// \param dst  width * height bytes.
+void gaussian_blur_5x5(const unsigned char* src, unsigned char* dst, int width, int height);
+
 // ---------------------------------------------------------------------------------------------
 // Filters: threshold, minimum and maximum
+
+/// dst[i] = src[i] > thresh ? max_value & 255 : 0, for each byte of one packed channel.
+///
+/// \param src        width * height bytes, which are only read; may overlap `dst`, and is then
+///                   worked through in order.
+/// \param dst        width * height bytes.
+/// \param thresh     Compared as an integer: below 0 all bytes pass, from 255 on none.
+/// \param max_value  What passing bytes become, of which the low 8 bits count: 256 gives 0.
+void threshold(unsigned char* src, unsigned char* dst, int width, int height, int thresh,
+               int max_value);
+
+/// The maximum over the square of 2 radius + 1 pixels around each pixel of one packed channel,
+/// which dilates bright areas. The cost grows at most with the logarithm of the radius.
+///
+/// Near the borders the window is not a clipped square. Along a row of `width` pixels that is split
+/// from its start into blocks of 2 radius + 1, the first `radius` results cover columns 0 to x, and
+/// the last `radius` ones cover column x to the end of the block with x in it. Columns of pixels
+/// follow the same rule.
+///
+/// \param src     width * height bytes; may be `dst`.
+/// \param dst     width * height bytes.
+/// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
+void filter_max(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// As filter_max(), with the minimum, which erodes bright areas.
+void filter_min(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// filter_max() under its name in mask work.
+void dilate_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// filter_min() under its name in mask work.
+void erode_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 // ---------------------------------------------------------------------------------------------
 // Filters: guided and bilateral
