@@ -103,7 +103,7 @@ TEST(AlignBack, TheEdgeIsErodedAndFeathered) {
   }
 }
 
-TEST(AlignBack, AnUnchangedCropLeavesAlmostTheSameImage) {
+TEST(AlignBack, ATiltedCropComesBackToItsPlace) {
   std::vector<uint8_t> pixels(90 * 70 * 4);
   for (int i = 0; i < 90 * 70 * 4; ++i) {
     pixels[i] = static_cast<uint8_t>(i / 4 % 90 * 2 + i / 360 * (i % 4) / 4);
@@ -115,6 +115,24 @@ TEST(AlignBack, AnUnchangedCropLeavesAlmostTheSameImage) {
   align_crop_img(image, in_crop, in_image, 3, crop, inverse);
   EXPECT_EQ(align_back_img(crop, inverse, image, 4, 1.5f), 0);
   for (size_t i = 0; i < pixels.size(); ++i) ASSERT_NEAR(pixels[i], before[i], 2) << i;
+
+  // Neither does a wide feather go beyond the tilted place.
+  before = pixels;
+  crop_pixels.assign(crop_pixels.size(), 255);
+  align_back_img(crop, inverse, image, 0, 4);
+  float M[6];
+  invert_affine_transform(inverse, M);
+  for (int i = 0; i < 90 * 70; ++i) {
+    const float x = static_cast<float>(i % 90) + 0.5f, y = static_cast<float>(i / 90) + 0.5f;
+    const float u = M[0] * x + M[1] * y + M[2], v = M[3] * x + M[4] * y + M[5];
+    const bool outside = u < 0 || u > 48 || v < 0 || v > 48;
+    const bool inside = u > 1 && u < 47 && v > 1 && v < 47;
+    if (outside) {
+      ASSERT_EQ(pixels[i * 4], before[i * 4]) << i % 90 << ", " << i / 90;
+    } else if (inside) {
+      ASSERT_GT(pixels[i * 4], before[i * 4]) << i % 90 << ", " << i / 90;
+    }
+  }
 }
 
 TEST(AlignBack, NothingToPasteChangesNothing) {
@@ -136,6 +154,8 @@ TEST(AlignBack, NothingToPasteChangesNothing) {
   eroded.paste({1, 0, 20, 0, 1, 20}, 16, 0);
   EXPECT_EQ(eroded.result, 0);
   EXPECT_EQ(eroded.image.packed(), eroded.before);
+  eroded.paste({1, 0, 20, 0, 1, 20}, 15, 0);  // leaves two rows of two pixels
+  EXPECT_EQ(eroded.image.row(36)[36 * 4], eroded.crop.row(16)[16 * 4]);
 }
 
 TEST(AlignBack, BadArguments) {
