@@ -463,6 +463,31 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
                    ImageData& dst, float* inverse);
 
+/// Pastes a crop, changed or not, back to where align_crop_img() took it from, with a soft edge.
+///
+/// The crop's place is where it alone determines the image's pixels: where a bilinear warp of the
+/// crop needs no pixel outside of it. Nothing else changes. The place's mask, 255 inside, is
+/// shrunk by erode_mask() and feathered by gaussian_blur_fast() as if the image had no borders,
+/// and in the place each byte of all four channels becomes
+/// (crop value * opacity + old value * (255 - opacity)) / 255, to nearest. For an edge without a
+/// visible step, shrink by as much as the feather reaches, about 6 sigma.
+///
+/// \param crop           Four channels.
+/// \param inverse        Maps crop to image coordinates (6 floats), as align_crop_img() wrote it.
+/// \param image          Four channels, changed in place; it must not overlap the crop.
+/// \param erode_radius   Pixels of the image, from 0 to its width plus height.
+/// \param feather_sigma  From 0, which leaves the edge hard. In effect at most half of the longer
+///                       side of the place's bounding box, and at most the image's longer side.
+/// \return 0, also if nothing changes because the place is empty or outside, or the matrix
+///         singular or not finite, or because nothing is left of the shrunk place. -1 after
+///         "align_back_img arguments error!\n" (channels, strides or parameters other than stated),
+///         "align_back_img memory create error!\n" or a message of gaussian_blur_fast(); the image
+///         is unchanged then.
+///
+/// Work and memory grow with the bounding box of the place, as far as it is in the image.
+int align_back_img(const ImageData& crop, const float* inverse, ImageData& image,
+                   int erode_radius, float feather_sigma);
+
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
 
