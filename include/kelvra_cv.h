@@ -181,6 +181,79 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Color: YCbCr, HSV and channel layout
 
+/// RGB to YCbCr: BT.601 weights in 10-bit fixed point, studio range (Y 16 to 235, chroma 16 to 240
+/// around 128).
+///
+///     Y  = ( 263 R + 516 G + 100 B +  16896) >> 10
+///     Cb = (-152 R - 298 G + 450 B + 131584) >> 10
+///     Cr = ( 450 R - 377 G -  73 B + 131585) >> 10
+///
+/// \param src         R, G, B, rows `src_stride` bytes apart.
+/// \param dst         Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb
+///                    and one of Cr, each width * height bytes, one after the other.
+///
+/// Interleaved packed pixels may be converted in place.
+void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int height,
+                  int src_stride, bool planar);
+
+/// YCbCr to RGB, the inverse of rgb_to_ycbcr(), clamped to 0 … 255:
+///
+///     R = (1192 Y             + 1634 Cr - 227759) >> 10
+///     G = (1192 Y -  401 Cb   -  832 Cr + 139341) >> 10
+///     B = (1192 Y + 2066 Cb             - 282967) >> 10
+///
+/// \param src         Interleaved, rows `src_stride` bytes apart, or with `planar` three packed
+///                    planes, `src_stride` being ignored.
+/// \param dst         Packed R, G, B.
+void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int height,
+                  int src_stride, bool planar);
+
+/// RGB to HSV, three bytes a pixel: hue 0 … 255 once around the circle (0 red, 85 green, 171 blue),
+/// saturation, value. With d the span of the colours and v the largest one,
+///
+///     S = (2048 + d * (255 * 4096 / v)) >> 12,   H = (2048 + n * (4096 * 128 / 3 / d)) >> 12,
+///
+/// quotients truncated; n is G - B if R is largest, else B - R + 2 d if G is, else R - G + 4 d.
+/// Negative hues wrap around. Gray has hue and saturation 0.
+///
+/// \param src  3 or more channels, the first three being R, G, B. **Packed**: its stride is
+/// ignored. \param dst  Only its data is used: width * height packed pixels. It may be src's.
+void rgba2hsv(const ImageData& src, ImageData& dst);
+
+/// HSV, as rgba2hsv() gives it, to RGB. Computed in single precision and truncated, so that there
+/// and back may lose 1.
+///
+/// \param src  Packed pixels of three bytes; its stride and channels are ignored.
+/// \param dst  Only its data is used: packed R, G, B. It may be src's.
+void hsv2rgb(const ImageData& src, ImageData& dst);
+
+/// Drops the fourth byte of every pixel.
+///
+/// \param src      Is only read.
+/// \param swap_rb  0 keeps the order of the three bytes, anything else reverses it: RGBA becomes
+///                 BGR, BGRA becomes RGB.
+///
+/// Rows that overlap are converted pixel by pixel from the left, so that `dst` may be `src`.
+void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
+                      int dst_stride, int swap_rb);
+
+/// Separates the channels of an image.
+///
+/// \param src  Interleaved, with its stride.
+/// \param dst  A record for each channel, with its buffer. Planes are written **packed**, whatever
+///             their strides say.
+///
+/// Messages, without newlines and before anything is written: "input channels mismatch outputs!"
+/// if there are more or fewer records than channels, "outputs format error!" if a record has not
+/// one channel or not the size of src.
+void split_channels(const ImageData& src, std::vector<ImageData>& dst);
+
+/// Interleaves planes, in the order of `src`. Nothing is checked.
+///
+/// \param src  Planes of dst's size, read **packed**, whatever their strides say.
+/// \param dst  Pixels of src.size() bytes, with its stride.
+void merge_channels(const std::vector<ImageData>& src, ImageData& dst);
+
 // ---------------------------------------------------------------------------------------------
 // Color: Lab
 
@@ -485,8 +558,8 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 ///         is unchanged then.
 ///
 /// Work and memory grow with the bounding box of the place, as far as it is in the image.
-int align_back_img(const ImageData& crop, const float* inverse, ImageData& image,
-                   int erode_radius, float feather_sigma);
+int align_back_img(const ImageData& crop, const float* inverse, ImageData& image, int erode_radius,
+                   float feather_sigma);
 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
