@@ -86,18 +86,30 @@ void blur_colours(const uint8_t* src, uint8_t* dst, int width, int height, float
   const size_t pixels = static_cast<size_t>(width) * height;
   Scratch<uint8_t> planes(3, pixels);
   uint8_t *first = planes.get(), *second = first + pixels, *third = second + pixels;
-  for (size_t i = 0; i < pixels; ++i) {
+  const Full<uint8_t> d;
+  const size_t lanes = hn::Lanes(d), in_vectors = pixels / lanes * lanes;
+  hn::Vec<Full<uint8_t>> v0, v1, v2, v3;
+  for (size_t i = 0; i < in_vectors; i += lanes) {
+    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
+    hn::StoreU(v0, d, first + i);
+    hn::StoreU(v1, d, second + i);
+    hn::StoreU(v2, d, third + i);
+  }
+  for (size_t i = in_vectors; i < pixels; ++i) {
     first[i] = src[4 * i];
     second[i] = src[4 * i + 1];
     third[i] = src[4 * i + 2];
   }
   const BoxWidths boxes = box_widths(sigma);
   for (uint8_t* plane : {first, second, third}) blur_by_boxes(plane, plane, width, height, boxes);
-  for (size_t i = 0; i < pixels; ++i) {
-    dst[4 * i] = first[i];
-    dst[4 * i + 1] = second[i];
-    dst[4 * i + 2] = third[i];
-    dst[4 * i + 3] = src[4 * i + 3];
+  for (size_t i = 0; i < in_vectors; i += lanes) {
+    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
+    hn::StoreInterleaved4(hn::LoadU(d, first + i), hn::LoadU(d, second + i),
+                          hn::LoadU(d, third + i), v3, d, dst + 4 * i);
+  }
+  for (size_t i = in_vectors; i < pixels; ++i) {
+    const uint8_t pixel[4] = {first[i], second[i], third[i], src[4 * i + 3]};
+    std::memcpy(dst + 4 * i, pixel, 4);
   }
 }
 
