@@ -19,7 +19,7 @@ void round_means(const int32_t* sums, float inverse_area, uint8_t* out, int coun
   const int lanes = static_cast<int>(hn::Lanes(d32));
   const auto mean = [&](const int32_t* from) {
     const auto sum = hn::ConvertTo(df, hn::LoadU(d32, from));
-    return hn::ConvertTo(d32, sum * hn::Set(df, inverse_area) + hn::Set(df, 0.5f));
+    return truncate_fitting(sum * hn::Set(df, inverse_area) + hn::Set(df, 0.5f));
   };
   int x = 0;
   for (; x + 4 * lanes <= count; x += 4 * lanes) {

@@ -83,7 +83,7 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
     }
     const auto truncated = [&](hn::Vec<Full<float>> sum) {
       const auto value = sum * hn::Set(d, kernel.inverse_sum);
-      return hn::ConvertTo(Full<int32_t>(), hn::Max(value, hn::Zero(d)));
+      return truncate_fitting(hn::Max(value, hn::Zero(d)));
     };
     store(truncated(sum0), truncated(sum1), truncated(sum2), truncated(sum3), out + start);
   }
