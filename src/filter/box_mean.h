@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <type_traits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
