@@ -189,8 +189,8 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 
 /// Gaussian blur of one packed channel: along the rows, then across them, with borders replicated.
 ///
-/// The kernel has max(ksize, 3) weights, w(i) = exp(-i^2 / (2 sigma^2)) / (sigma sqrt(2 pi)) for the
-/// offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
+/// The kernel has max(ksize, 3) weights, w(i) = exp(-i^2 / (2 sigma^2)) / (sigma sqrt(2 pi)) for
+/// the offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
 /// precision, divides by the sum of the weights, and truncates to a byte.
 ///
 /// \param src    width * height bytes; must not overlap `dst`.
@@ -252,8 +252,8 @@ void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, 
 /// Blur with the weights 1 4 6 4 1 along rows and then across them, borders replicated, one packed
 /// channel: (a + 4 b + 6 c + 4 d + e) >> 4 in both passes, truncated to a byte each time.
 ///
-/// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4, without
-/// its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
+/// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4,
+/// without its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
 ///
 /// \param src  width * height bytes; must not overlap `dst`.
 /// \param dst  width * height bytes.
@@ -302,6 +302,60 @@ void erode_mask(const unsigned char* src, unsigned char* dst, int width, int hei
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: resizing
+//
+// All map pixel centres to pixel centres: destination column x lies at (x + 0.5) * src_width /
+// dst_width - 0.5 in the source, in single precision, and rows likewise. Source and destination
+// must not overlap. Strides count bytes, but for the float function floats.
+//
+// The bilinear and bicubic functions on bytes use 11-bit weights and two passes, along the rows and
+// then across them, that shift right by 4 and by 18 bits. Every shift truncates: results are
+// rounded down. A source one pixel wide (or high) gives that pixel everywhere.
+
+/// Nearest neighbour, one channel: the pixel at the floor (not the nearest integer) of the source
+/// coordinate. Halving picks the left, upper pixel of each pair, a third the middle of three.
+void resize_nn_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                  int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_nn_c1() on pixels of three bytes.
+void resize_nn_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                  int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// Bilinear, one channel. Coordinates before the first pixel's centre take the first pixel, those
+/// after the last one's the last.
+void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bilinear_c1() on each of three interleaved channels.
+void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bilinear_c1() on each of four interleaved channels, alpha like the others.
+///
+/// \param swap_rb  Exactly 1 exchanges channels 0 and 2 in the output; any other value does not.
+void resize_bilinear_c4(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride, int swap_rb);
+
+/// resize_bilinear_c4() from pixels of four bytes to pixels of three: the fourth byte is dropped,
+/// not blended.
+void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int src_width,
+                              int src_height, int src_stride, int dst_width, int dst_height,
+                              int dst_stride, int swap_rb);
+
+/// Bilinear on one channel of floats: fma(b, t, a * (1 - t)) along the rows and then across them,
+/// without rounding to fixed point.
+void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int src_height,
+                              int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// Bicubic, one channel: cubic convolution with a = +0.75, which is not the usual sign and meant
+/// so. R. Keys, "Cubic convolution interpolation for digital image processing", 1981. Pixels
+/// outside the source are the nearest ones inside. Sums are cut to their low 16 and 8 bits, not
+/// clamped: beside an isolated bright pixel a dark value may wrap around.
+void resize_bicubic_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                       int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bicubic_c1() on each of three interleaved channels.
+void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                       int src_stride, int dst_width, int dst_height, int dst_stride);
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: transforms, warps and aligned crops
@@ -379,14 +433,14 @@ void invert_perspective_transform(const float* H, float* iH);
 ///
 /// A pixel whose weight is 0 is not needed. Four equal pixels give themselves, and the identity
 /// gives a copy.
-void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill);
+void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill);
 
 /// As warpaffine_bilinear_c1() for four channels, which are treated alike.
-void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill);
+void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill);
 
 /// As warpaffine_bilinear_c4() through a perspective matrix of 9 floats. It is inverted by
 /// cofactors in double precision, and places are quotients in double precision, each rounded as
@@ -406,8 +460,33 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 /// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
 ///                      zeros if the fit has none.
 /// \return 0.
-int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points,
-                   int n, ImageData& dst, float* inverse);
+int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
+                   ImageData& dst, float* inverse);
+
+/// Pastes a crop, changed or not, back to where align_crop_img() took it from, with a soft edge.
+///
+/// The crop's place is where it alone determines the image's pixels: where a bilinear warp of the
+/// crop needs no pixel outside of it. Nothing else changes. The place's mask, 255 inside, is
+/// shrunk by erode_mask() and feathered by gaussian_blur_fast() as if the image had no borders,
+/// and in the place each byte of all four channels becomes
+/// (crop value * opacity + old value * (255 - opacity)) / 255, to nearest. For an edge without a
+/// visible step, shrink by as much as the feather reaches, about 6 sigma.
+///
+/// \param crop           Four channels.
+/// \param inverse        Maps crop to image coordinates (6 floats), as align_crop_img() wrote it.
+/// \param image          Four channels, changed in place; it must not overlap the crop.
+/// \param erode_radius   Pixels of the image, from 0 to its width plus height.
+/// \param feather_sigma  From 0, which leaves the edge hard. In effect at most half of the longer
+///                       side of the place's bounding box, and at most the image's longer side.
+/// \return 0, also if nothing changes because the place is empty or outside, or the matrix
+///         singular or not finite, or because nothing is left of the shrunk place. -1 after
+///         "align_back_img arguments error!\n" (channels, strides or parameters other than stated),
+///         "align_back_img memory create error!\n" or a message of gaussian_blur_fast(); the image
+///         is unchanged then.
+///
+/// Work and memory grow with the bounding box of the place, as far as it is in the image.
+int align_back_img(const ImageData& crop, const float* inverse, ImageData& image,
+                   int erode_radius, float feather_sigma);
 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
@@ -424,6 +503,22 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 /// \param src  Packed mask of `width` * `height` bytes, not written.
 /// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
+
+/// Outlines of a mask's regions as ordered points, by OpenCV's contour finder.
+///
+/// Every non-zero byte is foreground, and the image is surrounded by background. Outlines are in
+/// the order of the finder's tree, a parent before its children, with no filtering.
+///
+/// \param src       `height` rows of `width` bytes, `stride` bytes apart; not written.
+/// \param contours  Resized to the number of outlines, to none for an empty mask, and each element
+///                  replaced by one outline's points.
+/// \param mode      OpenCV's retrieval mode: 0 external, 1 list, 2 two levels, 3 tree.
+/// \param method    OpenCV's approximation: 1 none, 2 simple, 3 and 4 Teh-Chin L1 and k-cos.
+///                  Chain codes, 0, are not supported: nothing is written.
+///
+/// Throws cv::Exception, with nothing written, for a mode or method that the finder rejects.
+void find_blob_contours(const unsigned char* src, std::vector<std::vector<Point>>& contours,
+                        int width, int height, int stride, int mode, int method);
 
 /// Every 4-connected region of 255 in a packed mask of 0 and 255, with all of its pixels.
 ///
@@ -517,7 +612,8 @@ int flood_fill(const ImageData& image, ImageData& mask, const Point& seed, Rect&
 ///
 /// \param mask  One byte for each pixel; `stride` is honoured, `channels` is not read.
 /// \param left,top,right,bottom  Receive the smallest column and row and the largest column and
-///              row of these pixels, all inclusive; -1 each when there is none, as in an empty mask.
+///              row of these pixels, all inclusive; -1 each when there is none, as in an empty
+///              mask.
 /// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
 void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
 
