@@ -98,6 +98,22 @@ HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
   }
 }
 
+// Floats truncated to integers, where all are known to fit: hn::ConvertTo also clamps. Anything
+// else gives some integer.
+template <class VF>
+HWY_INLINE auto truncate_fitting(VF v) {
+  const hn::RebindToSigned<hn::DFromV<VF>> d32;
+#if HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    return hn::Vec<decltype(d32)>{_mm256_cvttps_epi32(v.raw)};
+  } else {
+    return hn::Vec<decltype(d32)>{_mm_cvttps_epi32(v.raw)};
+  }
+#else
+  return hn::ConvertTo(d32, v);
+#endif
+}
+
 }  // namespace KelvraCV::detail
 
 #endif  // KELVRA_CV_CORE_SIMD_H_

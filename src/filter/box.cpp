@@ -11,6 +11,32 @@ namespace {
 
 using namespace detail;
 
+// trunc(sum * inverse_area + 0.5f), for a count of columns that is a multiple of 8.
+void round_means(const int32_t* sums, float inverse_area, uint8_t* out, int count) {
+  const Full<int32_t> d32;
+  const Full<float> df;
+  const Full<uint8_t> d8;
+  const int lanes = static_cast<int>(hn::Lanes(d32));
+  const auto mean = [&](const int32_t* from) {
+    const auto sum = hn::ConvertTo(df, hn::LoadU(d32, from));
+    return truncate_fitting(sum * hn::Set(df, inverse_area) + hn::Set(df, 0.5f));
+  };
+  int x = 0;
+  for (; x + 4 * lanes <= count; x += 4 * lanes) {
+    hn::StoreU(narrow_to_u8(mean(sums + x), mean(sums + x + lanes), mean(sums + x + 2 * lanes),
+                            mean(sums + x + 3 * lanes)),
+               d8, out + x);
+  }
+  for (; x < count; ++x) {
+    out[x] = static_cast<uint8_t>(static_cast<float>(sums[x]) * inverse_area + 0.5f);
+  }
+}
+void round_means(const int64_t* sums, float inverse_area, uint8_t* out, int count) {
+  for (int x = 0; x < count; ++x) {
+    out[x] = static_cast<uint8_t>(static_cast<float>(sums[x]) * inverse_area + 0.5f);
+  }
+}
+
 // Row y is finished after row y + radius was read, so the destination may be the source.
 template <class RowSum, class Sum>
 void box_blur(const uint8_t* src, uint8_t* dst, int width, int height, int radius) {
@@ -22,10 +48,7 @@ void box_blur(const uint8_t* src, uint8_t* dst, int width, int height, int radiu
       width, height, radius, [=](int y) { return row_at(src, y, width); },
       [=](const Sum* columns, int y) {
         uint8_t* out = row_at(dst, y, width);
-        for (int x = 0; x < rounded; ++x) {
-          out[x] = static_cast<uint8_t>(
-              static_cast<int>(static_cast<float>(columns[x]) * inverse_area + 0.5f));
-        }
+        round_means(columns, inverse_area, out, rounded);
         for (int x = rounded; x < width; ++x) out[x] = static_cast<uint8_t>(columns[x] / area);
       });
 }
@@ -63,18 +86,30 @@ void blur_colours(const uint8_t* src, uint8_t* dst, int width, int height, float
   const size_t pixels = static_cast<size_t>(width) * height;
   Scratch<uint8_t> planes(3, pixels);
   uint8_t *first = planes.get(), *second = first + pixels, *third = second + pixels;
-  for (size_t i = 0; i < pixels; ++i) {
+  const Full<uint8_t> d;
+  const size_t lanes = hn::Lanes(d), in_vectors = pixels / lanes * lanes;
+  hn::Vec<Full<uint8_t>> v0, v1, v2, v3;
+  for (size_t i = 0; i < in_vectors; i += lanes) {
+    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
+    hn::StoreU(v0, d, first + i);
+    hn::StoreU(v1, d, second + i);
+    hn::StoreU(v2, d, third + i);
+  }
+  for (size_t i = in_vectors; i < pixels; ++i) {
     first[i] = src[4 * i];
     second[i] = src[4 * i + 1];
     third[i] = src[4 * i + 2];
   }
   const BoxWidths boxes = box_widths(sigma);
   for (uint8_t* plane : {first, second, third}) blur_by_boxes(plane, plane, width, height, boxes);
-  for (size_t i = 0; i < pixels; ++i) {
-    dst[4 * i] = first[i];
-    dst[4 * i + 1] = second[i];
-    dst[4 * i + 2] = third[i];
-    dst[4 * i + 3] = src[4 * i + 3];
+  for (size_t i = 0; i < in_vectors; i += lanes) {
+    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
+    hn::StoreInterleaved4(hn::LoadU(d, first + i), hn::LoadU(d, second + i),
+                          hn::LoadU(d, third + i), v3, d, dst + 4 * i);
+  }
+  for (size_t i = in_vectors; i < pixels; ++i) {
+    const uint8_t pixel[4] = {first[i], second[i], third[i], src[4 * i + 3]};
+    std::memcpy(dst + 4 * i, pixel, 4);
   }
 }
 

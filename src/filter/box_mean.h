@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <type_traits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -52,6 +52,70 @@ void sum_along(const Sample* const* padded, Sum* const* sums, int width, int rad
   }
 }
 
+// lanes[i] = the sum of lanes 0 … i of `v`, plus `carry`, which then has the last of them in all
+// lanes.
+template <class D>
+HWY_INLINE hn::Vec<D> prefix_sums(D d, hn::Vec<D> v, hn::Vec<D>& carry) {
+  using T = hn::TFromD<D>;
+  const hn::Repartition<uint8_t, D> d8;
+  alignas(16) static constexpr uint8_t kLast16[16] = {14, 15, 14, 15, 14, 15, 14, 15,
+                                                      14, 15, 14, 15, 14, 15, 14, 15};
+  alignas(16) static constexpr uint8_t kLast32[16] = {12, 13, 14, 15, 12, 13, 14, 15,
+                                                      12, 13, 14, 15, 12, 13, 14, 15};
+  v = v + hn::ShiftLeftLanes<1>(d, v);
+  v = v + hn::ShiftLeftLanes<2>(d, v);
+  if constexpr (sizeof(T) == 2) v = v + hn::ShiftLeftLanes<4>(d, v);
+  const auto order = hn::LoadDup128(d8, sizeof(T) == 2 ? kLast16 : kLast32);
+  auto total = hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(d8, v), order));
+  if constexpr (hn::MaxLanes(d8) == 32) {
+    v = v + hn::ConcatLowerLower(d, total, hn::Zero(d));
+    total = total + hn::ConcatLowerUpper(d, total, total);
+  }
+  v = v + carry;
+  carry = carry + total;
+  return v;
+}
+
+// The same for bytes and integers, whose order does not matter: sums of what enters and leaves.
+template <class Sum>
+void sum_bytes_along(const uint8_t* padded, Sum* sums, int width, int radius) {
+  const Full<Sum> d;
+  const hn::Rebind<uint8_t, Full<Sum>> bytes;
+  const int n = 2 * radius + 1;
+  int first = 0;
+  for (int x = 0; x < n; ++x) first += padded[x];
+  auto carry = hn::Set(d, static_cast<Sum>(first));
+  for (int x = 0; x < width; x += static_cast<int>(hn::Lanes(d))) {
+    const auto enters = hn::PromoteTo(d, hn::LoadU(bytes, padded + x + n));
+    const auto leaves = hn::PromoteTo(d, hn::LoadU(bytes, padded + x));
+    hn::StoreU(prefix_sums(d, enters - leaves, carry), d, sums + x);
+  }
+}
+inline void sum_along(const uint8_t* const* padded, uint16_t* const* sums, int width, int radius) {
+  sum_bytes_along(padded[0], sums[0], width, radius);
+}
+inline void sum_along(const uint8_t* const* padded, int32_t* const* sums, int width, int radius) {
+  sum_bytes_along(padded[0], sums[0], width, radius);
+}
+
+// columns += enters - leaves, in this order. Rows are padded to whole vectors.
+template <class RowSum, class Sum>
+void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves, int width) {
+  for (int x = 0; x < width; ++x) {
+    const Sum sum = columns[x] + static_cast<Sum>(enters[x]);
+    columns[x] = sum - static_cast<Sum>(leaves[x]);
+  }
+}
+inline void slide_down(int32_t* columns, const uint16_t* enters, const uint16_t* leaves,
+                       int width) {
+  const Full<int32_t> d;
+  const hn::Rebind<uint16_t, Full<int32_t>> d16;
+  for (int x = 0; x < width; x += static_cast<int>(hn::Lanes(d))) {
+    const auto sum = hn::LoadU(d, columns + x) + hn::PromoteTo(d, hn::LoadU(d16, enters + x));
+    hn::StoreU(sum - hn::PromoteTo(d, hn::LoadU(d16, leaves + x)), d, columns + x);
+  }
+}
+
 // Feeds `finish(columns, y)` with the window sums of each row from the top.
 //
 // `row(y)` gives row y of the samples. Rows are asked for once each, from the top, and row y before
@@ -82,7 +146,7 @@ class BoxSums {
     for (int y = 1; y < height_; ++y) {
       const RowSum* enters = sums_of(std::min(y + radius_, height_ - 1));
       const RowSum* leaves = sums_of(std::max(y - radius_ - 1, 0));
-      step(enters, leaves);
+      slide_down(columns_.get(), enters, leaves, width_);
       finish_(columns_.get(), y);
     }
   }
@@ -104,14 +168,6 @@ class BoxSums {
     }
   }
 
-  void step(const RowSum* enters, const RowSum* leaves) {
-    Sum* columns = columns_.get();
-    for (int x = 0; x < width_; ++x) {
-      const Sum sum = columns[x] + static_cast<Sum>(enters[x]);
-      columns[x] = sum - static_cast<Sum>(leaves[x]);
-    }
-  }
-
   RowSum* place_of(int y) { return row_sums_.get() + static_cast<size_t>(y % kept_) * pitch_; }
 
   const RowSum* sums_of(int y) {
@@ -129,7 +185,7 @@ class BoxSums {
       sums[i] = y < height_ ? place_of(y) : row_sums_.get() + (kept_ + i - 1) * pitch_;
       if (y < height_) pad(row_(y), padded_.get() + i * padded_pitch_);
     }
-    sum_along<Sample, RowSum>(padded, sums, width_, radius_);
+    sum_along(padded, sums, width_, radius_);
     known_ += kTogether;
   }
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "core/numeric.h"
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
@@ -44,22 +43,38 @@ HWY_INLINE auto load_floats(Full<float> d, const float* from) {
 }
 HWY_INLINE auto load_floats(Full<float> d, const uint8_t* from) {
   const hn::Rebind<uint8_t, Full<float>> bytes;
-  return hn::ConvertTo(d,
-                       hn::PromoteTo(hn::Rebind<int32_t, Full<float>>(), hn::LoadU(bytes, from)));
+  const hn::Rebind<int32_t, Full<float>> integers;
+  return hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, from)));
 }
 
-// kTile results: the sum over taps[j][x] * weights[j], in order and rounded at each step, times the
-// inverse sum of the weights, truncated. NaN gives 0.
-template <class Sample>
-void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, uint8_t* out) {
+// Whole numbers as bytes, or still as floats.
+template <class V32>
+HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, uint8_t* to) {
+  hn::StoreU(narrow_to_u8(v0, v1, v2, v3), Full<uint8_t>(), to);
+}
+template <class V32>
+HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
   const Full<float> d;
-  const Full<uint8_t> d8;
+  const size_t lanes = hn::Lanes(d);
+  hn::StoreU(hn::ConvertTo(d, v0), d, to);
+  hn::StoreU(hn::ConvertTo(d, v1), d, to + lanes);
+  hn::StoreU(hn::ConvertTo(d, v2), d, to + 2 * lanes);
+  hn::StoreU(hn::ConvertTo(d, v3), d, to + 3 * lanes);
+}
+
+// kTile results from column x on: the sum over taps[j][x] * weights[j], in order and rounded at
+// each step, times the inverse sum of the weights, truncated. That is a mean of bytes and needs no
+// upper limit. NaN gives 0.
+template <class Sample, class Result>
+void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
+  const Full<float> d;
   constexpr int kVectors = 4;
-  const int lanes = static_cast<int>(hn::Lanes(d));
+  const int lanes = static_cast<int>(hn::Lanes(d)), count = kernel.taps;
+  const float* weights = kernel.weights.get();
   for (int start = 0; start < kTile; start += kVectors * lanes) {
     auto sum0 = hn::Zero(d), sum1 = sum0, sum2 = sum0, sum3 = sum0;
-    for (int j = 0; j < kernel.taps; ++j) {
-      const auto weight = hn::Set(d, kernel.weights[j]);
+    for (int j = 0; j < count; ++j) {
+      const auto weight = hn::Set(d, weights[j]);
       const Sample* from = taps[j] + x + start;
       sum0 = sum0 + load_floats(d, from) * weight;
       sum1 = sum1 + load_floats(d, from + lanes) * weight;
@@ -68,14 +83,14 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, uint8_t* 
     }
     const auto truncated = [&](hn::Vec<Full<float>> sum) {
       const auto value = sum * hn::Set(d, kernel.inverse_sum);
-      const auto positive = hn::IfThenElseZero(value > hn::Zero(d), value);
-      return hn::ConvertTo(Full<int32_t>(), hn::Min(positive, hn::Set(d, 255.0f)));
+      return truncate_fitting(hn::Max(value, hn::Zero(d)));
     };
-    hn::StoreU(narrow_to_u8(truncated(sum0), truncated(sum1), truncated(sum2), truncated(sum3)), d8,
-               out + start);
+    store(truncated(sum0), truncated(sum1), truncated(sum2), truncated(sum3), out + start);
   }
 }
 
+// Keeps as many rows as the kernel has taps, blurred along and truncated, as floats or bytes.
+template <class Kept>
 class Blur {
  public:
   Blur(int width, int height, const Kernel& kernel)
@@ -83,57 +98,56 @@ class Blur {
         width_(width),
         height_(height),
         radius_(kernel.taps / 2),
-        pitch_((width + kTile - 1) / kTile * kTile),
-        samples_(static_cast<size_t>(pitch_) + 2 * radius_),
+        pitch_((static_cast<size_t>(width) + kTile - 1) / kTile * kTile),
+        samples_(pitch_ + 2 * radius_),
         along_(kernel.taps, pitch_),
         row_taps_(kernel.taps),
         column_taps_(kernel.taps) {
     for (int j = 0; j < kernel.taps; ++j) row_taps_[j] = samples_.get() + j;
-    std::fill_n(samples_.get(), static_cast<size_t>(pitch_) + 2 * radius_, 0.0f);
+    std::fill_n(samples_.get(), pitch_ + 2 * radius_, 0.0f);
   }
 
   void run(const uint8_t* src, uint8_t* dst) {
     int known = 0;
     for (int y = 0; y < height_; ++y) {
-      for (; known < height_ && known <= y + radius_; ++known)
-        blur_along(row_at(src, known, width_), known);
+      for (; known < height_ && known - y <= radius_; ++known) {
+        blur_along(row_at(src, known, width_), place_of(known));
+      }
       blur_across(y, row_at(dst, y, width_));
     }
   }
 
  private:
-  uint8_t* place_of(int y) { return row_at(along_.get(), y % kernel_.taps, pitch_); }
+  Kept* place_of(int y) { return along_.get() + static_cast<size_t>(y % kernel_.taps) * pitch_; }
 
-  void blur_along(const uint8_t* row, int y) {
+  void blur_along(const uint8_t* row, Kept* out) {
     float* samples = samples_.get();
     std::fill_n(samples, radius_, static_cast<float>(row[0]));
     for (int x = 0; x < width_; ++x) samples[radius_ + x] = static_cast<float>(row[x]);
     std::fill_n(samples + radius_ + width_, radius_, static_cast<float>(row[width_ - 1]));
-    uint8_t* out = place_of(y);
-    for (int x = 0; x < pitch_; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
+    for (int x = 0; x < width_; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
   }
 
   void blur_across(int y, uint8_t* out) {
     for (int j = 0; j < kernel_.taps; ++j) {
       column_taps_[j] = place_of(std::clamp(y + j - radius_, 0, height_ - 1));
     }
-    for (int x = 0; x < width_; x += kTile) {
-      if (width_ - x >= kTile) {
-        blur_tile(column_taps_.get(), kernel_, x, out + x);
-      } else {
-        uint8_t last[kTile];
-        blur_tile(column_taps_.get(), kernel_, x, last);
-        std::memcpy(out + x, last, width_ - x);
-      }
+    int x = 0;
+    for (; x + kTile <= width_; x += kTile) blur_tile(column_taps_.get(), kernel_, x, out + x);
+    if (x < width_) {
+      uint8_t last[kTile];
+      blur_tile(column_taps_.get(), kernel_, x, last);
+      std::memcpy(out + x, last, width_ - x);
     }
   }
 
   const Kernel& kernel_;
-  int width_, height_, radius_, pitch_;
+  int width_, height_, radius_;
+  size_t pitch_;
   Scratch<float> samples_;
-  Scratch<uint8_t> along_;
+  Scratch<Kept> along_;
   Scratch<const float*> row_taps_;
-  Scratch<const uint8_t*> column_taps_;
+  Scratch<const Kept*> column_taps_;
 };
 
 }  // namespace
@@ -155,7 +169,12 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
     return;
   }
   const Kernel kernel(taps, sigma);
-  Blur(width, height, kernel).run(src, dst);
+  // Floats save conversions, but must not take more memory than a plane of bytes.
+  if (taps <= height / 4) {
+    Blur<float>(width, height, kernel).run(src, dst);
+  } else {
+    Blur<uint8_t>(width, height, kernel).run(src, dst);
+  }
 }
 
 }  // namespace KelvraCV

@@ -15,31 +15,46 @@ namespace {
 
 using namespace detail;
 
-// (a + 2 b + c) >> 2 and (a + 4 b + 6 c + 4 d + e) >> 4
+// (a + b + 1) >> 1, one instruction on vectors of bytes. Of complements it is the complement of
+// (a + b) >> 1, so both formulas below are computed on complements and never leave bytes.
+inline uint8_t mean(uint8_t a, uint8_t b) {
+  return static_cast<uint8_t>((a + b + 1) >> 1);
+}
+inline uint8_t complement(uint8_t a) {
+  return static_cast<uint8_t>(~a);
+}
+
+// (a + 2 b + c) >> 2 = ((a + c >> 1) + b) >> 1: halves that are rounded down nest.
 struct Binomial3 {
   static constexpr int kTaps = 3;
-  static uint8_t of(const uint8_t* const* taps, ptrdiff_t x) {
-    return static_cast<uint8_t>((taps[0][x] + 2 * taps[1][x] + taps[2][x]) >> 2);
+  static uint8_t of(uint8_t a, uint8_t b, uint8_t c) {
+    return complement(mean(mean(complement(a), complement(c)), complement(b)));
   }
+  static uint8_t at(const uint8_t* const* taps) { return of(*taps[0], *taps[1], *taps[2]); }
   static void across(const uint8_t* const* taps, uint8_t* __restrict out, int count) {
     const uint8_t *a = taps[0], *b = taps[1], *c = taps[2];
-    for (int x = 0; x < count; ++x) {
-      const auto outer = static_cast<uint8_t>((a[x] & c[x]) + ((a[x] ^ c[x]) >> 1));
-      out[x] = static_cast<uint8_t>((outer & b[x]) + ((outer ^ b[x]) >> 1));
-    }
+    for (int x = 0; x < count; ++x) out[x] = of(a[x], b[x], c[x]);
   }
 };
+
+// (a + 4 b + 6 c + 4 d + e) >> 4 = (b + d + c + outer) >> 2 with outer = ((a + e >> 1) + c) >> 1.
+// Halving b + d and c + outer first loses one if both are odd, which matters if the halves' sum is
+// odd, too. Parities of sums are those of their complements.
 struct Binomial5 {
   static constexpr int kTaps = 5;
-  static uint8_t of(const uint8_t* const* taps, ptrdiff_t x) {
-    return static_cast<uint8_t>(
-        (taps[0][x] + taps[4][x] + 4 * (taps[1][x] + taps[3][x]) + 6 * taps[2][x]) >> 4);
+  static uint8_t of(uint8_t a, uint8_t b, uint8_t c, uint8_t d, uint8_t e) {
+    b = complement(b), c = complement(c), d = complement(d);
+    const uint8_t outer = mean(mean(complement(a), complement(e)), c);
+    const uint8_t inner = mean(b, d), middle = mean(c, outer);
+    const auto lost = static_cast<uint8_t>((b ^ d) & (c ^ outer) & (inner ^ middle) & 1);
+    return static_cast<uint8_t>(complement(mean(inner, middle)) + lost);
+  }
+  static uint8_t at(const uint8_t* const* taps) {
+    return of(*taps[0], *taps[1], *taps[2], *taps[3], *taps[4]);
   }
   static void across(const uint8_t* const* taps, uint8_t* __restrict out, int count) {
     const uint8_t *a = taps[0], *b = taps[1], *c = taps[2], *d = taps[3], *e = taps[4];
-    for (int x = 0; x < count; ++x) {
-      out[x] = static_cast<uint8_t>((a[x] + e[x] + 4 * (b[x] + d[x]) + 6 * c[x]) >> 4);
-    }
+    for (int x = 0; x < count; ++x) out[x] = of(a[x], b[x], c[x], d[x], e[x]);
   }
 };
 
@@ -50,7 +65,7 @@ uint8_t at_edge(const uint8_t* row, int x, int width) {
   for (int i = 0; i < Kernel::kTaps; ++i) {
     taps[i] = row + std::clamp(x + i - Kernel::kTaps / 2, 0, width - 1);
   }
-  return Kernel::of(taps, 0);
+  return Kernel::at(taps);
 }
 
 template <class Kernel>

@@ -34,30 +34,74 @@ struct Min {
   }
 };
 
-// out[x] = Op of a[x] and b[x], from left to right. `out` may be `a`, and `b` may lie ahead of it
+// Rows of scratch have room for a vector more, so that loops over them need no scalar end.
+constexpr int kPadding = 64;
+
+// out[x] = Op of a[x] and b[x], all rows of scratch. `out` may be `a`, and `b` may lie ahead of it
 // in the same row: nothing is read after it is written.
 template <class Op>
 void combine(const uint8_t* a, const uint8_t* b, uint8_t* out, int count) {
   const Full<uint8_t> d;
-  const int lanes = static_cast<int>(hn::Lanes(d));
-  int x = 0;
-  for (; x + lanes <= count; x += lanes) {
+  for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(d))) {
     hn::StoreU(Op().of_vectors(hn::LoadU(d, a + x), hn::LoadU(d, b + x)), d, out + x);
   }
-  for (; x < count; ++x) out[x] = Op()(a[x], b[x]);
 }
 
-// The extremes along one row. `windows` has room for a row: there, each step widens windows that
-// start at x, to twice their length or to n at last.
+// Calls `vector(x)` for whole vectors that cover 0 … count - 1, the last two overlapping, or
+// `scalar(x)` where there is not even one.
+template <class Vector, class Scalar>
+HWY_INLINE void for_each_vector(int count, Vector vector, Scalar scalar) {
+  const int lanes = static_cast<int>(hn::Lanes(Full<uint8_t>()));
+  if (count < lanes) {
+    for (int x = 0; x < count; ++x) scalar(x);
+    return;
+  }
+  for (int x = 0; x < count - lanes; x += lanes) vector(x);
+  vector(count - lanes);
+}
+
+// The same into a caller's row.
+template <class Op>
+void combine_exactly(const uint8_t* a, const uint8_t* b, uint8_t* out, int count) {
+  const Full<uint8_t> d;
+  for_each_vector(
+      count,
+      [=](int x) {
+        hn::StoreU(Op().of_vectors(hn::LoadU(d, a + x), hn::LoadU(d, b + x)), d, out + x);
+      },
+      [=](int x) { out[x] = Op()(a[x], b[x]); });
+}
+
+// The extremes of `length` samples, 3 or 4, that start at x, of a caller's row.
+template <class Op>
+void first_windows(const uint8_t* row, uint8_t* out, int width, int length) {
+  const Full<uint8_t> d;
+  const uint8_t* end = row + length - 2;  // the last two samples of the first window
+  for_each_vector(
+      width + 1 - length,
+      [=](int x) {
+        const auto start2 = Op().of_vectors(hn::LoadU(d, row + x), hn::LoadU(d, row + 1 + x));
+        const auto end2 = Op().of_vectors(hn::LoadU(d, end + x), hn::LoadU(d, end + 1 + x));
+        hn::StoreU(Op().of_vectors(start2, end2), d, out + x);
+      },
+      [=](int x) { out[x] = Op()(Op()(row[x], row[x + 1]), Op()(end[x], end[x + 1])); });
+}
+
+// The extremes along one row. Windows that start at x are widened to twice their length, step by
+// step and in place, and to n at last.
 template <class Op>
 void extremes_along(const uint8_t* row, uint8_t* windows, uint8_t* out, int width, int radius) {
   const int n = 2 * radius + 1;
-  combine<Op>(row, row + 1, windows, width - 1);
-  int length = 2;
-  for (; 2 * length <= n; length *= 2) {
-    combine<Op>(windows, windows + length, windows, width + 1 - 2 * length);
+  if (n == 3) {
+    first_windows<Op>(row, out + radius, width, 3);
+  } else {
+    first_windows<Op>(row, windows, width, 4);
+    int length = 4;
+    for (; 2 * length <= n; length *= 2) {
+      combine<Op>(windows, windows + length, windows, width + 1 - 2 * length);
+    }
+    combine<Op>(windows, windows + (n - length), out + radius, width + 1 - n);
   }
-  combine<Op>(windows, windows + (n - length), out + radius, width + 1 - n);
 
   out[0] = row[0];
   for (int x = 1; x < radius; ++x) out[x] = Op()(out[x - 1], row[x]);
@@ -81,9 +125,10 @@ class ExtremeFilter {
         height_(height),
         radius_(radius),
         n_(2 * radius + 1),
-        block_(n_, width),
-        running_(width),
-        windows_(width) {}
+        pitch_(static_cast<size_t>(width) + kPadding),
+        block_(n_, pitch_),
+        running_(pitch_),
+        windows_(pitch_) {}
 
   void run() {
     for (int y = 0; y < n_; ++y) {
@@ -101,7 +146,7 @@ class ExtremeFilter {
   }
 
  private:
-  uint8_t* slot(int y) { return row_at(block_.get(), y % n_, width_); }
+  uint8_t* slot(int y) { return block_.get() + (y % n_) * pitch_; }
 
   void read(int y) {
     extremes_along<Op>(row_at(src_, y, width_), windows_.get(), slot(y), width_, radius_);
@@ -125,7 +170,7 @@ class ExtremeFilter {
         std::memcpy(out, slot(start), width_);
       } else {
         read(newest);
-        combine<Op>(slot(start + i), running_.get(), out, width_);
+        combine_exactly<Op>(slot(start + i), running_.get(), out, width_);
       }
     }
     if (height_ - start >= 2 * n_) read(start + 2 * n_ - 1);
@@ -134,6 +179,7 @@ class ExtremeFilter {
   const uint8_t* src_;
   uint8_t* dst_;
   int width_, height_, radius_, n_;
+  size_t pitch_;
   Scratch<uint8_t> block_, running_, windows_;
 };
 
