@@ -196,6 +196,74 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Edges, histograms, sums and the pyramid
 
+/// Marks the pixels whose Sobel gradient is strong: 255 where |dx| + |dy| > threshold, else 0.
+/// One channel, packed, `dst` of the same size; derivatives and border as in sobel_grad().
+///
+/// In place: `dst` may overlap `src`.
+void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height, int threshold);
+
+/// Both Sobel derivatives of one packed channel, as packed planes of the same size. With the
+/// border replicated:
+///
+///     dx = (right-above + 2 right + right-below) - (left-above + 2 left + left-below)
+///     dy = (above-left + 2 above + above-right) - (below-left + 2 below + below-right)
+///
+/// so dy is positive where the image is brighter above. Both are in -1020 .. 1020. The planes must
+/// overlap neither the source nor each other.
+void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int height);
+
+/// Counts the samples of a rectangle of an interleaved image, channel by channel.
+///
+/// A value v of channel c is counted in hists[c][v / bins[c]] (integer division; with 0 bins, in
+/// hists[c][0]): bins are values over the number of bins, not values scaled to them, and agree with
+/// that for 16 bins only. The first bins[c] counters are cleared first, and no others.
+///
+/// \param stride    Bytes between rows.
+/// \param channels  Samples per pixel.
+/// \param width     Columns of the rectangle; it must lie inside the image.
+/// \param height    Rows of the rectangle.
+/// \param x         Its left column.
+/// \param y         Its top row.
+/// \param hists     For each channel at least max(bins, 255 / bins + 1) counters.
+/// \param bins      For each channel the number of bins.
+void cal_hist(const unsigned char* src, int stride, int channels, int width, int height, int x,
+              int y, int** hists, int* bins);
+
+/// The inner edge of a mask, one pixel wide: 255 for each foreground pixel that has background
+/// above, below, left or right of it or that lies on the image's frame, else 0.
+///
+/// \param src         One byte per pixel: 0 or 255. Other values are neither foreground nor
+///                    background.
+/// \param dst         One byte per pixel; dst_stride * height bytes are written, those between and
+///                    after the rows with 0. It must not overlap `src`.
+/// \param src_stride  Bytes between source rows.
+/// \param dst_stride  Bytes between destination rows.
+/// \param mode        1: the foreground is 0 and the background 255; anything else: the reverse.
+void get_mask_edge(const unsigned char* src, unsigned char* dst, int width, int height,
+                   int src_stride, int dst_stride, int mode);
+
+/// Summed-area table of one channel.
+///
+/// \param src     `height` rows of `width` bytes.
+/// \param sum     (width + 1) * (height + 1) sums, packed: entry (x, y) is the sum of all source
+///                bytes in columns before x and rows before y, modulo 2^32. The zeros of the first
+///                row and column are written for a width or height of 0 too.
+/// \param stride  Bytes between source rows.
+void integral_int(const unsigned char* src, int* sum, int width, int height, int stride);
+
+/// Gaussian pyramid of an image of 1, 3 or 4 channels (of others, nothing is written).
+///
+/// levels[0] receives the image itself, and each next level the one before it at half its width and
+/// height, rounded up: the 1 4 6 4 1 kernel both ways with the border replicated, at even columns
+/// and rows, (sum + 128) >> 8.
+///
+/// \param src     The image; its stride is honoured.
+/// \param levels  As many levels as there are records. Their buffers must be large enough; width,
+///                height, channels and stride (packed) are set here. After a level of 1 x 1, width
+///                and height are set to 0. levels[0].data may be src.data: it then keeps the
+///                image's stride. No other buffers may overlap.
+void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels);
+
 // ---------------------------------------------------------------------------------------------
 // Geometry: resizing
 
@@ -275,14 +343,14 @@ void invert_perspective_transform(const float* H, float* iH);
 ///
 /// A pixel whose weight is 0 is not needed. Four equal pixels give themselves, and the identity
 /// gives a copy.
-void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill);
+void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill);
 
 /// As warpaffine_bilinear_c1() for four channels, which are treated alike.
-void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height,
-                            int src_stride, unsigned char* dst, int dst_width, int dst_height,
-                            int dst_stride, const float* M, int border, unsigned int fill);
+void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height, int src_stride,
+                            unsigned char* dst, int dst_width, int dst_height, int dst_stride,
+                            const float* M, int border, unsigned int fill);
 
 /// As warpaffine_bilinear_c4() through a perspective matrix of 9 floats. It is inverted by
 /// cofactors in double precision, and places are quotients in double precision, each rounded as
@@ -302,8 +370,8 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 /// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
 ///                      zeros if the fit has none.
 /// \return 0.
-int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points,
-                   int n, ImageData& dst, float* inverse);
+int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
+                   ImageData& dst, float* inverse);
 
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
@@ -413,7 +481,8 @@ int flood_fill(const ImageData& image, ImageData& mask, const Point& seed, Rect&
 ///
 /// \param mask  One byte for each pixel; `stride` is honoured, `channels` is not read.
 /// \param left,top,right,bottom  Receive the smallest column and row and the largest column and
-///              row of these pixels, all inclusive; -1 each when there is none, as in an empty mask.
+///              row of these pixels, all inclusive; -1 each when there is none, as in an empty
+///              mask.
 /// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
 void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
 
