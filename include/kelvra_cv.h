@@ -181,14 +181,191 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 // ---------------------------------------------------------------------------------------------
 // Color: YCbCr, HSV and channel layout
 
+/// RGB to YCbCr: BT.601 weights in 10-bit fixed point, studio range (Y 16 to 235, chroma 16 to 240
+/// around 128).
+///
+///     Y  = ( 263 R + 516 G + 100 B +  16896) >> 10
+///     Cb = (-152 R - 298 G + 450 B + 131584) >> 10
+///     Cr = ( 450 R - 377 G -  73 B + 131585) >> 10
+///
+/// \param src         R, G, B, rows `src_stride` bytes apart.
+/// \param dst         Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb
+///                    and one of Cr, each width * height bytes, one after the other.
+///
+/// Interleaved packed pixels may be converted in place.
+void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int height,
+                  int src_stride, bool planar);
+
+/// YCbCr to RGB, the inverse of rgb_to_ycbcr(), clamped to 0 … 255:
+///
+///     R = (1192 Y             + 1634 Cr - 227759) >> 10
+///     G = (1192 Y -  401 Cb   -  832 Cr + 139341) >> 10
+///     B = (1192 Y + 2066 Cb             - 282967) >> 10
+///
+/// \param src         Interleaved, rows `src_stride` bytes apart, or with `planar` three packed
+///                    planes, `src_stride` being ignored.
+/// \param dst         Packed R, G, B.
+void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int height,
+                  int src_stride, bool planar);
+
+/// RGB to HSV, three bytes a pixel: hue 0 … 255 once around the circle (0 red, 85 green, 171 blue),
+/// saturation, value. With d the span of the colours and v the largest one,
+///
+///     S = (2048 + d * (255 * 4096 / v)) >> 12,   H = (2048 + n * (4096 * 128 / 3 / d)) >> 12,
+///
+/// quotients truncated; n is G - B if R is largest, else B - R + 2 d if G is, else R - G + 4 d.
+/// Negative hues wrap around. Gray has hue and saturation 0.
+///
+/// \param src  3 or more channels, the first three being R, G, B. **Packed**: its stride is
+/// ignored. \param dst  Only its data is used: width * height packed pixels. It may be src's.
+void rgba2hsv(const ImageData& src, ImageData& dst);
+
+/// HSV, as rgba2hsv() gives it, to RGB. Computed in single precision and truncated, so that there
+/// and back may lose 1.
+///
+/// \param src  Packed pixels of three bytes; its stride and channels are ignored.
+/// \param dst  Only its data is used: packed R, G, B. It may be src's.
+void hsv2rgb(const ImageData& src, ImageData& dst);
+
+/// Drops the fourth byte of every pixel.
+///
+/// \param src      Is only read.
+/// \param swap_rb  0 keeps the order of the three bytes, anything else reverses it: RGBA becomes
+///                 BGR, BGRA becomes RGB.
+///
+/// Rows that overlap are converted pixel by pixel from the left, so that `dst` may be `src`.
+void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
+                      int dst_stride, int swap_rb);
+
+/// Separates the channels of an image.
+///
+/// \param src  Interleaved, with its stride.
+/// \param dst  A record for each channel, with its buffer. Planes are written **packed**, whatever
+///             their strides say.
+///
+/// Messages, without newlines and before anything is written: "input channels mismatch outputs!"
+/// if there are more or fewer records than channels, "outputs format error!" if a record has not
+/// one channel or not the size of src.
+void split_channels(const ImageData& src, std::vector<ImageData>& dst);
+
+/// Interleaves planes, in the order of `src`. Nothing is checked.
+///
+/// \param src  Planes of dst's size, read **packed**, whatever their strides say.
+/// \param dst  Pixels of src.size() bytes, with its stride.
+void merge_channels(const std::vector<ImageData>& src, ImageData& dst);
+
 // ---------------------------------------------------------------------------------------------
 // Color: Lab
 
 // ---------------------------------------------------------------------------------------------
 // Filters: Gaussian and box blur
 
+/// Gaussian blur of one packed channel: along the rows, then across them, with borders replicated.
+///
+/// The kernel has max(ksize, 3) weights, w(i) = exp(-i^2 / (2 sigma^2)) / (sigma sqrt(2 pi)) for
+/// the offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
+/// precision, divides by the sum of the weights, and truncates to a byte.
+///
+/// \param src    width * height bytes; must not overlap `dst`.
+/// \param dst    width * height bytes.
+/// \param ksize  Pixels along each side of the kernel; below 3 counts as 3.
+/// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN gives zeros.
+///
+/// An even size prints "kernel size must be odd!\n", one larger than the width or the height
+/// "image size too small!\n": twice, once for each pass, and nothing is written.
+void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int height, int ksize,
+                   float sigma);
+
+/// A fast approximation of a wide Gaussian blur: filter_box() three times, at a cost that does not
+/// grow with sigma.
+///
+/// The radii are what P. Kovesi, "Fast almost-Gaussian filtering" (2010), gives as *widths*: odd
+/// numbers around sqrt(4 sigma^2 + 1). Since they serve as radii, the result is about as smooth as
+/// that of a Gaussian of twice `sigma`.
+///
+/// \param src    width * height bytes, one channel; may be `dst`.
+/// \param dst    width * height bytes.
+/// \param sigma  In pixels; its sign does not matter. NaN copies, as does a sigma so large that no
+///               window fits into the image.
+/// \return 0, or -1 after "gaussian_blur_fast memory create error!\n" if memory ran out, which may
+///         leave `dst` half done.
+int gaussian_blur_fast(const unsigned char* src, unsigned char* dst, int width, int height,
+                       float sigma);
+
+/// As gaussian_blur_fast(), of the first three of four interleaved channels. The fourth is copied.
+///
+/// \param src  width * height pixels of 4 bytes; may be `dst`.
+/// \param dst  The same.
+/// \return 0, also after "gaussian_blur_fast memory create error!\n", which is printed if memory
+///         ran out. Nothing is written then.
+int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, int height,
+                     float sigma);
+
+/// The mean over the square of 2 radius + 1 pixels around each pixel, borders replicated, of one
+/// packed channel. The cost does not grow with the radius.
+///
+/// Rounding depends on the column, as it always has: columns before `width & ~7` are rounded half
+/// up (sum * (1.0f / area) + 0.5f in single precision), the rest are truncated.
+///
+/// \param src     width * height bytes; may be `dst`.
+/// \param dst     width * height bytes.
+/// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
+void filter_box(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// Blur with the weights 1 2 1 along rows and then across them, borders replicated, one channel:
+/// (a + 2 b + c) >> 2 in both passes, truncated to a byte each time.
+///
+/// \param src         `height` rows of `width` bytes; must not overlap `dst`.
+/// \param dst         `height` rows of `width` bytes.
+/// \param src_stride  Bytes between source rows.
+/// \param dst_stride  Bytes between destination rows.
+void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, int height,
+                       int src_stride, int dst_stride);
+
+/// Blur with the weights 1 4 6 4 1 along rows and then across them, borders replicated, one packed
+/// channel: (a + 4 b + 6 c + 4 d + e) >> 4 in both passes, truncated to a byte each time.
+///
+/// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4,
+/// without its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
+///
+/// \param src  width * height bytes; must not overlap `dst`.
+/// \param dst  width * height bytes.
+void gaussian_blur_5x5(const unsigned char* src, unsigned char* dst, int width, int height);
+
 // ---------------------------------------------------------------------------------------------
 // Filters: threshold, minimum and maximum
+
+/// dst[i] = src[i] > thresh ? max_value & 255 : 0, for each byte of one packed channel.
+///
+/// \param src        width * height bytes, which are only read; may overlap `dst`, and is then
+///                   worked through in order.
+/// \param dst        width * height bytes.
+/// \param thresh     Compared as an integer: below 0 all bytes pass, from 255 on none.
+/// \param max_value  What passing bytes become, of which the low 8 bits count: 256 gives 0.
+void threshold(unsigned char* src, unsigned char* dst, int width, int height, int thresh,
+               int max_value);
+
+/// The maximum over the square of 2 radius + 1 pixels around each pixel of one packed channel,
+/// which dilates bright areas. The cost grows at most with the logarithm of the radius.
+///
+/// Near the borders the window is not a clipped square. Along a row of `width` pixels that is split
+/// from its start into blocks of 2 radius + 1, the first `radius` results cover columns 0 to x, and
+/// the last `radius` ones cover column x to the end of the block with x in it. Columns of pixels
+/// follow the same rule.
+///
+/// \param src     width * height bytes; may be `dst`.
+/// \param dst     width * height bytes.
+/// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
+void filter_max(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// As filter_max(), with the minimum, which erodes bright areas.
+void filter_min(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// filter_max() under its name in mask work.
+void dilate_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
+
+/// filter_min() under its name in mask work.
+void erode_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 // ---------------------------------------------------------------------------------------------
 // Filters: guided and bilateral
@@ -211,6 +388,29 @@ void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int hei
 /// so dy is positive where the image is brighter above. Both are in -1020 .. 1020. The planes must
 /// overlap neither the source nor each other.
 void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int height);
+
+/// Canny edges: gray by rgb2gray() or rgba2gray(), gaussian_blur_5x5(), sobel_grad(), suppression,
+/// two thresholds, linking.
+///
+/// - The magnitude is |dx| + |dy|, 0 .. 2040. The direction is trunc(atan2(dy, dx) * 57.29578)
+///   degrees, rounded to 0, 45, 90 or 135; within 22 degrees of +-180 it counts as 135.
+/// - A pixel stays if its magnitude is more than the left, upper-left, upper or upper-right
+///   neighbour's (for 0, 45, 90, 135) and not less than the opposite one's. The others, and the
+///   image's frame, have magnitude 0 from here on.
+/// - From threshold2 on a pixel is strong, 255; from threshold1 on it is weak. A weak pixel inside
+///   the frame becomes 255 if a neighbour (of eight) is 255 when its turn comes, row by row from
+///   the left, else 0: edges are followed right and down, in one pass.
+///
+/// \param src         1 channel, packed, or 3 or 4 with their stride; of 4, color_order tells where
+///                    blue is.
+/// \param dst         One channel of the same size; packed, its stride is not read. Written: 255
+/// for
+///                    edges, else 0. (A threshold1 of 0 or below leaves the frame weak, 100, and a
+///                    threshold2 of 0 or below makes all 255.)
+/// \param threshold1  Low threshold.
+/// \param threshold2  High threshold; if it is not larger, prints
+///                    "threshold2 must be large than threshold1!\n".
+void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2);
 
 /// Counts the samples of a rectangle of an interleaved image, channel by channel.
 ///
@@ -266,6 +466,60 @@ void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels);
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: resizing
+//
+// All map pixel centres to pixel centres: destination column x lies at (x + 0.5) * src_width /
+// dst_width - 0.5 in the source, in single precision, and rows likewise. Source and destination
+// must not overlap. Strides count bytes, but for the float function floats.
+//
+// The bilinear and bicubic functions on bytes use 11-bit weights and two passes, along the rows and
+// then across them, that shift right by 4 and by 18 bits. Every shift truncates: results are
+// rounded down. A source one pixel wide (or high) gives that pixel everywhere.
+
+/// Nearest neighbour, one channel: the pixel at the floor (not the nearest integer) of the source
+/// coordinate. Halving picks the left, upper pixel of each pair, a third the middle of three.
+void resize_nn_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                  int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_nn_c1() on pixels of three bytes.
+void resize_nn_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                  int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// Bilinear, one channel. Coordinates before the first pixel's centre take the first pixel, those
+/// after the last one's the last.
+void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bilinear_c1() on each of three interleaved channels.
+void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bilinear_c1() on each of four interleaved channels, alpha like the others.
+///
+/// \param swap_rb  Exactly 1 exchanges channels 0 and 2 in the output; any other value does not.
+void resize_bilinear_c4(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                        int src_stride, int dst_width, int dst_height, int dst_stride, int swap_rb);
+
+/// resize_bilinear_c4() from pixels of four bytes to pixels of three: the fourth byte is dropped,
+/// not blended.
+void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int src_width,
+                              int src_height, int src_stride, int dst_width, int dst_height,
+                              int dst_stride, int swap_rb);
+
+/// Bilinear on one channel of floats: fma(b, t, a * (1 - t)) along the rows and then across them,
+/// without rounding to fixed point.
+void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int src_height,
+                              int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// Bicubic, one channel: cubic convolution with a = +0.75, which is not the usual sign and meant
+/// so. R. Keys, "Cubic convolution interpolation for digital image processing", 1981. Pixels
+/// outside the source are the nearest ones inside. Sums are cut to their low 16 and 8 bits, not
+/// clamped: beside an isolated bright pixel a dark value may wrap around.
+void resize_bicubic_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                       int src_stride, int dst_width, int dst_height, int dst_stride);
+
+/// resize_bicubic_c1() on each of three interleaved channels.
+void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
+                       int src_stride, int dst_width, int dst_height, int dst_stride);
 
 // ---------------------------------------------------------------------------------------------
 // Geometry: transforms, warps and aligned crops
@@ -373,6 +627,31 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
                    ImageData& dst, float* inverse);
 
+/// Pastes a crop, changed or not, back to where align_crop_img() took it from, with a soft edge.
+///
+/// The crop's place is where it alone determines the image's pixels: where a bilinear warp of the
+/// crop needs no pixel outside of it. Nothing else changes. The place's mask, 255 inside, is
+/// shrunk by erode_mask() and feathered by gaussian_blur_fast() as if the image had no borders,
+/// and in the place each byte of all four channels becomes
+/// (crop value * opacity + old value * (255 - opacity)) / 255, to nearest. For an edge without a
+/// visible step, shrink by as much as the feather reaches, about 6 sigma.
+///
+/// \param crop           Four channels.
+/// \param inverse        Maps crop to image coordinates (6 floats), as align_crop_img() wrote it.
+/// \param image          Four channels, changed in place; it must not overlap the crop.
+/// \param erode_radius   Pixels of the image, from 0 to its width plus height.
+/// \param feather_sigma  From 0, which leaves the edge hard. In effect at most half of the longer
+///                       side of the place's bounding box, and at most the image's longer side.
+/// \return 0, also if nothing changes because the place is empty or outside, or the matrix
+///         singular or not finite, or because nothing is left of the shrunk place. -1 after
+///         "align_back_img arguments error!\n" (channels, strides or parameters other than stated),
+///         "align_back_img memory create error!\n" or a message of gaussian_blur_fast(); the image
+///         is unchanged then.
+///
+/// Work and memory grow with the bounding box of the place, as far as it is in the image.
+int align_back_img(const ImageData& crop, const float* inverse, ImageData& image, int erode_radius,
+                   float feather_sigma);
+
 // ---------------------------------------------------------------------------------------------
 // Shapes: contours, blobs, polygons, fills
 
@@ -388,6 +667,22 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 /// \param src  Packed mask of `width` * `height` bytes, not written.
 /// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
+
+/// Outlines of a mask's regions as ordered points, by OpenCV's contour finder.
+///
+/// Every non-zero byte is foreground, and the image is surrounded by background. Outlines are in
+/// the order of the finder's tree, a parent before its children, with no filtering.
+///
+/// \param src       `height` rows of `width` bytes, `stride` bytes apart; not written.
+/// \param contours  Resized to the number of outlines, to none for an empty mask, and each element
+///                  replaced by one outline's points.
+/// \param mode      OpenCV's retrieval mode: 0 external, 1 list, 2 two levels, 3 tree.
+/// \param method    OpenCV's approximation: 1 none, 2 simple, 3 and 4 Teh-Chin L1 and k-cos.
+///                  Chain codes, 0, are not supported: nothing is written.
+///
+/// Throws cv::Exception, with nothing written, for a mode or method that the finder rejects.
+void find_blob_contours(const unsigned char* src, std::vector<std::vector<Point>>& contours,
+                        int width, int height, int stride, int mode, int method);
 
 /// Every 4-connected region of 255 in a packed mask of 0 and 255, with all of its pixels.
 ///

@@ -12,6 +12,8 @@ int main(int argc, char** argv) {
   try {
     Gallery gallery(load_picture(argv[1]), argv[2]);
     add_color(gallery);
+    add_filter(gallery);
+    add_warp(gallery);
     add_detect(gallery);
     gallery.finish();
     std::printf("%d operations: %s/index.html\n", gallery.count(), argv[2]);

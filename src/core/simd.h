@@ -83,6 +83,37 @@ HWY_INLINE auto narrow_to_u8(V32 v0, V32 v1, V32 v2, V32 v3) {
   }
 }
 
+// The same of two vectors of 16-bit lanes.
+template <class V16>
+HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
+  const auto bytes = narrow_to_u8_blocks(v0, v1);
+  const hn::Repartition<uint64_t, hn::DFromV<V16>> d64;
+  if constexpr (hn::MaxLanes(d64) == 4) {
+    alignas(32) static constexpr uint64_t kOrder[4] = {0, 2, 1, 3};
+    const auto lanes = hn::BitCast(d64, bytes);
+    return hn::BitCast(hn::DFromV<decltype(bytes)>(),
+                       hn::TableLookupLanes(lanes, hn::SetTableIndices(d64, kOrder)));
+  } else {
+    return bytes;
+  }
+}
+
+// Floats truncated to integers, where all are known to fit: hn::ConvertTo also clamps. Anything
+// else gives some integer.
+template <class VF>
+HWY_INLINE auto truncate_fitting(VF v) {
+  const hn::RebindToSigned<hn::DFromV<VF>> d32;
+#if HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    return hn::Vec<decltype(d32)>{_mm256_cvttps_epi32(v.raw)};
+  } else {
+    return hn::Vec<decltype(d32)>{_mm_cvttps_epi32(v.raw)};
+  }
+#else
+  return hn::ConvertTo(d32, v);
+#endif
+}
+
 }  // namespace KelvraCV::detail
 
 #endif  // KELVRA_CV_CORE_SIMD_H_

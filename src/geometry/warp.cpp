@@ -348,7 +348,7 @@ void warp(const Source& src, const Destination& dst, Map map, const Outside& out
 }
 
 Source source_of(const uint8_t* data, int width, int height, int stride) {
-  const int columns = std::min(width, kMaxSide), rows = std::min(height, kMaxSide);
+  const int columns = std::clamp(width, 0, kMaxSide), rows = std::clamp(height, 0, kMaxSide);
   return {data, columns, rows, stride, (columns - 1) * kOne, (rows - 1) * kOne};
 }
 

@@ -109,40 +109,80 @@ void join_rows(const Runs& found, int y, Forest& forest) {
   }
 }
 
-// Which pixels of row y are on their region's boundary, by the rule of find_blobs_contours().
-void boundary_bits(const uint8_t* mask, int width, int height, int y, uint64_t* bits) {
-  constexpr int kBand = 2;
-  const size_t words = words_for(width);
-  if (y < kBand || y >= height - kBand || width <= 2 * kBand) {
-    std::fill_n(bits, words, ~uint64_t{0});
-    return;
+// All pixels of a run.
+class AllPixels {
+ public:
+  void go_to_row(int y) { y_ = y; }
+  uint32_t count(const Run& run) const { return static_cast<uint32_t>(run.end - run.start) + 1; }
+  void append(const Run& run, std::vector<Point>& points) const {
+    for (int x = run.start; x <= run.end; ++x) points.push_back({x, y_});
   }
-  const uint8_t* row = row_at(mask, y, width);
-  const auto zeros = [&](int v, int x) {
-    return bits_equal(row_at(mask, v, width) + x, std::min(width - x, kWordBits), 0);
-  };
-  uint64_t before = 0;
-  for (size_t i = 0; i < words; ++i) {
-    const int x = static_cast<int>(i) * kWordBits;
-    const uint64_t here = zeros(y, x);
-    const bool zero_follows = width - x > kWordBits && row[x + kWordBits] == 0;
-    bits[i] = here << 1 | before | here >> 1 | uint64_t{zero_follows} << (kWordBits - 1) |
-              zeros(y - 1, x) | zeros(y + 1, x);
-    before = here >> (kWordBits - 1);
-  }
-  for (const int x : {0, 1, width - 2, width - 1}) {
-    bits[x / kWordBits] |= uint64_t{1} << x % kWordBits;
-  }
-}
 
-void append_marked(const Run& run, int y, const uint64_t* bits, std::vector<Point>& points) {
-  for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
-    const int x = i * kWordBits;
-    uint64_t word = bits[i] & low_bits(std::min(run.end + 1 - x, kWordBits));
-    if (x < run.start) word &= ~low_bits(run.start - x);
-    for (; word != 0; word &= word - 1) points.push_back({x + first_bit(word), y});
+ private:
+  int y_ = 0;
+};
+
+// The pixels of a run that are on their region's boundary, by the rule of find_blobs_contours().
+class BoundaryPixels {
+ public:
+  BoundaryPixels(const uint8_t* mask, int width, int height)
+      : mask_(mask), width_(width), height_(height), bits_(words_for(width)) {}
+
+  void go_to_row(int y) {
+    constexpr int kBand = 2;
+    y_ = y;
+    if (y < kBand || y >= height_ - kBand || width_ <= 2 * kBand) {
+      std::fill_n(bits_.get(), words_for(width_), ~uint64_t{0});
+      return;
+    }
+    find_zeros_beside();
+    for (const int x : {0, 1, width_ - 2, width_ - 1}) {
+      bits_[x / kWordBits] |= uint64_t{1} << x % kWordBits;
+    }
   }
-}
+
+  uint32_t count(const Run& run) const {
+    uint32_t total = 0;
+    for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
+      total += static_cast<uint32_t>(__builtin_popcountll(bits_of(run, i)));
+    }
+    return total;
+  }
+
+  void append(const Run& run, std::vector<Point>& points) const {
+    for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
+      for (uint64_t word = bits_of(run, i); word != 0; word &= word - 1) {
+        points.push_back({i * kWordBits + first_bit(word), y_});
+      }
+    }
+  }
+
+ private:
+  void find_zeros_beside() {
+    const uint8_t* row = row_at(mask_, y_, width_);
+    uint64_t before = 0;
+    for (int x = 0; x < width_; x += kWordBits) {
+      const int count = std::min(width_ - x, kWordBits);
+      const uint64_t here = bits_equal(row + x, count, 0);
+      const bool zero_follows = width_ - x > kWordBits && row[x + kWordBits] == 0;
+      bits_[x / kWordBits] =
+          here << 1 | before | here >> 1 | uint64_t{zero_follows} << (kWordBits - 1) |
+          bits_equal(row - width_ + x, count, 0) | bits_equal(row + width_ + x, count, 0);
+      before = here >> (kWordBits - 1);
+    }
+  }
+
+  // Word i of the row, without what is outside of the run.
+  uint64_t bits_of(const Run& run, int i) const {
+    const int x = i * kWordBits;
+    const uint64_t word = bits_[i] & low_bits(std::min(run.end + 1 - x, kWordBits));
+    return run.start > x ? word & ~low_bits(run.start - x) : word;
+  }
+
+  const uint8_t* mask_;
+  int width_, height_, y_ = 0;
+  Scratch<uint64_t> bits_;
+};
 
 struct Labels {
   Runs found;
@@ -158,49 +198,48 @@ Labels label_regions(const uint8_t* mask, int width, int height) {
   return {std::move(found), std::move(forest), count};
 }
 
+// Calls visit(run, label) for all runs, after pixels.go_to_row().
+template <class Pixels, class Visit>
+void for_each_run(const Labels& labels, Pixels& pixels, Visit visit) {
+  const std::vector<size_t>& first_of = labels.found.first_of;
+  for (size_t y = 0; y + 1 < first_of.size(); ++y) {
+    if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
+    for (size_t i = first_of[y]; i < first_of[y + 1]; ++i) {
+      visit(labels.found.runs[i], labels.forest.number_of(i));
+    }
+  }
+}
+
+// Counts first, so that no list has to grow. (A count that wraps around costs a reallocation.)
+template <class Pixels>
+void append_regions(const Labels& labels, Pixels pixels, std::vector<std::vector<Point>>& blobs) {
+  std::vector<uint32_t> counts(labels.count);
+  for_each_run(labels, pixels,
+               [&](const Run& run, uint32_t label) { counts[label] += pixels.count(run); });
+  blobs.resize(labels.count);
+  uint32_t reserved = 0;  // labels appear in order
+  for_each_run(labels, pixels, [&](const Run& run, uint32_t label) {
+    std::vector<Point>& blob = blobs[label];
+    if (label == reserved) {
+      blob.reserve(blob.size() + counts[label]);
+      ++reserved;
+    }
+    pixels.append(run, blob);
+  });
+}
+
 }  // namespace
 
 void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
                 int height) {
   if (width < 1 || height < 1) return;
-  const Labels labels = label_regions(mask, width, height);
-  const std::vector<Run>& runs = labels.found.runs;
-  blobs.resize(labels.count);
-
-  // All room first, so that no list grows while points are written.
-  Scratch<size_t> sizes(labels.count);
-  std::transform(blobs.begin(), blobs.end(), sizes.get(),
-                 [](const auto& blob) { return blob.size(); });
-  for (size_t i = 0; i < runs.size(); ++i) {
-    sizes[labels.forest.number_of(i)] += static_cast<size_t>(runs[i].end - runs[i].start) + 1;
-  }
-  Scratch<Point*> nexts(labels.count);
-  for (size_t i = 0; i < labels.count; ++i) {
-    const size_t old_size = blobs[i].size();
-    blobs[i].resize(sizes[i]);
-    nexts[i] = blobs[i].data() + old_size;
-  }
-  for (int y = 0; y < height; ++y) {
-    for (size_t i = labels.found.first_of[y]; i < labels.found.first_of[y + 1]; ++i) {
-      Point*& next = nexts[labels.forest.number_of(i)];
-      for (int x = runs[i].start; x <= runs[i].end; ++x) *next++ = {x, y};
-    }
-  }
+  append_regions(label_regions(mask, width, height), AllPixels(), blobs);
 }
 
 void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Point>>& blobs,
                          int width, int height) {
   if (width < 1 || height < 1) return;
-  const Labels labels = label_regions(mask, width, height);
-  blobs.resize(labels.count);
-  Scratch<uint64_t> bits(words_for(width));
-  for (int y = 0; y < height; ++y) {
-    const size_t first = labels.found.first_of[y], end = labels.found.first_of[y + 1];
-    if (first < end) boundary_bits(mask, width, height, y, bits.get());
-    for (size_t i = first; i < end; ++i) {
-      append_marked(labels.found.runs[i], y, bits.get(), blobs[labels.forest.number_of(i)]);
-    }
-  }
+  append_regions(label_regions(mask, width, height), BoundaryPixels(mask, width, height), blobs);
 }
 
 }  // namespace KelvraCV

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "core/rows.h"
+#include "core/simd.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -10,14 +11,43 @@ namespace {
 using namespace detail;
 
 // Inside the image a pixel of 255 is marked when the sum of its eight neighbours is below 8 * 255:
-// when one of them, and with it their bitwise "and", is not 255.
-void mark_inside(const uint8_t* above, const uint8_t* row, const uint8_t* below, uint8_t* out,
-                 int count) {
-  for (int x = 0; x < count; ++x) {
-    const uint8_t all = above[x - 1] & above[x] & above[x + 1] & row[x - 1] & row[x + 1] &
-                        below[x - 1] & below[x] & below[x + 1];
-    out[x] = static_cast<uint8_t>(row[x] == 255 && all != 255 ? 255 : 0);
+// when one of them, and with it the bitwise "and" of all nine, is not 255.
+//
+// Marks as many pixels as a vector has lanes, in each of kRows rows.
+template <int kRows, class D>
+HWY_INLINE void mark_vectors(D d, const uint8_t* above, uint8_t* out, size_t pitch) {
+  const auto full = hn::Set(d, uint8_t{255});
+  const auto loaded = [&](int row, int x) { return hn::LoadU(d, above + row * pitch + x); };
+  const auto three = [&](int row) {
+    return hn::And(hn::And(loaded(row, -1), loaded(row, 0)), loaded(row, 1));
+  };
+  auto upper = three(0), middle = three(1);
+  for (int i = 0; i < kRows; ++i) {
+    const auto lower = three(i + 2);
+    const auto all = hn::And(hn::And(upper, middle), lower);
+    const auto marks =
+        hn::AndNot(hn::VecFromMask(d, all == full), hn::VecFromMask(d, loaded(i + 1, 0) == full));
+    hn::StoreU(marks, d, out + i * pitch);
+    upper = middle;
+    middle = lower;
   }
+}
+
+// Marks `count` pixels in each of kRows rows, of which the first is below the row `above`.
+template <int kRows>
+void mark_inside(const uint8_t* above, uint8_t* out, int count, size_t pitch) {
+  const Full<uint8_t> full;
+  const Block<uint8_t> block;
+  const hn::CappedTag<uint8_t, 1> single;
+  const int lanes = static_cast<int>(hn::Lanes(full));
+  int x = 0;
+  for (; x + lanes <= count; x += lanes) mark_vectors<kRows>(full, above + x, out + x, pitch);
+  for (; x + 16 <= count; x += 16) mark_vectors<kRows>(block, above + x, out + x, pitch);
+  if (x < count && count >= 16) {
+    x = count - 16;  // the last ones, some of them for the second time
+    return mark_vectors<kRows>(block, above + x, out + x, pitch);
+  }
+  for (; x < count; ++x) mark_vectors<kRows>(single, above + x, out + x, pitch);
 }
 
 // On the image's border the rule differs, as intended: a neighbour must be exactly 0, and only
@@ -30,14 +60,11 @@ void mark_border_row(const uint8_t* row, const uint8_t* beside, uint8_t* out, in
   }
 }
 
-uint8_t border_mark(const uint8_t* src, int width, int height, int x, int y) {
-  uint8_t least = 255;
-  for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height - 1); ++v) {
-    for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width - 1); ++u) {
-      least = std::min(least, row_at(src, v, width)[u]);
-    }
-  }
-  return row_at(src, y, width)[x] == 255 && least == 0 ? 255 : 0;
+// The same for a row's first or last pixel, at `x`; `inner` is the column beside it.
+uint8_t border_mark(const uint8_t* above, const uint8_t* row, const uint8_t* below, int x,
+                    int inner) {
+  const uint8_t least = std::min({above[x], above[inner], row[inner], below[x], below[inner]});
+  return row[x] == 255 && least == 0 ? 255 : 0;
 }
 
 }  // namespace
@@ -45,23 +72,28 @@ uint8_t border_mark(const uint8_t* src, int width, int height, int x, int y) {
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height) {
   if (width < 1 || height < 1) return;
   const int last = height - 1;
+  const auto row = [&](int y) { return row_at<const uint8_t>(src, y, width); };
+  const auto out = [&](int y) { return row_at(dst, y, width); };
+  constexpr int kRows = 4;
+  int inside = 1;
+  for (; inside + kRows <= last; inside += kRows) {
+    mark_inside<kRows>(row(inside - 1) + 1, out(inside) + 1, width - 2, width);
+  }
+  for (; inside < last; ++inside) {
+    mark_inside<1>(row(inside - 1) + 1, out(inside) + 1, width - 2, width);
+  }
+  mark_border_row(row(0) + 1, row(std::min(1, last)) + 1, out(0) + 1, width - 2);
+  mark_border_row(row(last) + 1, row(std::max(last - 1, 0)) + 1, out(last) + 1, width - 2);
+  const int right = width - 1;
   for (int y = 0; y < height; ++y) {
-    const uint8_t* row = row_at<const uint8_t>(src, y, width);
-    uint8_t* out = row_at(dst, y, width);
-    if (y > 0 && y < last) {
-      mark_inside(row - width + 1, row + 1, row + width + 1, out + 1, width - 2);
-    } else {
-      const int beside = y == 0 ? std::min(1, last) : last - 1;
-      mark_border_row(row + 1, row_at<const uint8_t>(src, beside, width) + 1, out + 1, width - 2);
-    }
-    out[0] = border_mark(src, width, height, 0, y);
-    out[width - 1] = border_mark(src, width, height, width - 1, y);
+    const uint8_t *above = row(std::max(y - 1, 0)), *below = row(std::min(y + 1, last));
+    out(y)[0] = border_mark(above, row(y), below, 0, std::min(1, right));
+    out(y)[right] = border_mark(above, row(y), below, right, std::max(right - 1, 0));
   }
   // As intended, the mark of the bottom-right corner goes to the bottom-left one.
-  uint8_t* bottom = row_at(dst, last, width);
-  const uint8_t corner = bottom[width - 1];
-  bottom[width - 1] = 0;
-  bottom[0] |= corner;
+  const uint8_t corner = out(last)[right];
+  out(last)[right] = 0;
+  out(last)[0] |= corner;
 }
 
 }  // namespace KelvraCV

@@ -11,69 +11,80 @@ namespace {
 
 using namespace detail;
 
-// The columns first .. last, both inclusive; none if last < first.
-struct Span {
-  int64_t first;
-  int64_t last;
-};
-
 // The brush covers what is strictly nearer to its centre than the radius: in the row `dy` from the
 // centre, the columns up to the greatest integer h with h^2 < radius^2 - dy^2.
-class Brush {
+int half_width(int64_t radius, int64_t dy) {
+  const int64_t square = radius * radius - dy * dy;
+  auto half = static_cast<int64_t>(std::sqrt(static_cast<double>(square)));
+  while (half * half >= square) --half;
+  while ((half + 1) * (half + 1) < square) ++half;
+  return static_cast<int>(half);
+}
+
+class Painter {
  public:
-  Brush(int radius, int rows) : radius_(radius) {
-    const int count = std::min(radius, rows);
-    for (int dy = 0; dy < count; ++dy) half_widths_.push_back(half_width_of(dy));
+  Painter(uint8_t* pixels, int width, int height, int stride, int radius)
+      : pixels_(pixels), width_(width), height_(height), stride_(stride), radius_(radius) {
+    const int rows = std::min(radius, height);
+    for (int dy = 0; dy < rows; ++dy) half_widths_.push_back(half_width(radius, dy));
+    if (2 * radius_ - 1 > std::min(width, height)) return;  // no disc is inside
+    for (int i = 0; i < 9; ++i) rims_[i] = rim(i % 3 - 1, i / 3 - 1);
   }
 
-  int64_t radius() const { return radius_; }
-
-  Span span(const Point& center, int y) const {
-    const int64_t dy = std::abs(int64_t{y} - center.y);
-    if (dy >= radius_) return {0, -1};
-    const int64_t half = dy < static_cast<int64_t>(half_widths_.size())
-                             ? half_widths_[static_cast<size_t>(dy)]
-                             : half_width_of(dy);
-    return {center.x - half, center.x + half};
+  // `painted` is the point before, whose disc is there already; null for the first.
+  void paint(const Point& center, const Point* painted) const {
+    const int64_t x = center.x, y = center.y, reach = radius_ - 1;
+    const bool is_inside = x >= reach && x + reach < width_ && y >= reach && y + reach < height_;
+    if (is_inside && painted != nullptr) {
+      const int64_t dx = x - painted->x, dy = y - painted->y;
+      if (std::abs(dx) <= 1 && std::abs(dy) <= 1) {
+        uint8_t* const pixel = row_at(pixels_, center.y, stride_) + center.x;
+        for (const ptrdiff_t offset : rims_[(dy + 1) * 3 + dx + 1]) pixel[offset] = 255;
+        return;
+      }
+    }
+    paint_all(x, y);
   }
 
  private:
-  int half_width_of(int64_t dy) const {
-    const int64_t limit = radius_ * radius_ - dy * dy;
-    auto half = static_cast<int64_t>(std::sqrt(static_cast<double>(limit)));
-    while (half * half >= limit) --half;
-    while ((half + 1) * (half + 1) < limit) ++half;
-    return static_cast<int>(half);
+  void paint_all(int64_t x, int64_t y) const {
+    const int64_t top = std::max<int64_t>(y - radius_ + 1, 0);
+    const int64_t bottom = std::min<int64_t>(y + radius_ - 1, height_ - 1);
+    for (int64_t v = top; v <= bottom; ++v) {
+      const auto dy = static_cast<size_t>(std::abs(v - y));
+      const int64_t half =
+          dy < half_widths_.size() ? half_widths_[dy] : half_width(radius_, std::abs(v - y));
+      const int64_t first = std::max<int64_t>(x - half, 0);
+      const int64_t end = std::min<int64_t>(x + half + 1, width_);
+      if (first >= end) continue;
+      std::memset(row_at(pixels_, static_cast<int>(v), stride_) + first, 255,
+                  static_cast<size_t>(end - first));
+    }
   }
 
+  // What the disc covers that the disc before, a step (dx, dy) back, does not: offsets in bytes
+  // from the centre. Outlines go in such steps, and their rims are a cell or so in each row.
+  std::vector<ptrdiff_t> rim(int dx, int dy) const {
+    std::vector<ptrdiff_t> offsets;
+    for (int64_t v = 1 - radius_; v < radius_; ++v) {
+      const int64_t half = half_widths_[static_cast<size_t>(std::abs(v))];
+      const auto old_row = static_cast<size_t>(std::abs(v + dy));
+      const bool has_old = old_row < half_widths_.size();
+      for (int64_t u = -half; u <= half; ++u) {
+        if (has_old && std::abs(u + dx) <= half_widths_[old_row]) continue;
+        offsets.push_back(static_cast<ptrdiff_t>(v * stride_ + u));
+      }
+    }
+    return offsets;
+  }
+
+  uint8_t* pixels_;
+  int64_t width_, height_;
+  int stride_;
   int64_t radius_;
   std::vector<int> half_widths_;
+  std::vector<ptrdiff_t> rims_[9];  // by step: left, none, right; above first
 };
-
-void paint(uint8_t* row, int width, int64_t first, int64_t last) {
-  first = std::max<int64_t>(first, 0);
-  last = std::min<int64_t>(last, width - 1);
-  if (first <= last) std::memset(row + first, 255, static_cast<size_t>(last - first + 1));
-}
-
-// Paints the brush at `center`, apart from what it covers at `painted` as well: along an outline
-// that leaves a column or so at the spans' ends.
-void paint_rest(const Brush& brush, const Point& center, const Point* painted,
-                const ImageData& dst) {
-  const int64_t top = std::max<int64_t>(center.y - brush.radius() + 1, 0);
-  const int64_t bottom = std::min<int64_t>(center.y + brush.radius() - 1, dst.height - 1);
-  for (int64_t y = top; y <= bottom; ++y) {
-    const Span span = brush.span(center, static_cast<int>(y));
-    const Span old = painted == nullptr ? Span{0, -1} : brush.span(*painted, static_cast<int>(y));
-    uint8_t* row = row_at(dst.data, static_cast<int>(y), dst.stride);
-    if (old.last < span.first || old.first > span.last) {
-      paint(row, dst.width, span.first, span.last);
-      continue;
-    }
-    paint(row, dst.width, span.first, old.first - 1);
-    paint(row, dst.width, old.last + 1, span.last);
-  }
-}
 
 }  // namespace
 
@@ -82,12 +93,11 @@ void expand_contours(const unsigned char* src, const std::vector<std::vector<Poi
   if (width < 1 || height < 1) return;
   std::memmove(dst, src, static_cast<size_t>(stride) * static_cast<size_t>(height));
   if (radius < 1) return;
-  const Brush brush(radius, height);
-  const ImageData image{dst, width, height, 1, stride, 0, 0};
+  const Painter painter(dst, width, height, stride, radius);
   const Point* painted = nullptr;
   for (const std::vector<Point>& contour : contours) {
     for (const Point& point : contour) {
-      paint_rest(brush, point, painted, image);
+      painter.paint(point, painted);
       painted = &point;
     }
   }

@@ -39,6 +39,12 @@ void check_block_operations() {
     EXPECT_EQ(sums[i], (2 * i - 3) * (32000 + 2 * i) + (2 * i - 2) * (32001 + 2 * i));
   }
 
+  const Tag<float> df;
+  for (const float value : {-2.9f, -0.9f, 0.99999994f, 255.9f, 8388607.5f}) {
+    const auto truncated = lanes_of(d32, truncate_fitting(hn::Set(df, value)));
+    for (const int32_t lane : truncated) EXPECT_EQ(lane, static_cast<int32_t>(value));
+  }
+
   const auto low = hn::Iota(d32, 32764), high = hn::Iota(d32, -32771);
   const auto narrow = lanes_of(d16, narrow_to_i16_blocks(low, high));
   const auto bytes_low = hn::Iota(d16, 250), bytes_high = hn::Iota(d16, -4);

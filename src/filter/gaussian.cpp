@@ -1,0 +1,180 @@
+// Gaussian blur with a kernel of floats, along rows and then across them.
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "core/rows.h"
+#include "core/scratch.h"
+#include "core/simd.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+// Columns that are summed at a time; rows of scratch are whole multiples of it.
+constexpr int kTile = 32;
+
+struct Kernel {
+  explicit Kernel(int taps_count, float sigma) : taps(taps_count), weights(taps_count) {
+    constexpr double kInverseRootOfTwoPi = 0.3989422804014322;
+    if (sigma <= 0.0f) sigma = static_cast<float>((taps - 1) * 0.15 + 0.5);
+    const double factor = 0.5 / (sigma * sigma);
+    float sum = 0.0f;
+    for (int i = 0; i < taps; ++i) {
+      const double offset = i - taps / 2;
+      const float power = std::exp(static_cast<float>(-(offset * offset) * factor));
+      weights[i] = static_cast<float>(power * kInverseRootOfTwoPi / sigma);
+      sum += weights[i];
+    }
+    inverse_sum = 1.0f / sum;
+  }
+
+  int taps;
+  Scratch<float> weights;
+  float inverse_sum;
+};
+
+HWY_INLINE auto load_floats(Full<float> d, const float* from) {
+  return hn::LoadU(d, from);
+}
+HWY_INLINE auto load_floats(Full<float> d, const uint8_t* from) {
+  const hn::Rebind<uint8_t, Full<float>> bytes;
+  const hn::Rebind<int32_t, Full<float>> integers;
+  return hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, from)));
+}
+
+// Whole numbers as bytes, or still as floats.
+template <class V32>
+HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, uint8_t* to) {
+  hn::StoreU(narrow_to_u8(v0, v1, v2, v3), Full<uint8_t>(), to);
+}
+template <class V32>
+HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
+  const Full<float> d;
+  const size_t lanes = hn::Lanes(d);
+  hn::StoreU(hn::ConvertTo(d, v0), d, to);
+  hn::StoreU(hn::ConvertTo(d, v1), d, to + lanes);
+  hn::StoreU(hn::ConvertTo(d, v2), d, to + 2 * lanes);
+  hn::StoreU(hn::ConvertTo(d, v3), d, to + 3 * lanes);
+}
+
+// kTile results from column x on: the sum over taps[j][x] * weights[j], in order and rounded at
+// each step, times the inverse sum of the weights, truncated. That is a mean of bytes and needs no
+// upper limit. NaN gives 0.
+template <class Sample, class Result>
+void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
+  const Full<float> d;
+  constexpr int kVectors = 4;
+  const int lanes = static_cast<int>(hn::Lanes(d)), count = kernel.taps;
+  const float* weights = kernel.weights.get();
+  for (int start = 0; start < kTile; start += kVectors * lanes) {
+    auto sum0 = hn::Zero(d), sum1 = sum0, sum2 = sum0, sum3 = sum0;
+    for (int j = 0; j < count; ++j) {
+      const auto weight = hn::Set(d, weights[j]);
+      const Sample* from = taps[j] + x + start;
+      sum0 = sum0 + load_floats(d, from) * weight;
+      sum1 = sum1 + load_floats(d, from + lanes) * weight;
+      sum2 = sum2 + load_floats(d, from + 2 * lanes) * weight;
+      sum3 = sum3 + load_floats(d, from + 3 * lanes) * weight;
+    }
+    const auto truncated = [&](hn::Vec<Full<float>> sum) {
+      const auto value = sum * hn::Set(d, kernel.inverse_sum);
+      return truncate_fitting(hn::Max(value, hn::Zero(d)));
+    };
+    store(truncated(sum0), truncated(sum1), truncated(sum2), truncated(sum3), out + start);
+  }
+}
+
+// Keeps as many rows as the kernel has taps, blurred along and truncated, as floats or bytes.
+template <class Kept>
+class Blur {
+ public:
+  Blur(int width, int height, const Kernel& kernel)
+      : kernel_(kernel),
+        width_(width),
+        height_(height),
+        radius_(kernel.taps / 2),
+        pitch_((static_cast<size_t>(width) + kTile - 1) / kTile * kTile),
+        samples_(pitch_ + 2 * radius_),
+        along_(kernel.taps, pitch_),
+        row_taps_(kernel.taps),
+        column_taps_(kernel.taps) {
+    for (int j = 0; j < kernel.taps; ++j) row_taps_[j] = samples_.get() + j;
+    std::fill_n(samples_.get(), pitch_ + 2 * radius_, 0.0f);
+  }
+
+  void run(const uint8_t* src, uint8_t* dst) {
+    int known = 0;
+    for (int y = 0; y < height_; ++y) {
+      for (; known < height_ && known - y <= radius_; ++known) {
+        blur_along(row_at(src, known, width_), place_of(known));
+      }
+      blur_across(y, row_at(dst, y, width_));
+    }
+  }
+
+ private:
+  Kept* place_of(int y) { return along_.get() + static_cast<size_t>(y % kernel_.taps) * pitch_; }
+
+  void blur_along(const uint8_t* row, Kept* out) {
+    float* samples = samples_.get();
+    std::fill_n(samples, radius_, static_cast<float>(row[0]));
+    for (int x = 0; x < width_; ++x) samples[radius_ + x] = static_cast<float>(row[x]);
+    std::fill_n(samples + radius_ + width_, radius_, static_cast<float>(row[width_ - 1]));
+    for (int x = 0; x < width_; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
+  }
+
+  void blur_across(int y, uint8_t* out) {
+    for (int j = 0; j < kernel_.taps; ++j) {
+      column_taps_[j] = place_of(std::clamp(y + j - radius_, 0, height_ - 1));
+    }
+    int x = 0;
+    for (; x + kTile <= width_; x += kTile) blur_tile(column_taps_.get(), kernel_, x, out + x);
+    if (x < width_) {
+      uint8_t last[kTile];
+      blur_tile(column_taps_.get(), kernel_, x, last);
+      std::memcpy(out + x, last, width_ - x);
+    }
+  }
+
+  const Kernel& kernel_;
+  int width_, height_, radius_;
+  size_t pitch_;
+  Scratch<float> samples_;
+  Scratch<Kept> along_;
+  Scratch<const float*> row_taps_;
+  Scratch<const Kept*> column_taps_;
+};
+
+}  // namespace
+
+void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int height, int ksize,
+                   float sigma) {
+  if (width < 1 || height < 1) return;
+  const int taps = std::max(ksize, 3);
+  const bool is_odd = taps % 2 != 0;
+  if (!is_odd || taps > width || taps > height) {
+    // Once for each pass, both of which refuse.
+    for (int pass = 0; pass < 2; ++pass) {
+      if (is_odd) {
+        log_print("image size too small!\n");
+      } else {
+        log_print("kernel size must be odd!\n");
+      }
+    }
+    return;
+  }
+  const Kernel kernel(taps, sigma);
+  // Floats save conversions, but must not take more memory than a plane of bytes.
+  if (taps <= height / 4) {
+    Blur<float>(width, height, kernel).run(src, dst);
+  } else {
+    Blur<uint8_t>(width, height, kernel).run(src, dst);
+  }
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,89 @@
+// What every resize computes once per call, for columns and for rows: where a destination position
+// lies in the source, which source positions it takes, and their weights.
+#ifndef KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
+#define KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "core/scratch.h"
+
+namespace KelvraCV::detail {
+
+// 1.0 in the weights' 11-bit fixed point. A horizontal pass keeps 7 of its bits.
+constexpr int kWeightOne = 2048, kHorizontalShift = 4, kVerticalShift = 18;
+
+// Source coordinates with pixel centres aligned: (i + 0.5) source / destination - 0.5. Whole groups
+// of four positions divide before they multiply and the rest multiply first, which can change the
+// last bit.
+class Coordinates {
+ public:
+  Coordinates(int source, int destination)
+      : grouped_(destination & ~3),
+        source_(static_cast<float>(source)),
+        ratio_(static_cast<float>(source) / static_cast<float>(destination)),
+        reciprocal_(1.0f / static_cast<float>(destination)) {}
+
+  float operator()(int i) const {
+    const float centre = static_cast<float>(i) + 0.5f;
+    return i < grouped_ ? std::fma(centre, ratio_, -0.5f)
+                        : std::fma(centre * source_, reciprocal_, -0.5f);
+  }
+
+ private:
+  int grouped_;
+  float source_, ratio_, reciprocal_;
+};
+
+// The pixel at or before a coordinate, and how far the coordinate is on the way to the next one:
+// 0 before the first pixel. From the last pixel on it is the last but one, all the way.
+struct Position {
+  int tap;
+  float fraction;
+};
+inline Position position_of(float coordinate, int source) {
+  const float whole = std::floor(coordinate);
+  // Rounding can lead past the last pixel, not past the int range: sources have fewer pixels.
+  const int tap = std::max(static_cast<int>(whole), 0);
+  if (tap >= source - 1) return {source - 2, 1.0f};
+  return {tap, whole < 0.0f ? 0.0f : coordinate - whole};
+}
+
+// kTaps neighbouring source positions from `first` on, and their integer weights, which sum to
+// kWeightOne. Positions outside of the source stand for the nearest one inside.
+template <int kTaps>
+struct Taps {
+  int first;
+  int16_t weights[kTaps];
+};
+
+inline Taps<2> linear_taps(float coordinate, int source) {
+  const Position at = position_of(coordinate, source);
+  // The fraction's product is exact; the difference rounds, and then is truncated.
+  const auto weight = static_cast<int16_t>(kWeightOne - at.fraction * kWeightOne);
+  return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
+}
+
+// The kernel is cubic convolution with a = +0.75: deliberately of the other sign than usual, which
+// gives small positive outer lobes. R. Keys, "Cubic convolution interpolation for digital image
+// processing", 1981.
+inline Taps<4> cubic_taps(float coordinate, int source) {
+  const Position at = position_of(coordinate, source);
+  const auto near = [](float d) {  // at a distance of 0 to 1
+    const float squared = d * d, cubed = squared * d;
+    return static_cast<int>(kWeightOne * (2.75f * cubed - 3.75f * squared + 1.0f));
+  };
+  const auto far = [](float d) {  // at a distance of 1 to 2; 6144 is 3.0
+    const float squared = d * d, cubed = squared * d;
+    return static_cast<int>(kWeightOne * (0.75f * cubed - 3.75f * squared + 6.0f * d) - 6144.0f);
+  };
+  const int k0 = far(1.0f + at.fraction), k1 = near(at.fraction), k2 = near(1.0f - at.fraction);
+  return {at.tap - 1,
+          {static_cast<int16_t>(k0), static_cast<int16_t>(k1), static_cast<int16_t>(k2),
+           static_cast<int16_t>(kWeightOne - (k0 + k1 + k2))}};
+}
+
+}  // namespace KelvraCV::detail
+
+#endif  // KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_

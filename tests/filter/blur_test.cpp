@@ -1,0 +1,311 @@
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cmath>
+#include <limits>
+
+#include "filter/box_mean.h"
+#include "support/captured_log.h"
+#include "support/images.h"
+
+using namespace KelvraCV;
+using namespace test;
+
+namespace {
+
+using Plane = std::vector<uint8_t>;
+
+// Pixel (x, y) with borders replicated.
+int at(const Plane& plane, int width, int height, int x, int y) {
+  return plane[static_cast<size_t>(std::clamp(y, 0, height - 1)) * width +
+               std::clamp(x, 0, width - 1)];
+}
+
+Plane box(const Plane& src, int width, int height, int radius) {
+  const int n = 2 * radius + 1;
+  if (n > width || n > height) return src;
+  Plane out(src.size());
+  std::vector<int> row_sums(src.size());
+  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
+    for (int u = -radius; u <= radius; ++u) {
+      row_sums[i] += at(src, width, height, i % width + u, i / width);
+    }
+  }
+  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
+    const int x = i % width, y = i / width;
+    int sum = 0;
+    for (int v = -radius; v <= radius; ++v) {
+      sum += row_sums[std::clamp(y + v, 0, height - 1) * width + x];
+    }
+    const float rounded = static_cast<float>(sum) * (1.0f / static_cast<float>(n * n)) + 0.5f;
+    out[i] = static_cast<uint8_t>(x < width / 8 * 8 ? static_cast<int>(rounded) : sum / (n * n));
+  }
+  return out;
+}
+
+// One pass of a blur whose result at (x, y) is `of` the pixels at distance -radius … radius.
+template <class Of>
+Plane pass(const Plane& src, int width, int height, int radius, bool along, Of of) {
+  Plane out(src.size());
+  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
+    std::vector<int> taps;
+    for (int j = -radius; j <= radius; ++j) {
+      taps.push_back(
+          at(src, width, height, i % width + (along ? j : 0), i / width + (along ? 0 : j)));
+    }
+    out[i] = static_cast<uint8_t>(of(taps));
+  }
+  return out;
+}
+
+Plane gaussian3(const Plane& src, int width, int height) {
+  const auto of = [](const auto& t) { return (t[0] + 2 * t[1] + t[2]) / 4; };
+  return pass(pass(src, width, height, 1, true, of), width, height, 1, false, of);
+}
+
+Plane gaussian5(const Plane& src, int width, int height) {
+  const auto of = [](const auto& t) { return (t[0] + 4 * t[1] + 6 * t[2] + 4 * t[3] + t[4]) / 16; };
+  Plane rows = pass(src, width, height, 2, true, of);
+  for (int y = 0; width >= 4 && y < height; ++y) {
+    const uint8_t* end = src.data() + (y + 1) * width;
+    rows[(y + 1) * width - 1] = static_cast<uint8_t>((end[-4] + 4 * end[-3] + 11 * end[-2]) / 16);
+  }
+  return pass(rows, width, height, 2, false, of);
+}
+
+Plane gaussian(const Plane& src, int width, int height, int size, float sigma) {
+  std::vector<float> weights;
+  float sum = 0;
+  for (int i = -(size / 2); i <= size / 2; ++i) {
+    const float power = expf(static_cast<float>(-(i * i) * (0.5 / (sigma * sigma))));
+    weights.push_back(static_cast<float>(power * 0.3989422804014322 / sigma));
+    sum += weights.back();
+  }
+  const auto of = [&](const auto& taps) {
+    float total = 0;
+    for (int j = 0; j < size; ++j) total += static_cast<float>(taps[j]) * weights[j];
+    return static_cast<int>(std::min(total * (1 / sum), 255.0f));
+  };
+  return pass(pass(src, width, height, size / 2, true, of), width, height, size / 2, false, of);
+}
+
+// `blur` is called with guarded packed buffers of every shape; `want` computes from a vector.
+template <class Blur, class Want>
+void expect_every_shape(Blur blur, Want want) {
+  for (const Shape& shape : all_shapes()) {
+    if (shape.padding != 0) continue;
+    SCOPED_TRACE(shape);
+    GuardedBuffer<> src(shape.width, shape.height, 0, shape.guard);
+    GuardedBuffer<> dst(shape.width, shape.height, 0, shape.guard);
+    src.fill(noise(src.packed().size()));
+    blur(src.data(), dst.data(), shape.width, shape.height);
+    ASSERT_EQ(dst.packed(), want(src.packed(), shape.width, shape.height));
+  }
+}
+
+TEST(Box, EveryShapeIsTheMean) {
+  for (const int radius : {0, 1, 2, 4}) {
+    SCOPED_TRACE(radius);
+    const auto want = [&](const Plane& src, int w, int h) { return box(src, w, h, radius); };
+    const auto blur = [&](const uint8_t* src, uint8_t* dst, int w, int h) {
+      filter_box(src, dst, w, h, radius);
+    };
+    expect_every_shape(blur, want);
+    expect_every_shape(
+        [&](const uint8_t* src, uint8_t* dst, int w, int h) {
+          std::copy_n(src, w * h, dst);
+          blur(dst, dst, w, h);
+        },
+        want);
+  }
+}
+
+// Around the radius from which sums along a row no longer fit into 16 bits, and beyond the one
+// from which the window's sum does not fit into 32.
+TEST(Box, LargeWindows) {
+  const int width = 301, height = 263;
+  for (const int radius : {128, 129, 131}) {
+    Plane src = noise(width * height), dst(src.size());
+    std::fill_n(src.begin() + 100 * width, 40 * width, uint8_t{255});
+    filter_box(src.data(), dst.data(), width, height, radius);
+    EXPECT_EQ(dst, box(src, width, height, radius)) << radius;
+    Plane white(src.size(), 255);
+    filter_box(white.data(), dst.data(), width, height, radius);
+    EXPECT_EQ(dst, white);
+  }
+  const Plane white(2905 * 2903, 255);
+  Plane dst(white.size());
+  for (const int radius : {1450, 1451}) {
+    filter_box(white.data(), dst.data(), 2905, 2903, radius);
+    EXPECT_EQ(dst, white) << radius;
+  }
+}
+
+// Sums of floats keep the order of plain running sums, whatever else runs beside them.
+TEST(Box, FloatSumsKeepTheirOrder) {
+  for (const auto& [width, height, radius] :
+       {std::array{1, 1, 0}, {7, 9, 3}, {33, 8, 2}, {40, 41, 19}, {5, 100, 1}}) {
+    SCOPED_TRACE(testing::Message() << width << " x " << height << ", radius " << radius);
+    std::vector<float> src;
+    for (const uint8_t byte : noise(width * height)) src.push_back(byte * 0.003921569f);
+    std::vector<float> rows(src.size()), want(src.size()), got;
+    const auto run = [r = radius](const float* in, float* out, int count, int step) {
+      float sum = static_cast<float>(r + 1) * in[0];
+      for (int i = 1; i <= r; ++i) sum += in[i * step];
+      for (int i = 0; i < count; ++i) {
+        if (i > 0) sum += in[std::min(i + r, count - 1) * step];
+        if (i > 0) sum -= in[std::max(i - r - 1, 0) * step];
+        out[i * step] = sum;
+      }
+    };
+    for (int y = 0; y < height; ++y) run(&src[y * width], &rows[y * width], width, 1);
+    for (int x = 0; x < width; ++x) run(&rows[x], &want[x], height, width);
+    KelvraCV::detail::box_sums<float, float>(
+        width, height, radius, [&, w = width](int y) { return &src[y * w]; },
+        [&, w = width](const float* sums, int) { got.insert(got.end(), sums, sums + w); });
+    EXPECT_EQ(got, want);
+  }
+}
+
+TEST(Box, NoWindowCopies) {
+  const Plane src = noise(35);
+  for (const int radius : {0, 3, -1, INT_MIN, INT_MAX, 1 << 30}) {
+    Plane dst(35);
+    filter_box(src.data(), dst.data(), 7, 5, radius);
+    EXPECT_EQ(dst, src) << radius;
+  }
+}
+
+// The radii are worked out by hand: sigma 0 gives 1 1 1; 2: sqrt(17) = 4.1, so 3 and 5, of which
+// m = (48 - 27 - 36 - 9) / -16 = 1.5, two of 3; 3.4: sqrt(47.24) = 6.87, so 5 and 7, m = 0.26.
+TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
+  const int width = 61, height = 45;
+  const auto blurred = [&](const Plane& plane, std::vector<int> radii) {
+    Plane out = plane;
+    for (const int radius : radii) out = box(out, width, height, radius);
+    return out;
+  };
+  const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+  const std::vector<std::pair<float, std::vector<int>>> cases = {
+      {0.0f, {1, 1, 1}}, {2.0f, {3, 3, 5}}, {-2.0f, {3, 3, 5}}, {3.4f, {7, 7, 7}},
+      {1e5f, {}},        {1e30f, {}},       {inf, {}},          {nan, {}}};
+  const Plane gray = picture(width, height, 1), rgba = picture(width, height, 4);
+  for (const auto& [sigma, radii] : cases) {
+    SCOPED_TRACE(sigma);
+    Plane out(gray.size()), out4(rgba.size());
+    EXPECT_EQ(gaussian_blur_fast(gray.data(), out.data(), width, height, sigma), 0);
+    EXPECT_EQ(out, blurred(gray, radii));
+    EXPECT_EQ(gaussian_blur_c4(rgba.data(), out4.data(), width, height, sigma), 0);
+    for (int channel = 0; channel < 4; ++channel) {
+      Plane want, got;
+      for (size_t i = channel; i < rgba.size(); i += 4) {
+        want.push_back(rgba[i]);
+        got.push_back(out4[i]);
+      }
+      EXPECT_EQ(got, channel < 3 ? blurred(want, radii) : want) << channel;
+    }
+  }
+}
+
+TEST(FixedGaussian, EveryShapeFollowsTheWeights) {
+  expect_every_shape(gaussian_blur_5x5, gaussian5);
+  for (const Shape& shape : all_shapes()) {
+    SCOPED_TRACE(shape);
+    GuardedBuffer<> src(shape.width, shape.height, shape.padding, shape.guard);
+    GuardedBuffer<> dst(shape.width, shape.height, shape.padding * 2, shape.guard);
+    src.fill(noise(src.packed().size()));
+    gaussian_blur_3x3(src.data(), dst.data(), shape.width, shape.height, src.stride(),
+                      dst.stride());
+    ASSERT_EQ(dst.packed(), gaussian3(src.packed(), shape.width, shape.height));
+  }
+}
+
+TEST(FixedGaussian, ByHand) {
+  const uint8_t edge[8] = {0, 0, 255, 255, 0, 0, 255, 255};
+  uint8_t out[32];
+  gaussian_blur_3x3(edge, out, 4, 2, 4, 4);
+  EXPECT_EQ(Plane(out, out + 4), (Plane{0, 63, 191, 255}));
+  const uint8_t last[32] = {0, 0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 0, 0, 0, 0, 255,
+                            0, 0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 0, 0, 0, 0, 255};
+  gaussian_blur_5x5(last, out, 8, 4);
+  EXPECT_EQ(Plane(out, out + 8), (Plane{0, 0, 0, 0, 0, 15, 79, 0}));
+}
+
+TEST(Gaussian, EveryShapeFollowsTheFormula) {
+  CapturedLog log;
+  struct Case {
+    int size;
+    float sigma, used_sigma;
+  };
+  const Case cases[] = {{0, 0.0f, 0.8f}, {5, -1.0f, 1.1f}, {9, 2.5f, 2.5f}, {-7, 0.6f, 0.6f}};
+  for (const Case& c : cases) {
+    const int size = std::max(c.size, 3);
+    SCOPED_TRACE(size);
+    expect_every_shape(
+        [&](const uint8_t* src, uint8_t* dst, int width, int height) {
+          gaussian_blur(src, dst, width, height, c.size, c.sigma);
+        },
+        [&](const Plane& src, int width, int height) {
+          const bool fits = size <= width && size <= height;
+          EXPECT_EQ(log.take(), fits ? Messages() : Messages(2, "image size too small!\n"));
+          return fits ? gaussian(src, width, height, size, c.used_sigma) : Plane(src.size());
+        });
+  }
+  const Plane src = picture(97, 60, 1);
+  Plane dst(src.size());
+  gaussian_blur(src.data(), dst.data(), 97, 60, 59, 11.0f);
+  EXPECT_EQ(dst, gaussian(src, 97, 60, 59, 11.0f));
+}
+
+TEST(Gaussian, RefusesOnceForEachPass) {
+  CapturedLog log;
+  const Plane src = noise(100);
+  Plane dst(100, 17);
+  for (const int size : {4, 12, INT_MAX - 1}) {
+    gaussian_blur(src.data(), dst.data(), 10, 10, size, 1.0f);
+    EXPECT_EQ(log.take(), Messages(2, "kernel size must be odd!\n"));
+  }
+  for (const int size : {11, INT_MAX}) {
+    gaussian_blur(src.data(), dst.data(), 10, 10, size, 1.0f);
+    EXPECT_EQ(log.take(), Messages(2, "image size too small!\n"));
+  }
+  EXPECT_EQ(dst, Plane(100, 17));
+  gaussian_blur(src.data(), dst.data(), 10, 10, 5, std::nanf(""));
+  EXPECT_EQ(dst, Plane(100, 0));
+  EXPECT_EQ(log.take(), Messages());
+}
+
+TEST(Blur, EmptySizesWriteNothing) {
+  CapturedLog log;
+  uint8_t src[4] = {1, 2, 3, 4}, dst[4] = {17, 17, 17, 17};
+  for (const auto& [width, height] : {std::pair{0, 1}, {1, 0}, {-1, 1}, {1, -1}}) {
+    gaussian_blur(src, dst, width, height, 3, 1.0f);
+    EXPECT_EQ(gaussian_blur_fast(src, dst, width, height, 1.0f), 0);
+    EXPECT_EQ(gaussian_blur_c4(src, dst, width, height, 1.0f), 0);
+    filter_box(src, dst, width, height, 0);
+    gaussian_blur_3x3(src, dst, width, height, 1, 1);
+    gaussian_blur_5x5(src, dst, width, height);
+  }
+  EXPECT_EQ(Plane(dst, dst + 4), Plane(4, 17));
+  EXPECT_EQ(log.take(), Messages());
+}
+
+TEST(Blur, Golden) {
+  const int w = 150, h = 101;
+  const Plane gray = picture(w, h, 1), rgba = picture(w, h, 4);
+  Plane out(gray.size()), out4(rgba.size());
+  gaussian_blur(gray.data(), out.data(), w, h, 9, 0.0f);
+  expect_golden("gaussian_blur", out);
+  gaussian_blur_fast(gray.data(), out.data(), w, h, 4.0f);
+  expect_golden("gaussian_blur_fast", out);
+  gaussian_blur_c4(rgba.data(), out4.data(), w, h, 4.0f);
+  expect_golden("gaussian_blur_c4", out4);
+  filter_box(gray.data(), out.data(), w, h, 7);
+  expect_golden("filter_box", out);
+  gaussian_blur_3x3(gray.data(), out.data(), w, h, w, w);
+  expect_golden("gaussian_blur_3x3", out);
+  gaussian_blur_5x5(gray.data(), out.data(), w, h);
+  expect_golden("gaussian_blur_5x5", out);
+}
+
+}  // namespace
