@@ -418,6 +418,97 @@ void bilateral_filter(const ImageData& src, ImageData& dst, float sigma_spatial,
 // ---------------------------------------------------------------------------------------------
 // Edges, histograms, sums and the pyramid
 
+/// Marks the pixels whose Sobel gradient is strong: 255 where |dx| + |dy| > threshold, else 0.
+/// One channel, packed, `dst` of the same size; derivatives and border as in sobel_grad().
+///
+/// In place: `dst` may overlap `src`.
+void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height, int threshold);
+
+/// Both Sobel derivatives of one packed channel, as packed planes of the same size. With the
+/// border replicated:
+///
+///     dx = (right-above + 2 right + right-below) - (left-above + 2 left + left-below)
+///     dy = (above-left + 2 above + above-right) - (below-left + 2 below + below-right)
+///
+/// so dy is positive where the image is brighter above. Both are in -1020 .. 1020. The planes must
+/// overlap neither the source nor each other.
+void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int height);
+
+/// Canny edges: gray by rgb2gray() or rgba2gray(), gaussian_blur_5x5(), sobel_grad(), suppression,
+/// two thresholds, linking.
+///
+/// - The magnitude is |dx| + |dy|, 0 .. 2040. The direction is trunc(atan2(dy, dx) * 57.29578)
+///   degrees, rounded to 0, 45, 90 or 135; within 22 degrees of +-180 it counts as 135.
+/// - A pixel stays if its magnitude is more than the left, upper-left, upper or upper-right
+///   neighbour's (for 0, 45, 90, 135) and not less than the opposite one's. The others, and the
+///   image's frame, have magnitude 0 from here on.
+/// - From threshold2 on a pixel is strong, 255; from threshold1 on it is weak. A weak pixel inside
+///   the frame becomes 255 if a neighbour (of eight) is 255 when its turn comes, row by row from
+///   the left, else 0: edges are followed right and down, in one pass.
+///
+/// \param src         1 channel, packed, or 3 or 4 with their stride; of 4, color_order tells where
+///                    blue is.
+/// \param dst         One channel of the same size; packed, its stride is not read. Written: 255
+/// for
+///                    edges, else 0. (A threshold1 of 0 or below leaves the frame weak, 100, and a
+///                    threshold2 of 0 or below makes all 255.)
+/// \param threshold1  Low threshold.
+/// \param threshold2  High threshold; if it is not larger, prints
+///                    "threshold2 must be large than threshold1!\n".
+void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2);
+
+/// Counts the samples of a rectangle of an interleaved image, channel by channel.
+///
+/// A value v of channel c is counted in hists[c][v / bins[c]] (integer division; with 0 bins, in
+/// hists[c][0]): bins are values over the number of bins, not values scaled to them, and agree with
+/// that for 16 bins only. The first bins[c] counters are cleared first, and no others.
+///
+/// \param stride    Bytes between rows.
+/// \param channels  Samples per pixel.
+/// \param width     Columns of the rectangle; it must lie inside the image.
+/// \param height    Rows of the rectangle.
+/// \param x         Its left column.
+/// \param y         Its top row.
+/// \param hists     For each channel at least max(bins, 255 / bins + 1) counters.
+/// \param bins      For each channel the number of bins.
+void cal_hist(const unsigned char* src, int stride, int channels, int width, int height, int x,
+              int y, int** hists, int* bins);
+
+/// The inner edge of a mask, one pixel wide: 255 for each foreground pixel that has background
+/// above, below, left or right of it or that lies on the image's frame, else 0.
+///
+/// \param src         One byte per pixel: 0 or 255. Other values are neither foreground nor
+///                    background.
+/// \param dst         One byte per pixel; dst_stride * height bytes are written, those between and
+///                    after the rows with 0. It must not overlap `src`.
+/// \param src_stride  Bytes between source rows.
+/// \param dst_stride  Bytes between destination rows.
+/// \param mode        1: the foreground is 0 and the background 255; anything else: the reverse.
+void get_mask_edge(const unsigned char* src, unsigned char* dst, int width, int height,
+                   int src_stride, int dst_stride, int mode);
+
+/// Summed-area table of one channel.
+///
+/// \param src     `height` rows of `width` bytes.
+/// \param sum     (width + 1) * (height + 1) sums, packed: entry (x, y) is the sum of all source
+///                bytes in columns before x and rows before y, modulo 2^32. The zeros of the first
+///                row and column are written for a width or height of 0 too.
+/// \param stride  Bytes between source rows.
+void integral_int(const unsigned char* src, int* sum, int width, int height, int stride);
+
+/// Gaussian pyramid of an image of 1, 3 or 4 channels (of others, nothing is written).
+///
+/// levels[0] receives the image itself, and each next level the one before it at half its width and
+/// height, rounded up: the 1 4 6 4 1 kernel both ways with the border replicated, at even columns
+/// and rows, (sum + 128) >> 8.
+///
+/// \param src     The image; its stride is honoured.
+/// \param levels  As many levels as there are records. Their buffers must be large enough; width,
+///                height, channels and stride (packed) are set here. After a level of 1 x 1, width
+///                and height are set to 0. levels[0].data may be src.data: it then keeps the
+///                image's stride. No other buffers may overlap.
+void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels);
+
 // ---------------------------------------------------------------------------------------------
 // Geometry: resizing
 //

@@ -1,0 +1,161 @@
+// Canny edges: gray, smoothed, differentiated, thinned, and linked in one pass.
+#include <cstring>
+
+#include "core/scratch.h"
+#include "edge/gradient_direction.h"
+#include "edge/sobel.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+constexpr uint8_t kStrong = 255, kWeak = 100, kNone = 0;
+
+// Compared with magnitudes of 0 .. 2040, so thresholds beyond that act as the nearest of these.
+struct Thresholds {
+  Thresholds(int low_threshold, int high_threshold)
+      : low(static_cast<int16_t>(std::clamp(low_threshold, 0, 2041))),
+        high(static_cast<int16_t>(std::clamp(high_threshold, 0, 2041))) {}
+  int16_t low, high;
+  // What a suppressed pixel becomes: not nothing, if a threshold is 0 or below.
+  uint8_t suppressed() const { return high == 0 ? kStrong : (low == 0 ? kWeak : kNone); }
+};
+
+// Magnitudes of the row itself, the one above and the one below it.
+struct MagnitudeRows {
+  const int16_t *above, *row, *below;
+};
+
+void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
+  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+    hn::StoreU(magnitude(sobel(d16, rows, left, x, right)), d16, magnitudes + x);
+  });
+}
+
+// More than this is at least `value`.
+constexpr int16_t at_least(int16_t value) {
+  return static_cast<int16_t>(value - 1);
+}
+
+// The pixels from column x on, none of them on the frame: those whose magnitude is more than that
+// of the first neighbour along the gradient and no less than the second's, by the thresholds.
+template <class D16>
+HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
+                     Thresholds thresholds, uint8_t* dst) {
+  const hn::Rebind<uint8_t, D16> d8;
+  const auto load = [=](const int16_t* from) HWY_ATTR { return hn::LoadU(d16, from + x); };
+  const auto here = load(magnitudes.row);
+  const auto may_count = hn::Gt(here, hn::Set(d16, at_least(std::max<int16_t>(thresholds.low, 1))));
+  const auto suppressed = hn::Set(d8, thresholds.suppressed());
+  if (hn::AllFalse(d16, may_count)) {
+    hn::StoreU(suppressed, d8, dst + x);
+    return;
+  }
+  const auto gradient = sobel(d16, smooth, x - 1, x, x + 1);
+  const auto direction = direction_of(d16, gradient.dx, gradient.dy);
+  const auto choose = [=](auto along_0, auto along_45, auto along_90, auto along_135) HWY_ATTR {
+    const auto rest = hn::IfThenElse(direction.class_90, along_90, along_135);
+    return hn::IfThenElse(direction.class_0, along_0,
+                          hn::IfThenElse(direction.class_45, along_45, rest));
+  };
+  const auto first = choose(load(magnitudes.row - 1), load(magnitudes.above - 1),
+                            load(magnitudes.above), load(magnitudes.above + 1));
+  const auto second = choose(load(magnitudes.row + 1), load(magnitudes.below + 1),
+                             load(magnitudes.below), load(magnitudes.below - 1));
+  const auto kept = hn::And(may_count, hn::AndNot(hn::Gt(second, here), hn::Gt(here, first)));
+  const auto strong = hn::And(kept, hn::Gt(here, hn::Set(d16, at_least(thresholds.high))));
+  const auto kept_bytes = bytes_from_mask(d16, kept);
+  hn::StoreU(hn::Or(hn::Or(bytes_from_mask(d16, strong), hn::And(kept_bytes, hn::Set(d8, kWeak))),
+                    hn::AndNot(kept_bytes, suppressed)),
+             d8, dst + x);
+}
+
+void thin_row(ThreeRows smooth, MagnitudeRows magnitudes, Thresholds thresholds, uint8_t* dst,
+              int width) {
+  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+    if (left < x && x < right) {
+      thin(d16, smooth, magnitudes, x, thresholds, dst);
+    } else {
+      dst[x] = thresholds.suppressed();
+    }
+  });
+}
+
+bool has_strong_neighbour(const uint8_t* pixel, int width) {
+  const uint8_t *above = pixel - width, *below = pixel + width;
+  return above[-1] == kStrong || above[0] == kStrong || above[1] == kStrong ||
+         pixel[-1] == kStrong || pixel[1] == kStrong || below[-1] == kStrong ||
+         below[0] == kStrong || below[1] == kStrong;
+}
+
+// One visit from left to right, in place: what is promoted here promotes its right neighbour, but
+// never its left one.
+void link_row(uint8_t* row, int width) {
+  uint8_t* const end = row + width - 1;
+  for (uint8_t* pixel = row + 1; pixel < end; ++pixel) {
+    pixel = static_cast<uint8_t*>(std::memchr(pixel, kWeak, static_cast<size_t>(end - pixel)));
+    if (pixel == nullptr) return;
+    *pixel = has_strong_neighbour(pixel, width) ? kStrong : kNone;
+  }
+}
+
+// Thins each row and links the row above it, whose neighbours are all thinned by then.
+void thin_and_link(const uint8_t* smooth, uint8_t* dst, int width, int height,
+                   Thresholds thresholds) {
+  Scratch<int16_t> magnitudes(3, static_cast<size_t>(width));
+  const auto magnitudes_of = [&](int y) { return row_at(magnitudes.get(), y % 3, width); };
+  const auto compute = [&](int y) {
+    magnitude_row(rows_around(smooth, y, width, height), magnitudes_of(y), width);
+  };
+  std::memset(dst, thresholds.suppressed(), static_cast<size_t>(width));
+  compute(0);
+  compute(1);
+  for (int y = 1; y < height - 1; ++y) {
+    compute(y + 1);
+    thin_row(rows_around(smooth, y, width, height),
+             {magnitudes_of(y - 1), magnitudes_of(y), magnitudes_of(y + 1)}, thresholds,
+             row_at(dst, y, width), width);
+    if (y > 1) link_row(row_at(dst, y - 1, width), width);
+  }
+  std::memset(row_at(dst, height - 1, width), thresholds.suppressed(), static_cast<size_t>(width));
+  link_row(row_at(dst, height - 2, width), width);
+}
+
+// The image's gray plane, packed: its own, or converted into `scratch`.
+const uint8_t* gray_plane(const ImageData& src, uint8_t* scratch) {
+  if (src.channels == 3) {
+    rgb2gray(src.data, scratch, src.width, src.height, src.stride, src.width);
+  } else if (src.channels == 4) {
+    rgba2gray(src.data, scratch, src.width, src.height, src.stride, src.width, src.color_order);
+  } else {
+    return src.data;
+  }
+  return scratch;
+}
+
+}  // namespace
+
+void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2) {
+  if (threshold2 <= threshold1) {
+    log_print("threshold2 must be large than threshold1!\n");
+    return;
+  }
+  if (src.width < 1 || src.height < 1) return;
+  const int width = src.width, height = src.height;
+  const Thresholds thresholds(threshold1, threshold2);
+  const size_t pixels = static_cast<size_t>(width) * height;
+  if (width < 3 || height < 3) {  // nothing but frame
+    std::memset(dst.data, thresholds.suppressed(), pixels);
+    return;
+  }
+  Scratch<uint8_t> smooth(pixels);
+  {
+    Scratch<uint8_t> gray(src.channels == 3 || src.channels == 4 ? pixels : 0);
+    gaussian_blur_5x5(gray_plane(src, gray.get()), smooth.get(), width, height);
+  }
+  thin_and_link(smooth.get(), dst.data, width, height, thresholds);
+}
+
+}  // namespace KelvraCV

@@ -1,0 +1,75 @@
+// The Sobel gradient of one or many neighbouring pixels, shared by the edge detectors.
+#ifndef KELVRA_CV_EDGE_SOBEL_H_
+#define KELVRA_CV_EDGE_SOBEL_H_
+
+#include <algorithm>
+
+#include "core/rows.h"
+#include "core/simd.h"
+
+namespace KelvraCV::detail {
+
+template <class V>
+struct Gradient {
+  V dx, dy;
+};
+
+// A pixel's row and those above and below it; at the image's edge, the row itself.
+struct ThreeRows {
+  const uint8_t *above, *row, *below;
+};
+inline ThreeRows rows_around(const uint8_t* image, int y, int width, int height) {
+  return {row_at(image, std::max(y - 1, 0), width), row_at(image, y, width),
+          row_at(image, std::min(y + 1, height - 1), width)};
+}
+
+// The kernels are [-1 0 1] across, smoothed [1 2 1] along, and dy is the row above minus the row
+// below: an image that is brighter above has a positive dy. The pixels start at column x; `left`
+// and `right` are the columns of the first one's neighbours.
+template <class D16>
+HWY_INLINE Gradient<hn::Vec<D16>> sobel(D16 d16, ThreeRows rows, int left, int x, int right) {
+  const hn::Rebind<uint8_t, D16> d8;
+  const auto load = [&](const uint8_t* from) { return hn::PromoteTo(d16, hn::LoadU(d8, from)); };
+  const auto twice = [](auto v) { return v + v; };
+  const auto above_left = load(rows.above + left), above_right = load(rows.above + right);
+  const auto below_left = load(rows.below + left), below_right = load(rows.below + right);
+  const auto falling = above_left - below_right, rising = above_right - below_left;
+  const auto across = load(rows.row + right) - load(rows.row + left);
+  const auto down = load(rows.above + x) - load(rows.below + x);
+  return {rising - falling + twice(across), rising + falling + twice(down)};
+}
+
+template <class V>
+HWY_INLINE V magnitude(Gradient<V> gradient) {
+  return hn::Abs(gradient.dx) + hn::Abs(gradient.dy);
+}
+
+// Calls `visit(d16, left, x, right)` for every column of a row: one pixel at each end, whose
+// missing neighbour is the pixel itself, and vectors between them, the last of which may cover
+// some columns for the second time.
+template <class Visit>
+HWY_INLINE void for_each_column(int width, Visit&& visit) {
+  const Full<int16_t> full;
+  const hn::CappedTag<int16_t, 1> one;
+  const int lanes = static_cast<int>(hn::Lanes(full)), last = width - 1;
+  visit(one, 0, 0, std::min(1, last));
+  int x = 1;
+  if (last >= 1 + lanes) {
+    for (; x + lanes <= last; x += lanes) visit(full, x - 1, x, x + 1);
+    if (x < last) visit(full, last - lanes - 1, last - lanes, last - lanes + 1);
+    x = last;
+  }
+  for (; x < last; ++x) visit(one, x - 1, x, x + 1);
+  if (last > 0) visit(one, last - 1, last, last);
+}
+
+// Lanes of 0 or 255 from a mask of 16-bit lanes.
+template <class D16, class Mask>
+HWY_INLINE auto bytes_from_mask(D16 d16, Mask mask) {
+  const hn::Rebind<int8_t, D16> d8;
+  return hn::BitCast(hn::Rebind<uint8_t, D16>(), hn::DemoteTo(d8, hn::VecFromMask(d16, mask)));
+}
+
+}  // namespace KelvraCV::detail
+
+#endif  // KELVRA_CV_EDGE_SOBEL_H_

@@ -1,0 +1,139 @@
+#include <cmath>
+
+#include "edge/edge_support.h"
+#include "edge/gradient_direction.h"
+
+using namespace KelvraCV;
+using namespace test;
+
+namespace {
+
+// The rule as it is defined, in degrees.
+int class_of(int dx, int dy) {
+  const int a = static_cast<int16_t>(std::atan2(dy, dx) * 57.29578);
+  if (a >= -22 && a <= 22) return 0;
+  if ((a >= 23 && a <= 67) || (a >= -157 && a <= -113)) return 45;
+  if ((a >= 68 && a <= 112) || (a >= -112 && a <= -68)) return 90;
+  return 135;
+}
+
+// Every step on a plane of its own.
+std::vector<uint8_t> expected_edges(const uint8_t* gray, int width, int height, int low, int high) {
+  const size_t pixels = static_cast<size_t>(width) * height;
+  std::vector<uint8_t> smooth(pixels), edges(pixels);
+  std::vector<int16_t> dx(pixels), dy(pixels);
+  gaussian_blur_5x5(gray, smooth.data(), width, height);
+  sobel_grad(smooth.data(), dx.data(), dy.data(), width, height);
+  const auto magnitude = [&](size_t i) { return std::abs(dx[i]) + std::abs(dy[i]); };
+  for (size_t i = 0; i < pixels; ++i) {
+    const int x = static_cast<int>(i % width), y = static_cast<int>(i / width), m = magnitude(i);
+    int thinned = 0;
+    if (x > 0 && y > 0 && x < width - 1 && y < height - 1) {
+      const int k = class_of(dx[i], dy[i]);
+      const int first = k == 0 ? -1 : (k == 45 ? -width - 1 : (k == 90 ? -width : -width + 1));
+      if (magnitude(i + first) < m && magnitude(i - first) <= m) thinned = m;
+    }
+    edges[i] = thinned >= high ? 255 : (thinned >= low ? 100 : 0);
+  }
+  for (int y = 1; y < height - 1; ++y) {
+    for (int x = 1; x < width - 1; ++x) {
+      uint8_t* pixel = &edges[static_cast<size_t>(y) * width + x];
+      if (*pixel != 100) continue;
+      *pixel = 0;
+      for (int k = 0; k < 9; ++k) {
+        if (pixel[(k / 3 - 1) * width + k % 3 - 1] == 255) *pixel = 255;
+      }
+    }
+  }
+  return edges;
+}
+
+}  // namespace
+
+// All gradients that bytes can have.
+TEST(Canny, DirectionEqualsTheAnglesClass) {
+  using namespace detail;
+  const Full<int16_t> d16;
+  const int lanes = static_cast<int>(hn::Lanes(d16));
+  int16_t is_0[16], is_45[16], is_90[16];
+  for (int dy = -1020; dy <= 1020; ++dy) {
+    for (int from = -1024; from < 1024; from += lanes) {
+      const auto dx = hn::Iota(d16, static_cast<int16_t>(from));
+      const auto masks = direction_of(d16, dx, hn::Set(d16, static_cast<int16_t>(dy)));
+      hn::StoreU(hn::VecFromMask(d16, masks.class_0), d16, is_0);
+      hn::StoreU(hn::VecFromMask(d16, masks.class_45), d16, is_45);
+      hn::StoreU(hn::VecFromMask(d16, masks.class_90), d16, is_90);
+      for (int i = 0; i < lanes; ++i) {
+        const int found = is_0[i] != 0 ? 0 : (is_45[i] != 0 ? 45 : (is_90[i] != 0 ? 90 : 135));
+        if (std::abs(from + i) > 1020) continue;
+        ASSERT_EQ(found, class_of(from + i, dy)) << from + i << ", " << dy;
+        ASSERT_LE((is_0[i] != 0) + (is_45[i] != 0) + (is_90[i] != 0), 1);
+      }
+    }
+  }
+}
+
+TEST(Canny, EveryShapeFollowsTheSteps) {
+  constexpr int kThresholds[][2] = {{60, 200}, {1, 2}, {0, 90}, {-9, 0}, {150, 70000}};
+  for (const Shape& shape : all_shapes()) {
+    const int width = shape.width, height = shape.height;
+    if (shape.padding != 0 || width < 4 || height < 4) continue;
+    SCOPED_TRACE(shape);
+    GuardedBuffer<> src(width, height, 0, shape.guard), dst(width, height, 0, shape.guard);
+    src.fill(noise(src.packed().size()));
+    ImageData out = image_of(dst, 1);
+    out.stride = 12345;  // not consulted
+    for (const auto& [low, high] : kThresholds) {
+      canny(image_of(src, 1), out, low, high);
+      ASSERT_EQ(dst.packed(), expected_edges(src.data(), width, height, low, high))
+          << low << ", " << high;
+    }
+  }
+}
+
+TEST(Canny, SmallImagesAreAllFrame) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {2, 40}, {40, 2}, {3, 3}}) {
+    GuardedBuffer<> src(width, height), dst(width, height);
+    src.fill(noise(src.packed().size()));
+    dst.fill(std::vector<uint8_t>(src.packed().size(), 7));
+    ImageData out = image_of(dst, 1);
+    canny(image_of(src, 1), out, 5000, 6000);
+    EXPECT_EQ(dst.packed(), std::vector<uint8_t>(src.packed().size(), 0));
+  }
+}
+
+TEST(Canny, ColourFollowsItsGray) {
+  const int width = 61, height = 33;
+  for (const auto& [channels, order] : {std::pair{3, 0}, {4, 0}, {4, 1}}) {
+    GuardedBuffer<> src(width * channels, height, 5);
+    src.fill(picture(width, height, channels));
+    std::vector<uint8_t> gray(static_cast<size_t>(width) * height), edges(gray.size());
+    ImageData in = image_of(src, channels), out = image_of(edges, width, height, 1);
+    in.color_order = order;
+    if (channels == 3) {
+      rgb2gray(src.data(), gray.data(), width, height, src.stride(), width);
+    } else {
+      rgba2gray(src.data(), gray.data(), width, height, src.stride(), width, order);
+    }
+    canny(in, out, 20, 80);
+    EXPECT_EQ(edges, expected_edges(gray.data(), width, height, 20, 80));
+    EXPECT_NE(std::count(edges.begin(), edges.end(), 255), 0);
+  }
+}
+
+TEST(Canny, RejectsThresholdsOutOfOrder) {
+  std::vector<uint8_t> pixels(100, 1), edges(100, 7);
+  ImageData out = image_of(edges, 10, 10, 1);
+  CapturedLog log;
+  canny(image_of(pixels, 10, 10, 1), out, 50, 50);
+  EXPECT_EQ(log.take(), Messages{"threshold2 must be large than threshold1!\n"});
+  EXPECT_EQ(edges, std::vector<uint8_t>(100, 7));
+}
+
+TEST(Canny, Golden) {
+  auto rgba = picture(150, 101, 4);
+  std::vector<uint8_t> edges(150 * 101);
+  ImageData out = image_of(edges, 150, 101, 1);
+  canny(image_of(rgba, 150, 101, 4), out, 40, 120);
+  expect_golden("canny", edges);
+}
