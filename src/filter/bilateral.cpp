@@ -56,6 +56,20 @@ struct State {
   float weight;
 };
 
+// The same in memory.
+template <int kChannels>
+struct StoredState {
+  float values[kChannels == 4 ? 5 : 4];
+
+  HWY_INLINE void set(const State& state) {
+    hn::StoreU(state.values, Lanes4(), values);
+    if constexpr (kChannels == 4) values[4] = state.weight;
+  }
+  HWY_INLINE State get() const {
+    return {hn::LoadU(Lanes4(), values), kChannels == 4 ? values[kChannels == 4 ? 4 : 0] : 0.0f};
+  }
+};
+
 template <int kChannels>
 HWY_INLINE V4 load_pixel(const uint8_t* pixel) {  // four bytes are read
   const Lanes4 d;
@@ -104,15 +118,15 @@ HWY_INLINE void store_mean(const State& forward, const State& backward, uint8_t*
 // rows along x, or columns along y. pixel(i, k) is pixel i of line k, of which four bytes can be
 // read; feedback(i, k) belongs to pixels i - 1 and i; out(i, k) is where the result goes.
 template <int kChannels, int kLines, class Pixel, class Feedbacks, class Out>
-HWY_INLINE void filter_lines(int length, float sample_weight, State* forward, Pixel pixel,
-                             Feedbacks feedback, Out out) {
+HWY_INLINE void filter_lines(int length, float sample_weight, StoredState<kChannels>* forward,
+                             Pixel pixel, Feedbacks feedback, Out out) {
   State state[kLines];
   for (int i = 0; i < length; ++i) {
     for (int k = 0; k < kLines; ++k) {
       const V4 value = load_pixel<kChannels>(pixel(i, k));
       state[k] = i == 0 ? start<kChannels>(value)
                         : step<kChannels>(state[k], value, feedback(i, k), sample_weight);
-      forward[i * kLines + k] = state[k];
+      forward[i * kLines + k].set(state[k]);
     }
   }
   for (int i = length - 1; i >= 0; --i) {
@@ -121,7 +135,7 @@ HWY_INLINE void filter_lines(int length, float sample_weight, State* forward, Pi
       state[k] = i == length - 1
                      ? start<kChannels>(value)
                      : step<kChannels>(state[k], value, feedback(i + 1, k), sample_weight);
-      store_mean<kChannels>(forward[i * kLines + k], state[k], out(i, k));
+      store_mean<kChannels>(forward[i * kLines + k].get(), state[k], out(i, k));
     }
   }
 }
@@ -131,7 +145,7 @@ constexpr int kTogether = 4;  // lines
 // kCount rows from row y on, of packed images.
 template <int kChannels, int kCount>
 void filter_rows(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int width,
-                 uint8_t* copies, float* feedbacks, State* forward) {
+                 uint8_t* copies, float* feedbacks, StoredState<kChannels>* forward) {
   const size_t row_bytes = static_cast<size_t>(width) * kChannels, copy_bytes = row_bytes + 4;
   for (int k = 0; k < kCount; ++k) {
     uint8_t* const copy = copies + k * copy_bytes;
@@ -149,7 +163,8 @@ void filter_rows(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int
 // kCount columns, in place in dst; distances are those of the unfiltered source.
 template <int kChannels, int kCount>
 void filter_columns(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int height,
-                    size_t row_bytes, uint8_t* copies, float* feedbacks, State* forward) {
+                    size_t row_bytes, uint8_t* copies, float* feedbacks,
+                    StoredState<kChannels>* forward) {
   constexpr size_t kCopyBytes = kCount * kChannels + 4;
   for (int y = 0; y < height; ++y) {
     std::memcpy(copies + y * kCopyBytes, dst + y * row_bytes, kCount * kChannels);
@@ -171,7 +186,7 @@ void filter_image(const Feedback& feedback, const uint8_t* src, uint8_t* dst, in
   const size_t longest = std::max(width, height);
   Scratch<uint8_t> copies(longest, size_t{kTogether} * kChannels + 4 * kTogether);
   Scratch<float> feedbacks(longest, kTogether);
-  Scratch<State> forward(longest, kTogether);
+  Scratch<StoredState<kChannels>> forward(longest, kTogether);
   std::memset(copies.get(), 0, longest * (size_t{kTogether} * kChannels + 4 * kTogether));
 
   int y = 0;
