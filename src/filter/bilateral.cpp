@@ -52,8 +52,8 @@ using V4 = hn::Vec<Lanes4>;
 // A pixel's filtered channels and the sum of the weights that went into them: in the fourth lane,
 // where a constant 1 is filtered like a channel, or beside four channels.
 struct State {
-  V4 values;
-  float weight;
+  V4 values = hn::Zero(Lanes4());
+  float weight = 0;
 };
 
 // The same in memory.
@@ -120,7 +120,7 @@ HWY_INLINE void store_mean(const State& forward, const State& backward, uint8_t*
 template <int kChannels, int kLines, class Pixel, class Feedbacks, class Out>
 HWY_INLINE void filter_lines(int length, float sample_weight, StoredState<kChannels>* forward,
                              Pixel pixel, Feedbacks feedback, Out out) {
-  State state[kLines];
+  State state[kLines] = {};
   for (int i = 0; i < length; ++i) {
     for (int k = 0; k < kLines; ++k) {
       const V4 value = load_pixel<kChannels>(pixel(i, k));
