@@ -83,6 +83,7 @@ inline bool replace_contents(File file, std::initializer_list<Bytes> pieces, siz
   [[maybe_unused]] const int status = ftruncate(fileno(file.get()), 0);
   bool ok = true;
   for (const Bytes& piece : pieces) {
+    if (piece.size == 0) continue;  // it may be nowhere
     ok = ok && std::fwrite(piece.data, 1, piece.size, file.get()) == piece.size;
   }
   for (; zeros > 0 && ok; --zeros) ok = std::fputc(0, file.get()) != EOF;
