@@ -84,10 +84,11 @@ void clip_histogram(uint64_t* hist, int bin_count, uint64_t limit) {
 void map_values(const uint64_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
   uint64_t cumulated = 0;
-  for (int value = 0; value < 256; ++value) {
-    if (value % values_per_bin == 0) cumulated += hist[value / values_per_bin];
+  for (int value = 0; value < 256; value += values_per_bin, ++hist) {
+    cumulated += *hist;
     const float level = static_cast<float>(cumulated) * 255.0f * reciprocal;
-    mapping[value] = static_cast<uint8_t>(std::min(level, 255.0f));
+    std::memset(mapping + value, static_cast<int>(std::min(level, 255.0f)),
+                static_cast<size_t>(std::min(values_per_bin, 256 - value)));
   }
 }
 
@@ -114,7 +115,10 @@ void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* m
     }
     const uint32_t* total = counts.total();
     std::fill_n(hist.get(), bins, uint64_t{0});
-    for (int value = 0; value < 256; ++value) hist[value / values_per_bin] += total[value];
+    for (int value = 0, bin = 0; value < 256; ++bin) {
+      const int next = std::min(value + values_per_bin, 256);
+      for (; value < next; ++value) hist[bin] += total[value];
+    }
     clip_histogram(hist.get(), bins, limit);
     map_values(hist.get(), pixels, values_per_bin, mappings + static_cast<size_t>(region) * 256);
   }
