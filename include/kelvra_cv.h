@@ -370,6 +370,51 @@ void erode_mask(const unsigned char* src, unsigned char* dst, int width, int hei
 // ---------------------------------------------------------------------------------------------
 // Filters: guided and bilateral
 
+/// Guided filter: smooths `src` where the guide is smooth and keeps the guide's edges.
+/// K. He, J. Sun, X. Tang, "Guided image filtering", 2013.
+///
+/// In [0, 1], with means over windows of 2 radius + 1 pixels a side (replicated borders, divided by
+/// the whole window): a = cov(I, p) / (var(I) + eps), b = mean(p) - a mean(I), and the result is
+/// mean(a) p + mean(b): applied to the input p, not to the guide I, on purpose. Truncated to bytes.
+/// A window that does not fit leaves every mean as it is.
+///
+/// \param src     1 to 4 channels, with its stride; channels 0 to 2 are filtered, a fourth is
+///                carried.
+/// \param guide   src's size. Channel i guides channel i; if there is no such channel, the last one
+///                does.
+/// \param dst     src's size and channels, with its stride. It may be src.
+/// \param radius  In pixels at full size.
+/// \param scale   1 computes the statistics at full size; else they are computed on an image of
+///                trunc(size * scale + 0.5), with such a radius, and a and b enlarged again.
+///                Scales that leave no pixel, or that enlarge more than 16-fold, write nothing.
+/// \param eps     Added to the variance, in units of the squared [0, 1] range.
+///
+/// Prints "input and output mismatch!" (no newline) if sizes or the channels of src and dst differ.
+void guided_filter_general(const ImageData& src, const ImageData& guide, ImageData& dst, int radius,
+                           float scale, float eps);
+
+/// guided_filter_general() with every channel as its own guide: a = var(p) / (var(p) + eps).
+void guided_filter_self(const ImageData& src, ImageData& dst, int radius, float scale, float eps);
+
+/// Recursive bilateral filter: smooths up to edges, along rows and then along columns, at a cost
+/// that does not depend on the sigmas. Q. Yang, "Recursive bilateral filtering", 2012.
+///
+/// Along a line, forwards and backwards, f[x] = (1 - alpha) s[x] + w f[x - 1], w being
+/// alpha exp(-d / (255 sigma_range)) for the distance d of the neighbours s[x] and s[x - 1], with
+/// alpha = exp(-sqrt(2) / (255 sigma_spatial)); the result is the sum of both over the sum of their
+/// weights, truncated. The distance of colours is ((|dR| + |dB|) >> 2) + (|dG| >> 1); a fourth
+/// channel is filtered with the same weights. Columns take their distances from the unfiltered
+/// source.
+///
+/// \param src            1, 3 or 4 channels (others write nothing). **Packed**: strides are
+/// ignored. \param dst            src's size and channels, packed. It must not overlap src. \param
+/// sigma_spatial  The reach in units of 255 pixels, whatever the image's size. \param sigma_range
+/// In units of the [0, 1] range. Sigmas that are not positive give no
+///                       sensible result.
+///
+/// Prints "input and output data mismatch!" (no newline) if sizes or channels differ.
+void bilateral_filter(const ImageData& src, ImageData& dst, float sigma_spatial, float sigma_range);
+
 // ---------------------------------------------------------------------------------------------
 // Edges, histograms, sums and the pyramid
 

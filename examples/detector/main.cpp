@@ -59,7 +59,7 @@ std::vector<float> stand_in_network(const std::vector<float>& tensor, int width,
       const int x = left + kWindow / 2, y = top + kWindow / 2;
       const float warmth = mean(red, x, y, kWindow) - mean(blue, x, y, kWindow);
       const float around = mean(red, left, top, kAround) - mean(blue, left, top, kAround);
-      const float difference = 2 * (warmth - around);
+      const float difference = 4 * (warmth - around);
       rows.insert(rows.end(),
                   {static_cast<float>(x) + kWindow / 2.0f, static_cast<float>(y) + kWindow / 2.0f,
                    kWindow, kWindow, std::min(1.0f, std::abs(difference)),

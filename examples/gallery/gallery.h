@@ -45,8 +45,11 @@ class Gallery {
 Picture gray_photo(const Gallery& gallery);
 
 void add_color(Gallery& gallery);
+void add_resize(Gallery& gallery);
 void add_filter(Gallery& gallery);
-void add_detect(Gallery& gallery);
+void add_smooth(Gallery& gallery);
 void add_warp(Gallery& gallery);
+void add_shape(Gallery& gallery);
+void add_detect(Gallery& gallery);
 
 #endif  // KELVRA_CV_EXAMPLES_GALLERY_GALLERY_H_

@@ -59,7 +59,8 @@ void save_png(const Picture& picture, const std::string& path) {
   image.format = picture.channels == 1   ? PNG_FORMAT_GRAY
                  : picture.channels == 3 ? PNG_FORMAT_RGB
                                          : PNG_FORMAT_RGBA;
-  image.flags = PNG_IMAGE_FLAG_FAST;
+  // Without a statement about the colours: a carried profile says what they are.
+  image.flags = PNG_IMAGE_FLAG_FAST | PNG_IMAGE_FLAG_COLORSPACE_NOT_sRGB;
   if (png_image_write_to_file(&image, path.c_str(), 0, picture.data(), picture.stride(), nullptr) ==
       0) {
     throw std::runtime_error(path + ": " + image.message);

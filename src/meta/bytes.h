@@ -13,7 +13,6 @@
 #include <memory>
 
 #include "core/scratch.h"
-#include "kelvra_cv.h"
 
 namespace KelvraCV::detail {
 
@@ -88,12 +87,6 @@ inline bool replace_contents(File file, std::initializer_list<Bytes> pieces, siz
   }
   for (; zeros > 0 && ok; --zeros) ok = std::fputc(0, file.get()) != EOF;
   return std::fclose(file.release()) == 0 && ok;
-}
-
-// Prints the message, as it is, and gives the status of a failed call.
-inline int failure(const char* message) {
-  log_print(message);
-  return -1;
 }
 
 }  // namespace KelvraCV::detail

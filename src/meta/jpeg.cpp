@@ -40,8 +40,10 @@ Segment find_profile(Bytes jpeg) {
 // that leaves less than the two bytes themselves is the length taken as it stands.
 size_t insertion_of(Bytes jpeg) {
   if (!jpeg.has(0, 6)) return jpeg.size;
-  const int high = static_cast<int8_t>(jpeg.data[4]), low = static_cast<int8_t>(jpeg.data[5]);
-  int length = high * 256 + low;
+  const auto signed_byte = [&](size_t at) {
+    return jpeg.data[at] - (jpeg.data[at] < 128 ? 0 : 256);
+  };
+  int length = signed_byte(4) * 256 + signed_byte(5);
   if (length < 2) length = static_cast<int>(jpeg.big_endian(4, 2));
   return std::min(jpeg.size, static_cast<size_t>(4 + std::max(length, 2)));
 }
@@ -50,21 +52,21 @@ size_t insertion_of(Bytes jpeg) {
 
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
   if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
-    return failure("png path error!\n");
+    return log_print("png path error!\n"), -1;
   }
   const File origin_file = open_to_read(origin_path);
-  if (origin_file == nullptr) return failure("origin jpeg path error\n");
+  if (origin_file == nullptr) return log_print("origin jpeg path error\n"), -1;
   const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return failure("input jpeg path error\n");
+  if (input_file == nullptr) return log_print("input jpeg path error\n"), -1;
   File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return failure("output jpeg path error\n");
+  if (output_file == nullptr) return log_print("output jpeg path error\n"), -1;
 
   const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
   const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
-  if (!origin.has_text(0, kStart)) return failure("origin jpeg is not jpeg format!\n");
+  if (!origin.has_text(0, kStart)) return log_print("origin jpeg is not jpeg format!\n"), -1;
   if (!input.has_text(0, kStart)) {
-    failure("origin jpeg is not jpeg format!\n");
-    return failure("jpeg in is not jpeg format!\n");
+    log_print("origin jpeg is not jpeg format!\n");
+    return log_print("jpeg in is not jpeg format!\n"), -1;
   }
 
   const Segment added = find_profile(origin);
@@ -77,7 +79,8 @@ int add_jpeg_info(const char* origin_path, const char* input_path, const char* o
                        {input.up_to(replaced.offset), origin.part(added.offset, added.size),
                         input.from(replaced.offset + replaced.size)},
                        replaced.size);
-  return written ? 0 : failure("output jpeg path error\n");
+  if (!written) return log_print("output jpeg path error\n"), -1;
+  return 0;
 }
 
 }  // namespace KelvraCV

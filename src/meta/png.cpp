@@ -45,21 +45,21 @@ Metadata metadata_of(Bytes png) {
 
 int add_png_info(const char* origin_path, const char* input_path, const char* output_path) {
   if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
-    return failure("png path error!\n");
+    return log_print("png path error!\n"), -1;
   }
   const File origin_file = open_to_read(origin_path);
-  if (origin_file == nullptr) return failure("origin png path error\n");
+  if (origin_file == nullptr) return log_print("origin png path error\n"), -1;
   const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return failure("input png path error\n");
+  if (input_file == nullptr) return log_print("input png path error\n"), -1;
   File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return failure("output png path error\n");
+  if (output_file == nullptr) return log_print("output png path error\n"), -1;
 
   const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
   const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
-  if (!origin.has_text(0, kSignature)) return failure("origin png is not png format!\n");
+  if (!origin.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
   if (!input.has_text(0, kSignature)) {
-    failure("origin png is not png format!\n");
-    return failure("png in is not png format!\n");
+    log_print("origin png is not png format!\n");
+    return log_print("png in is not png format!\n"), -1;
   }
 
   const Metadata present = metadata_of(input);
@@ -70,19 +70,20 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
   const bool written =
       replace_contents(std::move(output_file),
                        {input.up_to(insertion), added.exif, added.profile, input.from(insertion)});
-  return written ? 0 : failure("output png path error\n");
+  if (!written) return log_print("output png path error\n"), -1;
+  return 0;
 }
 
 int remove_png_info(const char* input_path, const char* output_path) {
-  if (input_path == nullptr || output_path == nullptr) return failure("png path error!\n");
+  if (input_path == nullptr || output_path == nullptr) return log_print("png path error!\n"), -1;
   const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return failure("input png path error\n");
+  if (input_file == nullptr) return log_print("input png path error\n"), -1;
   File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return failure("output png path error\n");
+  if (output_file == nullptr) return log_print("output png path error\n"), -1;
 
   const FileContents contents(input_file.get());
   const Bytes input = contents.bytes();
-  if (!input.has_text(0, kSignature)) return failure("origin png is not png format!\n");
+  if (!input.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
 
   Scratch<uint8_t> kept(input.size);
   std::memcpy(kept.get(), input.data, kSignatureSize);
@@ -99,7 +100,8 @@ int remove_png_info(const char* input_path, const char* output_path) {
   // What follows the last chunk is not copied; the file is as long as if it were.
   const bool written = replace_contents(std::move(output_file), {{kept.get(), kept_size}},
                                         input.size - removed - kept_size);
-  return written ? 0 : failure("output png path error\n");
+  if (!written) return log_print("output png path error\n"), -1;
+  return 0;
 }
 
 }  // namespace KelvraCV

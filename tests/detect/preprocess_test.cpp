@@ -57,8 +57,8 @@ TEST(Preprocess, EveryLayout) {
   for (const int channels : {3, 4}) {
     for (int flags = 0; flags < 8; ++flags) {
       for (const int order : {0, 1, 2}) {
-        const Call call{90, 40, channels, 61, 50, (flags & 1) != 0, (flags & 2) != 0,
-                        (flags & 4) != 0, order};
+        const Call call{
+            90, 40, channels, 61, 50, (flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0, order};
         float scale = 0;
         EXPECT_EQ(tensor_of(call, scale), expected(call, 50, 22)) << channels << " " << flags;
         EXPECT_EQ(scale, 90.0f / 50.0f);
@@ -71,7 +71,7 @@ TEST(Preprocess, Sizes) {
   struct {
     int width, height, net_width, net_height, new_width, new_height;
     float scale;
-  } const cases[] = {{128, 72, 64, 64, 64, 36, 2},  {72, 128, 64, 32, 18, 32, 4},
+  } const cases[] = {{128, 72, 64, 64, 64, 36, 2},      {72, 128, 64, 32, 18, 32, 4},
                      {5, 5, 33, 17, 17, 17, 5.0f / 17}, {1, 100, 30, 30, 0, 30, 100.0f / 30},
                      {100, 1, 9, 30, 9, 0, 100.0f / 9}, {1, 1, 1, 1, 1, 1, 1}};
   for (const auto& c : cases) {

@@ -1,0 +1,62 @@
+// Edge-preserving filters beside OpenCV.
+#include <opencv2/imgproc.hpp>
+
+#include "kelvra_cv.h"
+#include "support.h"
+
+namespace bench {
+namespace {
+
+// The self-guided filter composed of OpenCV's pieces, on a gray image.
+void guided_by_pieces(const cv::Mat& src, cv::Mat& dst, int radius, float eps) {
+  const cv::Size window(2 * radius + 1, 2 * radius + 1);
+  const auto mean = [&](const cv::Mat& in) {
+    cv::Mat out;
+    cv::boxFilter(in, out, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REPLICATE);
+    return out;
+  };
+  cv::Mat p;
+  src.convertTo(p, CV_32F, 1.0 / 255);
+  const cv::Mat mean_p = mean(p), variance = mean(p.mul(p)) - mean_p.mul(mean_p);
+  const cv::Mat a = variance / (variance + eps), b = mean_p - a.mul(mean_p);
+  const cv::Mat q = mean(a).mul(p) + mean(b);
+  q.convertTo(dst, CV_8U, 255);
+}
+
+}  // namespace
+
+void list_comparisons() {
+  constexpr int w = kWidth, h = kHeight;
+  constexpr double pixels = double{w} * h;
+  for (const int channels : {1, 3}) {
+    uint8_t* const src = keep(photo(w, h, channels));
+    uint8_t* const out = keep(std::vector<uint8_t>(w * h * channels));
+    const KelvraCV::ImageData from{src, w, h, channels, w * channels, 0, 0};
+    const KelvraCV::ImageData to{out, w, h, channels, w * channels, 0, 0};
+    const cv::Mat src_mat(h, w, CV_8UC(channels), src), out_mat(h, w, CV_8UC(channels), out);
+    compare({sized("bilateral_filter c" + std::to_string(channels), w, h), pixels,
+             2 * channels * pixels,
+             [=] {
+               KelvraCV::ImageData dst = to;
+               KelvraCV::bilateral_filter(from, dst, 0.03f, 0.1f);
+             },
+             "cv::bilateralFilter, d 9", [=] { cv::bilateralFilter(src_mat, out_mat, 9, 25, 9); }});
+    if (channels != 1) continue;
+    for (const float scale : {1.0f, 0.25f}) {
+      const std::string name =
+          scale == 1.0f ? "guided_filter_self, radius 8" : "guided_filter_self, radius 8, quarter";
+      compare({sized(name, w, h), pixels, 2 * pixels,
+               [=] {
+                 KelvraCV::ImageData dst = to;
+                 KelvraCV::guided_filter_self(from, dst, 8, scale, 0.01f);
+               },
+               "cv::boxFilter and arithmetic",
+               [=] {
+                 cv::Mat dst = out_mat;
+                 guided_by_pieces(src_mat, dst, 8, 0.01f);
+               }});
+    }
+  }
+}
+
+}  // namespace bench
