@@ -474,6 +474,28 @@ void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2)
 void cal_hist(const unsigned char* src, int stride, int channels, int width, int height, int x,
               int y, int** hists, int* bins);
 
+/// Contrast-limited adaptive histogram equalisation, of a gray image or of the value channel of a
+/// colour image's HSV form (rgba2hsv(), hsv2rgb(); hue and saturation stay).
+///
+/// The image is divided into tiles x tiles regions of width / tiles x height / tiles pixels, what
+/// is left over at the right and below belonging to none. Each region's histogram is clipped, what
+/// is clipped is spread over all bins, and its running sum becomes a mapping of grey levels:
+/// min(sum * 255 * (1 / pixels), 255) in single precision, truncated. Each pixel is the bilinear
+/// mean, truncated, of the mappings of the nearest region centres, taken at the region's size / 2,
+/// rounded down.
+///
+/// \param src    1 channel, with its stride, which is **modified**: it is equalised in place. Or 3
+///               or more channels, packed: R, G, B and others.
+/// \param dst    The same size and channels. Of 1 channel, it receives all stride * height bytes of
+///               the source; of more, it is packed, and the channels from the fourth on are the
+///               source's. It may be the source.
+/// \param tiles  Regions per side, taken as 2 to 16. An image with a side shorter than that is
+///               copied without equalisation.
+/// \param bins   Of the histograms; below 1 for 128. A bin counts 255 / bins + 1 values.
+/// \param clip   A bin counts at most pixels * clip / bins pixels of a region, truncated, at least
+///               1; 0 and below for 16384.
+void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip);
+
 /// The inner edge of a mask, one pixel wide: 255 for each foreground pixel that has background
 /// above, below, left or right of it or that lies on the image's frame, else 0.
 ///

@@ -1,0 +1,231 @@
+// Contrast-limited adaptive histogram equalisation: a grey-level mapping for each region of a grid,
+// and for each pixel the bilinear mean of what the four nearest regions' mappings give.
+#include <algorithm>
+#include <cstring>
+
+#include "core/rows.h"
+#include "core/scratch.h"
+#include "edge/byte_counts.h"
+#include "edge/exact_quotient.h"
+#include "kelvra_cv.h"
+
+namespace KelvraCV {
+namespace {
+
+using namespace detail;
+
+// One channel of an image, whose samples are `step` bytes apart.
+struct Plane {
+  uint8_t* samples;
+  int width, height;
+  size_t stride;
+  int step;
+  uint8_t* at(int x, int y) const {
+    return samples + static_cast<size_t>(y) * stride + static_cast<size_t>(x) * step;
+  }
+};
+
+// The values that one bin counts; with a single bin, all of them.
+int bin_size(int bins) {
+  return 255 / bins + 1;
+}
+
+// The most that a bin may count.
+uint64_t clip_limit(size_t pixels, float clip, int bins) {
+  constexpr uint64_t kUnlimited = 16384;
+  if (!(clip > 0)) return kUnlimited;
+  const float limit = static_cast<float>(pixels) * clip / static_cast<float>(bins);
+  if (limit >= 4294967296.0f) return 4294967295;
+  return std::max<uint64_t>(static_cast<uint64_t>(limit), 1);
+}
+
+// One sweep over all starts: an increment here and there until the excess is used up.
+uint64_t spread(uint64_t* hist, uint64_t bins, uint64_t limit, uint64_t excess) {
+  for (uint64_t start = 0; start < bins && excess > 0; ++start) {
+    const uint64_t step = excess > bins ? 1 : bins / excess;
+    for (uint64_t i = start; i < bins && excess > 0; i += step) {
+      if (hist[i] >= limit) continue;
+      ++hist[i];
+      --excess;
+    }
+  }
+  return excess;
+}
+
+// Cuts the bins at `limit` and spreads what is cut off over all of them.
+void clip_histogram(uint64_t* hist, int bin_count, uint64_t limit) {
+  const auto bins = static_cast<uint64_t>(bin_count);
+  uint64_t excess = 0;
+  for (uint64_t i = 0; i < bins; ++i) excess += hist[i] > limit ? hist[i] - limit : 0;
+  const uint64_t increment = excess / bins;
+  // Unsigned: an increment beyond the limit makes this too large to be reached.
+  const uint64_t upper = limit - increment;
+  for (uint64_t i = 0; i < bins; ++i) {
+    if (hist[i] > limit) {
+      hist[i] = limit;
+    } else if (hist[i] > upper) {
+      // Deliberately not by limit - hist[i], which is what the bin takes: this is what decides how
+      // much is spread afterwards.
+      excess -= hist[i] - upper;
+      hist[i] = limit;
+    } else {
+      excess -= increment;
+      hist[i] += increment;
+    }
+  }
+  // Without a bin below the limit, a sweep has no effect.
+  while (excess > 0 && std::any_of(hist, hist + bins, [=](uint64_t h) { return h < limit; })) {
+    excess = spread(hist, bins, limit, excess);
+  }
+}
+
+// The grey level of each byte value, by the region's cumulative histogram. In single precision,
+// from left to right.
+void map_values(const uint64_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
+  const float reciprocal = 1.0f / static_cast<float>(pixels);
+  uint64_t cumulated = 0;
+  for (int value = 0; value < 256; value += values_per_bin, ++hist) {
+    cumulated += *hist;
+    const float level = static_cast<float>(cumulated) * 255.0f * reciprocal;
+    std::memset(mapping + value, static_cast<int>(std::min(level, 255.0f)),
+                static_cast<size_t>(std::min(values_per_bin, 256 - value)));
+  }
+}
+
+// The grid's mappings, 256 bytes for each region, row by row.
+struct Grid {
+  int regions, region_width, region_height;
+  const uint8_t* mappings;
+  const uint8_t* mapping(int column, int row) const {
+    return mappings + (static_cast<size_t>(row) * regions + column) * 256;
+  }
+};
+
+void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* mappings) {
+  const int width = grid.region_width, height = grid.region_height;
+  const size_t pixels = static_cast<size_t>(width) * height;
+  const uint64_t limit = clip_limit(pixels, clip, bins);
+  const int values_per_bin = bin_size(bins);
+  Scratch<uint64_t> hist(static_cast<size_t>(bins));
+  for (int region = 0; region < grid.regions * grid.regions; ++region) {
+    const int left = region % grid.regions * width, top = region / grid.regions * height;
+    ByteCounts counts;
+    for (int y = top; y < top + height; ++y) {
+      counts.add(plane.at(left, y), static_cast<size_t>(width), static_cast<size_t>(plane.step));
+    }
+    const uint32_t* total = counts.total();
+    std::fill_n(hist.get(), bins, uint64_t{0});
+    for (int value = 0, bin = 0; value < 256; ++bin) {
+      const int next = std::min(value + values_per_bin, 256);
+      for (; value < next; ++value) hist[bin] += total[value];
+    }
+    clip_histogram(hist.get(), bins, limit);
+    map_values(hist.get(), pixels, values_per_bin, mappings + static_cast<size_t>(region) * 256);
+  }
+}
+
+// Along one axis: block k of the image lies between the centres of regions k - 1 and k. The first
+// one, half a region long, and the last one, which also covers what the grid leaves over, have one
+// region on both sides.
+struct Block1D {
+  int start, length, before, after;
+};
+Block1D block_of(int k, int regions, int region_length, int length) {
+  const int first = region_length / 2, start = k == 0 ? 0 : first + (k - 1) * region_length;
+  if (k == 0) return {0, first, 0, 0};
+  if (k == regions) return {start, length - start, regions - 1, regions - 1};
+  return {start, region_length, k - 1, k};
+}
+
+// Levels of a block, scaled by its height, from the mappings left and right of it.
+template <class Quotient>
+void interpolate_row(uint8_t* samples, int step, int width, const uint32_t* left,
+                     const uint32_t* right, Quotient divided) {
+  const auto end = static_cast<uint64_t>(width);
+  for (uint64_t x = 0; x < end; ++x, samples += step) {
+    *samples = divided(left[*samples] * (end - x) + right[*samples] * x);
+  }
+}
+
+// The mean of the four mappings at (x, y) of a block of w x h is
+// ((lu (w - x) + ru x) (h - y) + (lb (w - x) + rb x) y) / (w h), truncated: whole numbers, so the
+// rows may be blended before the columns, once for a row and all values.
+void interpolate_block_row(const Plane& plane, const Grid& grid, Block1D rows, int y,
+                           uint32_t* levels) {
+  const auto below = static_cast<uint32_t>(y), above = static_cast<uint32_t>(rows.length - y);
+  for (int column = 0; column < grid.regions; ++column) {
+    const uint8_t* upper = grid.mapping(column, rows.before);
+    const uint8_t* lower = grid.mapping(column, rows.after);
+    uint32_t* out = levels + static_cast<size_t>(column) * 256;
+    for (int value = 0; value < 256; ++value)
+      out[value] = upper[value] * above + lower[value] * below;
+  }
+  for (int k = 0; k <= grid.regions; ++k) {
+    const Block1D block = block_of(k, grid.regions, grid.region_width, plane.width);
+    if (block.length < 1) continue;
+    const uint64_t area = static_cast<uint64_t>(block.length) * rows.length;
+    uint8_t* samples = plane.at(block.start, rows.start + y);
+    const uint32_t* left = levels + static_cast<size_t>(block.before) * 256;
+    const uint32_t* right = levels + static_cast<size_t>(block.after) * 256;
+    if (area <= ExactQuotient::kLargestDivisor) {
+      interpolate_row(samples, plane.step, block.length, left, right, ExactQuotient(area));
+    } else {
+      interpolate_row(samples, plane.step, block.length, left, right, PlainQuotient(area));
+    }
+  }
+}
+
+void equalise(const Plane& plane, int tiles, int bins, float clip) {
+  const int regions = std::clamp(tiles, 2, 16);
+  if (plane.width < regions || plane.height < regions) return;
+  if (bins < 1) bins = 128;
+  Scratch<uint8_t> mappings(static_cast<size_t>(regions) * regions * 256);
+  const Grid grid{regions, plane.width / regions, plane.height / regions, mappings.get()};
+  map_regions(plane, grid, bins, clip, mappings.get());
+  Scratch<uint32_t> levels(static_cast<size_t>(regions) * 256);
+  for (int k = 0; k <= regions; ++k) {
+    const Block1D rows = block_of(k, regions, grid.region_height, plane.height);
+    for (int y = 0; y < rows.length; ++y) {
+      interpolate_block_row(plane, grid, rows, y, levels.get());
+    }
+  }
+}
+
+// From HSV to `dst`, packed, a row of the image at a time. Channels beyond the third are the
+// source's.
+void write_color(const ImageData& src, uint8_t* hsv, const ImageData& dst) {
+  const auto channels = static_cast<size_t>(src.channels), width = static_cast<size_t>(src.width);
+  Scratch<uint8_t> rgb(width * 3);
+  for (size_t y = 0; y < static_cast<size_t>(src.height); ++y) {
+    const ImageData hsv_row{hsv + y * width * 3, src.width, 1, 3, src.width * 3, 0, 0};
+    ImageData rgb_row{rgb.get(), src.width, 1, 3, src.width * 3, 0, 0};
+    hsv2rgb(hsv_row, rgb_row);
+    const uint8_t* from = src.data + y * width * channels;
+    uint8_t* to = dst.data + y * width * channels;
+    for (size_t x = 0; x < width; ++x) {
+      std::copy_n(rgb.get() + x * 3, 3, to + x * channels);
+      for (size_t c = 3; c < channels; ++c) to[x * channels + c] = from[x * channels + c];
+    }
+  }
+}
+
+}  // namespace
+
+void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip) {
+  if (src.width < 1 || src.height < 1) return;
+  const int width = src.width, height = src.height;
+  if (src.channels == 1) {
+    const auto stride = static_cast<size_t>(src.stride);
+    equalise({src.data, width, height, stride, 1}, tiles, bins, clip);
+    std::memmove(dst.data, src.data, stride * static_cast<size_t>(height));
+  } else if (src.channels >= 3) {
+    const size_t row_bytes = static_cast<size_t>(width) * 3;
+    Scratch<uint8_t> hsv(row_bytes, static_cast<size_t>(height));
+    ImageData hsv_image{hsv.get(), width, height, 3, width * 3, 0, 0};
+    rgba2hsv(src, hsv_image);
+    equalise({hsv.get() + 2, width, height, row_bytes, 3}, tiles, bins, clip);
+    write_color(src, hsv.get(), dst);
+  }
+}
+
+}  // namespace KelvraCV
