@@ -48,6 +48,7 @@ void add_color(Gallery& gallery);
 void add_resize(Gallery& gallery);
 void add_filter(Gallery& gallery);
 void add_smooth(Gallery& gallery);
+void add_edge(Gallery& gallery);
 void add_warp(Gallery& gallery);
 void add_shape(Gallery& gallery);
 void add_detect(Gallery& gallery);

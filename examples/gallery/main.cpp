@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     add_resize(gallery);
     add_filter(gallery);
     add_smooth(gallery);
+    add_edge(gallery);
     add_warp(gallery);
     add_shape(gallery);
     add_detect(gallery);
