@@ -257,6 +257,69 @@ void merge_channels(const std::vector<ImageData>& src, ImageData& dst);
 // ---------------------------------------------------------------------------------------------
 // Color: Lab
 
+/// sRGB to 8-bit CIE L*a*b* (D65) in single precision: L byte L* 2.55, a and b bytes with 128 for
+/// 0; truncated, then clamped to 0 … 255. CIE 15.
+///
+/// \param src  Packed R, G, B. Only read.
+/// \param dst  Packed L, a, b. It may be src.
+void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height);
+
+/// Fills the tables of the fast conversion to Lab.
+///
+/// \param gamma_table  256 entries: linear light of an sRGB byte, 10 fractional bits.
+/// \param cbrt_table   1500 entries: f(i / 1024), the cube root with its linear start, 20
+/// fractional
+///                     bits.
+void init_rgb_to_lab_fast(int* gamma_table, int* cbrt_table);
+
+/// sRGB to 8-bit Lab by tables, in integers. X and Z are **not** divided by the white point, so
+/// that a and b differ from rgb_to_lab()'s, on purpose; lab_to_rgb_fast() is its inverse.
+///
+/// \param src          Packed R, G, B.
+/// \param dst          Packed L, a, b.
+/// \param gamma_table  256 ints, as from init_rgb_to_lab_fast(). Read only; may be shared.
+/// \param cbrt_table   1500 ints, likewise. If either table is null, both are made for the call.
+/// \param threads      Rows are shared out in blocks of ceil(height / threads), each on a thread.
+///                     Below 1: the number of online processors, at most 4.
+void rgb_to_lab_fast(const unsigned char* src, unsigned char* dst, int width, int height,
+                     void* gamma_table, void* cbrt_table, int threads);
+
+/// rgb_to_lab_fast() from pixels of four bytes, of which the fourth is ignored.
+///
+/// \param src_stride  Bytes between source rows; dst is packed.
+/// \param order       Exactly 1 for B, G, R, A in memory; anything else for R, G, B, A.
+void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, int height,
+                      int src_stride, int order, void* gamma_table, void* cbrt_table, int threads);
+
+/// Fills the tables of the fast conversion from Lab.
+///
+/// \param y_table      256 entries: 255 Y of an L byte, rounded.
+/// \param x_table      65536 entries: 255 X, at L byte * 256 + a byte.
+/// \param z_table      65536 entries: 255 Z, at L byte * 256 + b byte.
+/// \param gamma_table  4096 entries: the sRGB byte of linear light i / 4096, truncated.
+void init_lab_to_rgb_fast(int* y_table, int* x_table, int* z_table, unsigned short* gamma_table);
+
+/// 8-bit Lab to sRGB by tables, the inverse of rgb_to_lab_fast().
+///
+/// \param src      Packed L, a, b.
+/// \param dst      Packed R, G, B.
+/// \param mask     Packed, one byte a pixel: pixels with 0 are left as they are in dst. Null
+///                 converts all.
+/// \param y_table  256 ints, x_table and z_table 65536 ints each, gamma_table 4096 unsigned shorts,
+///                 of which the low bytes count. If any is null, all are made for the call.
+/// \param threads  As in rgb_to_lab_fast().
+void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, int height,
+                     unsigned char* mask, void* y_table, void* x_table, void* z_table,
+                     void* gamma_table, int threads);
+
+/// lab_to_rgb_fast() into pixels of four bytes, of which the fourth is never written.
+///
+/// \param dst_stride  Bytes between destination rows; src is packed.
+/// \param order       Exactly 1 for B, G, R in memory; anything else for R, G, B.
+void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, int height,
+                      int dst_stride, int order, void* y_table, void* x_table, void* z_table,
+                      void* gamma_table, int threads);
+
 // ---------------------------------------------------------------------------------------------
 // Filters: Gaussian and box blur
 
