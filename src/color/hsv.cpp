@@ -25,24 +25,22 @@ using V = hn::Vec<Floats>;
 // which is less as long as a < 2^24. Products and sums stay below 2^24, too, and are exact.
 HWY_INLINE V fixed_ratio(V numerator, V count, V denominator) {
   const Floats d;
-  const hn::Rebind<int32_t, Floats> d32;
   // A denominator of 0 comes with a count of 0.
   const auto quotient =
-      hn::ConvertTo(d, hn::ConvertTo(d32, numerator / hn::Max(denominator, hn::Set(d, 1.0f))));
+      hn::ConvertTo(d, truncate_fitting(numerator / hn::Max(denominator, hn::Set(d, 1.0f))));
   return count * quotient + hn::Set(d, 2048.0f);
 }
 HWY_INLINE auto saturation(V span, V value) {
   const Floats d;
-  const hn::Rebind<int32_t, Floats> d32;
   return hn::ShiftRight<12>(
-      hn::ConvertTo(d32, fixed_ratio(hn::Set(d, 255.0f * 4096.0f), span, value)));
+      truncate_fitting(fixed_ratio(hn::Set(d, 255.0f * 4096.0f), span, value)));
 }
 // Negative hues wrap to the low 8 bits.
 HWY_INLINE auto hue(V raw, V span) {
   const Floats d;
   const hn::Rebind<int32_t, Floats> d32;
   const auto fixed = fixed_ratio(hn::Set(d, 4096.0f * 128.0f), raw, span * hn::Set(d, 3.0f));
-  return hn::And(hn::ShiftRight<12>(hn::ConvertTo(d32, fixed)), hn::Set(d32, 255));
+  return hn::And(hn::ShiftRight<12>(truncate_fitting(fixed)), hn::Set(d32, 255));
 }
 
 // kLanes pixels as three rows of bytes.
@@ -77,7 +75,6 @@ HWY_INLINE void convert_quarters(const Pixels& in, uint8_t* out, Convert convert
 template <class V32>
 HWY_INLINE void to_hsv(const Pixels& in, int from, V32 (&out)[3]) {
   const Floats d;
-  const hn::Rebind<int32_t, Floats> d32;
   const V r = in.floats(0, from), g = in.floats(1, from), b = in.floats(2, from);
   const V value = hn::Max(hn::Max(r, g), b), span = value - hn::Min(hn::Min(r, g), b);
   // In this order: with equal colours the first one decides.
@@ -86,13 +83,12 @@ HWY_INLINE void to_hsv(const Pixels& in, int from, V32 (&out)[3]) {
       hn::IfThenElse(value == g, b - r + span + span, r - g + span * hn::Set(d, 4.0f)));
   out[0] = hue(raw, span);
   out[1] = saturation(span, value);
-  out[2] = hn::ConvertTo(d32, value);
+  out[2] = truncate_fitting(value);
 }
 
 template <class V32>
 HWY_INLINE void to_rgb(const Pixels& in, int from, V32 (&out)[3]) {
   const Floats d;
-  const hn::Rebind<int32_t, Floats> d32;
   const auto scale = hn::Set(d, kInverse255);
   const V s = in.floats(1, from) * scale, v = in.floats(2, from) * scale;
   const V angle = in.floats(0, from) * hn::Set(d, 6.0f / 256.0f);  // exact, and below 6
@@ -109,9 +105,7 @@ HWY_INLINE void to_rgb(const Pixels& in, int from, V32 (&out)[3]) {
             hn::IfThenElse(is(2), at2,
                            hn::IfThenElse(is(3), at3, hn::IfThenElse(is(4), at4, at5)))));
   };
-  const auto byte = [&](V component) {
-    return hn::ConvertTo(d32, component * hn::Set(d, 255.0f));  // truncates
-  };
+  const auto byte = [&](V component) { return truncate_fitting(component * hn::Set(d, 255.0f)); };
   out[0] = byte(pick(v, q, p, p, t, v));
   out[1] = byte(pick(t, v, v, q, p, p));
   out[2] = byte(pick(p, p, t, v, v, q));

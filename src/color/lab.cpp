@@ -47,8 +47,7 @@ HWY_INLINE V cube_root(V t) {
   const D d;
   const hn::Rebind<int32_t, D> d32;
   const auto bits = hn::ConvertTo(d, hn::BitCast(d32, t));
-  V root =
-      hn::BitCast(d, hn::ConvertTo(d32, bits * hn::Set(d, 1.0f / 3) + hn::Set(d, 709921077.0f)));
+  V root = hn::BitCast(d, truncate_fitting(bits * hn::Set(d, 1.0f / 3) + hn::Set(d, 709921077.0f)));
   for (int i = 0; i < 2; ++i) {
     const V cube = root * root * root;
     root = root - root * (cube - t) / (cube + cube + t);
@@ -84,7 +83,7 @@ HWY_INLINE bool convert_vector(const float (&light)[3][kLanes], int32_t (&lab)[3
   auto is_doubtful = hn::FirstN(d, 0);
   for (int k = 0; k < 3; ++k) {
     const V limited = hn::Min(hn::Max(values[k], hn::Zero(d)), hn::Set(d, 255.0f));
-    hn::Store(hn::ConvertTo(d32, limited), d32, lab[k]);
+    hn::Store(truncate_fitting(limited), d32, lab[k]);
     const V distance = hn::Abs(values[k] - hn::Round(values[k]));
     is_doubtful = hn::Or(is_doubtful, distance < hn::Set(d, kDoubt));
   }

@@ -110,7 +110,7 @@ HWY_INLINE void store_mean(const State& forward, const State& backward, uint8_t*
   const V4 positive = hn::IfThenElseZero(mean > hn::Zero(d), mean);
   const V4 limited = hn::IfThenElse(positive < hn::Set(d, 255.0f), positive, hn::Set(d, 255.0f));
   alignas(16) int32_t values[4];
-  hn::Store(hn::ConvertTo(d32, limited), d32, values);
+  hn::Store(truncate_fitting(limited), d32, values);
   for (int c = 0; c < kChannels; ++c) pixel[c] = static_cast<uint8_t>(values[c]);
 }
 
