@@ -13,9 +13,8 @@ namespace test {
 
 inline float linear_light(int c) {
   const auto byte = static_cast<float>(c);
-  return byte * 0.003921569f > 0.04045f
-             ? std::pow(std::fma(byte, 0.003717127f, 0.052132703f), 2.4f)
-             : byte * 0.000303527f;
+  return byte * 0.003921569f > 0.04045f ? std::pow(std::fma(byte, 0.003717127f, 0.052132703f), 2.4f)
+                                        : byte * 0.000303527f;
 }
 
 inline void plain_lab(const float* light, const uint8_t* p, uint8_t* lab) {
