@@ -114,6 +114,17 @@ HWY_INLINE auto truncate_fitting(VF v) {
 #endif
 }
 
+// A vector whose block b has `values[b]` in all of its lanes.
+template <class D32>
+HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
+  const Block<int32_t> block;
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    return hn::Combine(d32, hn::Set(block, values[1]), hn::Set(block, values[0]));
+  } else {
+    return hn::Set(d32, values[0]);
+  }
+}
+
 }  // namespace KelvraCV::detail
 
 #endif  // KELVRA_CV_CORE_SIMD_H_

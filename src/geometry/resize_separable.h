@@ -9,6 +9,7 @@
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
+#include "geometry/byte_gather.h"
 #include "geometry/resize_tables.h"
 
 namespace KelvraCV::detail {
@@ -57,71 +58,73 @@ class ColumnTaps {
 
 // (sum >> 4) & 0xffff, as a signed 16-bit value in a 32-bit lane. Linear sums fit; cubic ones may
 // wrap, as they should.
-template <class V32>
+template <int kTaps, class V32>
 HWY_INLINE V32 horizontal_value(V32 sum) {
+  if constexpr (kTaps == 2) return hn::ShiftRight<kHorizontalShift>(sum);
   return hn::ShiftRight<16>(hn::ShiftLeft<16 - kHorizontalShift>(sum));
 }
 
 // ---- Along the row: one channel.
 //
-// First the taps of all columns are collected in pairs of bytes, then whole vectors of them are
-// weighted. Shrinking to half, the bilinear pairs are the source row itself.
+// The taps of the columns are collected in pairs of bytes, whole vectors of which are weighted.
+// Shrinking to half, the bilinear pairs are the source row itself.
 template <int kTaps>
 class GrayRowFilter {
  public:
   static constexpr int kValues = 1;
 
   GrayRowFilter(int src_width, int dst_width, typename ColumnTaps<kTaps>::TapsOf taps_of)
-      : src_width_(src_width),
-        dst_width_(dst_width),
-        taps_(src_width, dst_width, taps_of),
-        pair_stride_(2 * (static_cast<size_t>(dst_width) + kSpareValues)),
-        pairs_(kTaps / 2, pair_stride_) {
-    std::fill_n(pairs_.get(), kTaps / 2 * pair_stride_, uint8_t{0});
+      : src_width_(src_width), dst_width_(dst_width), taps_(src_width, dst_width, taps_of) {
     while (kTaps == 2 && in_place_ < dst_width && taps_.first(in_place_) == 2 * in_place_ &&
            2 * in_place_ + 1 < src_width) {
       ++in_place_;
     }
     in_place_ -= in_place_ % kLanes;
+    gathers_.reserve(kTaps / 2);
+    for (int p = 0; p < kTaps / 2; ++p) {
+      gathers_.emplace_back(2 * dst_width, src_width,
+                            [&](int i) { return place(i / 2, 2 * p + i % 2); });
+    }
   }
 
-  void operator()(const uint8_t* src, int16_t* out) {
-    collect(src);
-    const uint8_t* pairs[kTaps / 2];
-    for (int p = 0; p < kTaps / 2; ++p) pairs[p] = pairs_.get() + p * pair_stride_;
+  void operator()(const uint8_t* src, int16_t* out) const {
+    const Full<uint8_t> d8;
     int x = 0;
     if constexpr (kTaps == 2) {
-      for (; x < in_place_; x += kLanes) weigh(x, &src, out);
+      for (; x < in_place_; x += kLanes) {
+        weigh(x, out, [&](int) { return hn::LoadU(d8, src + 2 * x); });
+      }
     }
-    for (; x < dst_width_; x += kLanes) weigh(x, pairs, out);
+    if (gathers_[0].is_usable() && gathers_[kTaps / 2 - 1].is_usable()) {
+      for (; x < dst_width_; x += kLanes) {
+        weigh(x, out, [&](int p) { return gathers_[p](src, 2 * x / ByteGather::kBlock); });
+      }
+    }
+    for (; x < dst_width_; x += kLanes) {
+      uint8_t pairs[kTaps / 2][2 * kLanes] = {};
+      const int count = std::min(kLanes, dst_width_ - x);
+      for (int i = 0; i < count * kTaps; ++i) {
+        const int column = i / kTaps, tap = i % kTaps;
+        pairs[tap / 2][2 * column + tap % 2] = src[place(x + column, tap)];
+      }
+      weigh(x, out, [&](int p) { return hn::LoadU(d8, pairs[p]); });
+    }
   }
 
  private:
   static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<int16_t>()));
 
-  void collect(const uint8_t* src) {
-    for (int x = in_place_; x < dst_width_; ++x) {
-      const int first = taps_.first(x);
-      uint8_t bytes[kTaps];
-      if (first >= 0 && first + kTaps <= src_width_) {
-        std::memcpy(bytes, src + first, kTaps);
-      } else {
-        for (int i = 0; i < kTaps; ++i) bytes[i] = src[std::clamp(first + i, 0, src_width_ - 1)];
-      }
-      for (int p = 0; p < kTaps / 2; ++p) {
-        std::memcpy(pairs_.get() + p * pair_stride_ + 2 * x, bytes + 2 * p, 2);
-      }
-    }
-  }
+  int place(int x, int tap) const { return std::clamp(taps_.first(x) + tap, 0, src_width_ - 1); }
 
-  // kLanes values from column x on.
-  HWY_INLINE void weigh(int x, const uint8_t* const* pairs, int16_t* out) const {
+  // kLanes values from column x on. `pairs(p)` gives their taps 2 p and 2 p + 1.
+  template <class Pairs>
+  HWY_INLINE void weigh(int x, int16_t* out, Pairs pairs) const {
     const Full<uint8_t> d8;
     const Full<int16_t> d16;
     const Full<int32_t> d32;
     auto low = hn::Zero(d32), high = hn::Zero(d32);
     for (int p = 0; p < kTaps / 2; ++p) {
-      const auto bytes = hn::LoadU(d8, pairs[p] + 2 * x);
+      const auto bytes = pairs(p);
       const auto* const weights = reinterpret_cast<const uint8_t*>(taps_.pairs(p, x));
       const auto zero = hn::Zero(d8);
       low = low + multiply_add_pairs(d32, hn::BitCast(d16, hn::InterleaveLower(bytes, zero)),
@@ -129,14 +132,14 @@ class GrayRowFilter {
       high = high + multiply_add_pairs(d32, hn::BitCast(d16, hn::InterleaveUpper(d8, bytes, zero)),
                                        hn::BitCast(d16, load_blocks(d8, weights + 16, 32)));
     }
-    hn::StoreU(narrow_to_i16_blocks(horizontal_value(low), horizontal_value(high)), d16, out + x);
+    hn::StoreU(narrow_to_i16_blocks(horizontal_value<kTaps>(low), horizontal_value<kTaps>(high)),
+               d16, out + x);
   }
 
   int src_width_, dst_width_;
   int in_place_ = 0;  // columns whose pairs are the source row's, a number of whole vectors
   ColumnTaps<kTaps> taps_;
-  size_t pair_stride_;
-  Scratch<uint8_t> pairs_;
+  std::vector<ByteGather> gathers_;
 };
 
 // ---- Along the row: several channels, a pixel at a time, of which all taps are loaded at once.
@@ -166,11 +169,15 @@ class ColorRowFilter {
   }
 
   void operator()(const uint8_t* src, int16_t* out) const {
-    for (int x = 0; x < direct_begin_; ++x) filter_copied(x, src, out);
-    for (int x = direct_begin_; x < direct_end_; ++x) {
+    int x = 0;
+    for (; x < direct_begin_; ++x) filter_copied(x, src, out);
+    if constexpr (hn::MaxLanes(Full<uint8_t>()) == 2 * kBlock) {
+      for (; x + 2 <= direct_end_; x += 2) filter_two_pixels(x, src, out);
+    }
+    for (; x < direct_end_; ++x) {
       filter_pixel(x, src + static_cast<size_t>(taps_.first(x)) * kSource, out);
     }
-    for (int x = direct_end_; x < dst_width_; ++x) filter_copied(x, src, out);
+    for (x = direct_end_; x < dst_width_; ++x) filter_copied(x, src, out);
   }
 
  private:
@@ -193,10 +200,33 @@ class ColorRowFilter {
       const auto weights = hn::BitCast(d16, hn::Set(d32, *taps_.pairs(p, x)));
       sum = sum + multiply_add_pairs(d32, hn::BitCast(d16, values), weights);
     }
-    const auto value = horizontal_value(sum);
+    const auto value = horizontal_value<kTaps>(sum);
     // Four values, of which a fourth channel that is none is overwritten by the next pixel.
     hn::StoreU(hn::LowerHalf(narrow_to_i16_blocks(value, value)), hn::Half<decltype(d16)>(),
                out + static_cast<size_t>(x) * kChannels);
+  }
+
+  // The same for columns x and x + 1, on vectors of two blocks.
+  HWY_INLINE void filter_two_pixels(int x, const uint8_t* src, int16_t* out) const {
+    const Full<uint8_t> d8;
+    const Full<int16_t> d16;
+    const Full<int32_t> d32;
+    const ptrdiff_t apart = ptrdiff_t{kSource} * (taps_.first(x + 1) - taps_.first(x));
+    const auto bytes = load_blocks(d8, src + static_cast<size_t>(taps_.first(x)) * kSource,
+                                   static_cast<size_t>(apart));
+    auto sum = hn::Zero(d32);
+    for (int p = 0; p < kTaps / 2; ++p) {
+      const auto values = hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d8, shuffles_[p]));
+      const auto weights = hn::BitCast(d16, set_blocks(d32, taps_.pairs(p, x)));
+      sum = sum + multiply_add_pairs(d32, hn::BitCast(d16, values), weights);
+    }
+    const auto value = horizontal_value<kTaps>(sum);
+    const auto narrow = narrow_to_i16_blocks(value, value);
+    const hn::Half<decltype(d16)> block;
+    const hn::Half<decltype(block)> half;
+    int16_t* const to = out + static_cast<size_t>(x) * kChannels;
+    hn::StoreU(hn::LowerHalf(half, hn::LowerHalf(block, narrow)), half, to);
+    hn::StoreU(hn::LowerHalf(half, hn::UpperHalf(block, narrow)), half, to + kChannels);
   }
 
   void filter_copied(int x, const uint8_t* src, int16_t* out) const {
