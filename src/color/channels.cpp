@@ -10,20 +10,6 @@ namespace {
 
 using namespace detail;
 
-// Interleaved vectors and separate ones, for two to four channels.
-template <int kChannels, class D>
-HWY_INLINE void load_pixels(D d8, const uint8_t* src, hn::Vec<D> (&v)[4]) {
-  if constexpr (kChannels == 2) hn::LoadInterleaved2(d8, src, v[0], v[1]);
-  if constexpr (kChannels == 3) hn::LoadInterleaved3(d8, src, v[0], v[1], v[2]);
-  if constexpr (kChannels == 4) hn::LoadInterleaved4(d8, src, v[0], v[1], v[2], v[3]);
-}
-template <int kChannels, class D>
-HWY_INLINE void store_pixels(D d8, const hn::Vec<D> (&v)[4], uint8_t* dst) {
-  if constexpr (kChannels == 2) hn::StoreInterleaved2(v[0], v[1], d8, dst);
-  if constexpr (kChannels == 3) hn::StoreInterleaved3(v[0], v[1], v[2], d8, dst);
-  if constexpr (kChannels == 4) hn::StoreInterleaved4(v[0], v[1], v[2], v[3], d8, dst);
-}
-
 // One row of pixels without their fourth bytes.
 void drop_fourth(const uint8_t* src, uint8_t* dst, int width, bool swap) {
   const int first = swap ? 2 : 0;

@@ -125,6 +125,30 @@ HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
   }
 }
 
+// As many pixels as a vector has lanes, a vector for each channel.
+template <int kChannels, class D>
+HWY_INLINE void load_pixels(D d8, const uint8_t* from, hn::Vec<D> (&channels)[4]) {
+  if constexpr (kChannels == 1) channels[0] = hn::LoadU(d8, from);
+  if constexpr (kChannels == 2) hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
+  if constexpr (kChannels == 3) {
+    hn::LoadInterleaved3(d8, from, channels[0], channels[1], channels[2]);
+  }
+  if constexpr (kChannels == 4) {
+    hn::LoadInterleaved4(d8, from, channels[0], channels[1], channels[2], channels[3]);
+  }
+}
+template <int kChannels, class D>
+HWY_INLINE void store_pixels(D d8, const hn::Vec<D> (&channels)[4], uint8_t* to) {
+  if constexpr (kChannels == 1) hn::StoreU(channels[0], d8, to);
+  if constexpr (kChannels == 2) hn::StoreInterleaved2(channels[0], channels[1], d8, to);
+  if constexpr (kChannels == 3) {
+    hn::StoreInterleaved3(channels[0], channels[1], channels[2], d8, to);
+  }
+  if constexpr (kChannels == 4) {
+    hn::StoreInterleaved4(channels[0], channels[1], channels[2], channels[3], d8, to);
+  }
+}
+
 }  // namespace KelvraCV::detail
 
 #endif  // KELVRA_CV_CORE_SIMD_H_

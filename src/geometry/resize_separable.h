@@ -47,6 +47,16 @@ class ColumnTaps {
     }
   }
   int first(int x) const { return first_[x]; }
+  // Whether every column is the mean of two neighbours of its own.
+  bool is_halving(int source) const {
+    const auto count = static_cast<int>(stride_ - kSpareValues);
+    for (int x = 0; x < count; ++x) {
+      if (first_[x] != 2 * x || pairs_[x] != kHalves) return false;
+    }
+    return kTaps == 2 && 2 * int64_t{count} <= source;
+  }
+  static constexpr int32_t kHalves = kWeightOne / 2 << 16 | kWeightOne / 2;
+
   // The weights of taps 2 p and 2 p + 1 of columns from x on.
   const int32_t* pairs(int p, int x) const { return &pairs_[p * stride_ + x]; }
 
@@ -64,6 +74,47 @@ HWY_INLINE V32 horizontal_value(V32 sum) {
   return hn::ShiftRight<16>(hn::ShiftLeft<16 - kHorizontalShift>(sum));
 }
 
+// The mean of each 2 x 2 pixels, (a + b + c + d) >> 2. That is what halving comes to: with all
+// weights 1024, ((a + b) 1024 >> 4) 1024 + ((c + d) 1024 >> 4) 1024 is (a + b + c + d) 2^16, and
+// 2^16 >> 18 a quarter.
+template <int kSource, int kChannels>
+void halve_row(const uint8_t* top, const uint8_t* bottom, uint8_t* out, int width,
+               const int (&order)[kChannels]) {
+  const Full<uint8_t> d8;
+  const Full<int16_t> d16;
+  const Full<uint16_t> du16;
+  const int lanes = static_cast<int>(hn::Lanes(d8));
+  using V8 = hn::Vec<decltype(d8)>;
+  const auto pair_sums = [&](V8 v) {
+    const auto pairs = hn::BitCast(du16, v);
+    return hn::And(pairs, hn::Set(du16, 0xff)) + hn::ShiftRight<8>(pairs);
+  };
+  int x = 0;
+  for (; x + lanes <= width; x += lanes) {
+    hn::Vec<decltype(d16)> means[2][kChannels];
+    for (int part = 0; part < 2; ++part) {
+      const ptrdiff_t at = ptrdiff_t{kSource} * (2 * x + part * lanes);
+      V8 above[4], below[4];
+      load_pixels<kSource>(d8, top + at, above);
+      load_pixels<kSource>(d8, bottom + at, below);
+      for (int c = 0; c < kChannels; ++c) {
+        const auto sum = pair_sums(above[order[c]]) + pair_sums(below[order[c]]);
+        means[part][c] = hn::BitCast(d16, hn::ShiftRight<2>(sum));
+      }
+    }
+    V8 result[4];
+    for (int c = 0; c < kChannels; ++c) result[c] = narrow_to_u8(means[0][c], means[1][c]);
+    store_pixels<kChannels>(d8, result, out + ptrdiff_t{kChannels} * x);
+  }
+  for (; x < width; ++x) {
+    for (int c = 0; c < kChannels; ++c) {
+      const ptrdiff_t at = ptrdiff_t{2} * x * kSource + order[c];
+      out[x * kChannels + c] = static_cast<uint8_t>(
+          (top[at] + top[at + kSource] + bottom[at] + bottom[at + kSource]) >> 2);
+    }
+  }
+}
+
 // ---- Along the row: one channel.
 //
 // The taps of the columns are collected in pairs of bytes, whole vectors of which are weighted.
@@ -74,7 +125,10 @@ class GrayRowFilter {
   static constexpr int kValues = 1;
 
   GrayRowFilter(int src_width, int dst_width, typename ColumnTaps<kTaps>::TapsOf taps_of)
-      : src_width_(src_width), dst_width_(dst_width), taps_(src_width, dst_width, taps_of) {
+      : src_width_(src_width),
+        dst_width_(dst_width),
+        taps_(src_width, dst_width, taps_of),
+        is_halving_(taps_.is_halving(src_width)) {
     while (kTaps == 2 && in_place_ < dst_width && taps_.first(in_place_) == 2 * in_place_ &&
            2 * in_place_ + 1 < src_width) {
       ++in_place_;
@@ -85,6 +139,11 @@ class GrayRowFilter {
       gathers_.emplace_back(2 * dst_width, src_width,
                             [&](int i) { return place(i / 2, 2 * p + i % 2); });
     }
+  }
+
+  bool is_halving() const { return is_halving_; }
+  void halve(const uint8_t* top, const uint8_t* bottom, uint8_t* out) const {
+    halve_row<1, 1>(top, bottom, out, dst_width_, {0});
   }
 
   void operator()(const uint8_t* src, int16_t* out) const {
@@ -139,6 +198,7 @@ class GrayRowFilter {
   int src_width_, dst_width_;
   int in_place_ = 0;  // columns whose pairs are the source row's, a number of whole vectors
   ColumnTaps<kTaps> taps_;
+  bool is_halving_;
   std::vector<ByteGather> gathers_;
 };
 
@@ -152,13 +212,17 @@ class ColorRowFilter {
 
   ColorRowFilter(int src_width, int dst_width, typename ColumnTaps<kTaps>::TapsOf taps_of,
                  bool swap_red_and_blue)
-      : src_width_(src_width), dst_width_(dst_width), taps_(src_width, dst_width, taps_of) {
+      : src_width_(src_width),
+        dst_width_(dst_width),
+        taps_(src_width, dst_width, taps_of),
+        is_halving_(taps_.is_halving(src_width)) {
+    for (int c = 0; c < kChannels; ++c)
+      order_[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
     for (int p = 0; p < kTaps / 2; ++p) {
       std::fill_n(shuffles_[p], kBlock, uint8_t{0x80});
       for (int c = 0; c < kChannels; ++c) {
-        const int from = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
         for (int i = 0; i < 2; ++i) {
-          shuffles_[p][4 * c + 2 * i] = static_cast<uint8_t>((2 * p + i) * kSource + from);
+          shuffles_[p][4 * c + 2 * i] = static_cast<uint8_t>((2 * p + i) * kSource + order_[c]);
         }
       }
     }
@@ -166,6 +230,11 @@ class ColorRowFilter {
     while (direct_begin_ < dst_width && taps_.first(direct_begin_) < 0) ++direct_begin_;
     direct_end_ = direct_begin_;
     while (direct_end_ < dst_width && has_room(taps_.first(direct_end_))) ++direct_end_;
+  }
+
+  bool is_halving() const { return is_halving_; }
+  void halve(const uint8_t* top, const uint8_t* bottom, uint8_t* out) const {
+    halve_row<kSource, kChannels>(top, bottom, out, dst_width_, order_);
   }
 
   void operator()(const uint8_t* src, int16_t* out) const {
@@ -241,6 +310,8 @@ class ColorRowFilter {
   int src_width_, dst_width_;
   int direct_begin_ = 0, direct_end_ = 0;
   ColumnTaps<kTaps> taps_;
+  bool is_halving_;
+  int order_[kChannels];
   alignas(16) uint8_t shuffles_[kTaps / 2][kBlock];
 };
 
@@ -339,6 +410,15 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
   FilteredRows<int16_t, kTaps> filtered(count);
   for (int y = 0; y < sizes.dst_height; ++y) {
     const Taps<kTaps> taps = taps_of(coordinate(y), sizes.src_height);
+    uint8_t* const out = row_at(dst, y, sizes.dst_stride);
+    if constexpr (kTaps == 2) {
+      if (filter.is_halving() && weight_pair(taps.weights) == ColumnTaps<2>::kHalves &&
+          taps.first + 1 < sizes.src_height) {
+        filter.halve(row_at(src, taps.first, sizes.src_stride),
+                     row_at(src, taps.first + 1, sizes.src_stride), out);
+        continue;
+      }
+    }
     int wanted[kTaps];
     for (int i = 0; i < kTaps; ++i) {
       wanted[i] = std::clamp(taps.first + i, 0, sizes.src_height - 1);
@@ -346,7 +426,7 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
     filtered.load(wanted, [&](int row, int16_t* values) {
       filter(row_at(src, row, sizes.src_stride), values);
     });
-    blend_rows<kTaps>(filtered.rows(), taps, row_at(dst, y, sizes.dst_stride), count);
+    blend_rows<kTaps>(filtered.rows(), taps, out, count);
   }
 }
 
