@@ -1,11 +1,10 @@
-// sRGB to Lab and back by tables, rows shared out to threads.
+// RGB to CIE L*a*b* and back in fixed point, by tables, with the rows split over threads.
 #include <algorithm>
 #include <cstring>
 
 #include "color/lab_tables.h"
 #include "core/numeric.h"
 #include "core/parallel.h"
-#include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
 #include "kelvra_cv.h"
@@ -15,195 +14,268 @@ namespace {
 
 using namespace detail;
 
+using Ints = Full<int32_t>;
+using V = hn::Vec<Ints>;
+constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
+constexpr int kQuarter = kLanes / 4;
+
+HWY_INLINE V all(int value) {
+  return hn::Set(Ints(), value);
+}
+
 // Where the colours stand in a pixel.
+template <int kChannelCount, int kRedPosition>
 struct Layout {
-  int channels, red, blue;
+  static constexpr int kChannels = kChannelCount, kRed = kRedPosition, kBlue = 2 - kRedPosition;
 };
-constexpr Layout kRgb = {3, 0, 2}, kRgba = {4, 0, 2}, kBgra = {4, 2, 0};
+using Rgb = Layout<3, 0>;
+using Rgba = Layout<4, 0>;
+using Bgra = Layout<4, 2>;
 
-// The caller's entries, or null.
-template <class T>
-void copy_table(const void* from, T* to, size_t count) {
-  std::memcpy(to, from, count * sizeof(T));
+template <class Layout>
+constexpr ptrdiff_t packed_stride(int width) {
+  return static_cast<ptrdiff_t>(width) * Layout::kChannels;
 }
 
-// ---- Forward.
+// Pixels between the table look-ups, which are plain loads, and the arithmetic on vectors.
+struct Pixels {
+  alignas(64) int32_t value[3][kLanes];
 
-// Sums of linear light by the rows of the XYZ matrix, with 20 fractional bits. Deliberately not
-// divided by the white point.
-constexpr uint32_t kXyz[3][3] = {
-    {432488, 374949, 189187}, {223001, 749899, 75674}, {20273, 124982, 996385}};
-
-// A colour's share of X, Y and Z, for each of its bytes, so that a pixel's are two additions.
-struct Shares {
-  uint32_t xyz[4];
+  HWY_INLINE V get(int k, int from) const { return hn::Load(Ints(), value[k] + from); }
+  HWY_INLINE void set(int k, int from, V v) { hn::Store(v, Ints(), value[k] + from); }
 };
 
-uint8_t lightness(int fy) {
-  const int t = static_cast<int>(116u * static_cast<uint32_t>(fy) + 512u) >> 20;
-  const int scaled = t * 255;
-  if (scaled < 3981) return 0;
-  if (scaled >= 29680) return 255;
-  return static_cast<uint8_t>((scaled - 4080) / 100);
+// Calls work(y, pixels) for rows first … end - 1, from the start of each row; as one long row if
+// `packed`.
+template <class Work>
+void for_rows(int first, int end, int width, bool packed, const Work& work) {
+  if (packed) {
+    work(first, static_cast<size_t>(end - first) * width);
+    return;
+  }
+  for (int y = first; y < end; ++y) work(y, static_cast<size_t>(width));
 }
 
-// ((factor * difference + 512) >> 20) + 128, clamped by the limits of the product.
-uint8_t chroma(uint32_t factor, int first, int second) {
-  const auto product =
-      static_cast<int>(factor * (static_cast<uint32_t>(first) - static_cast<uint32_t>(second)));
-  if (product < -134218240) return 0;
-  if (product >= 134217216) return 255;
-  return static_cast<uint8_t>(((product + 512) >> 20) + 128);
-}
+// --- forward ---
 
-class ForwardTables {
- public:
-  ForwardTables(const void* gamma_table, const void* cbrt_table) {
-    int gamma[kGammaEntries];
-    if (gamma_table == nullptr || cbrt_table == nullptr) {
-      init_rgb_to_lab_fast(gamma, roots_);
-    } else {
-      copy_table(gamma_table, gamma, kGammaEntries);
-      copy_table(cbrt_table, roots_, kCubeRootEntries);
-    }
-    for (int color = 0; color < 3; ++color) {
-      for (int i = 0; i < kGammaEntries; ++i) {
-        for (int k = 0; k < 3; ++k) {
-          // Half of one is added once.
-          shares_[color][i].xyz[k] =
-              kXyz[k][color] * static_cast<uint32_t>(gamma[i]) + (color == 0 ? 524288u : 0u);
-        }
-        shares_[color][i].xyz[3] = 0;
+// The weights of R, G and B in Y, X and Z, in 20-bit fixed point, without a white point.
+constexpr int kWeights[3][3] = {
+    {223001, 432488, 20273}, {749899, 374949, 124982}, {75674, 189187, 996385}};
+constexpr int kHalf = 1 << 19;
+
+// For each byte of each colour what it adds to Y, X and Z, the last one with the rounding term.
+struct ForwardTables {
+  alignas(16) int32_t light[3][kGammaEntries][4];
+  const int* cube_root;
+};
+
+void fill_light(const int* gamma, ForwardTables& tables) {
+  for (int k = 0; k < 3; ++k) {
+    for (size_t i = 0; i < kGammaEntries; ++i) {
+      for (int j = 0; j < 3; ++j) {
+        // Unsigned, for the sake of tables that overflow.
+        tables.light[k][i][j] = static_cast<int32_t>(static_cast<uint32_t>(kWeights[k][j]) *
+                                                         static_cast<uint32_t>(gamma[i]) +
+                                                     (k == 2 ? kHalf : 0));
       }
+      tables.light[k][i][3] = 0;
     }
-    for (int i = 0; i < kCubeRootEntries; ++i) lightness_[i] = lightness(roots_[i]);
   }
+}
 
-  HWY_INLINE void convert(uint8_t red, uint8_t green, uint8_t blue, uint8_t* lab) const {
-    const Block<uint32_t> d;
-    const Block<int32_t> d32;
-    const auto sum = hn::LoadU(d, shares_[0][red].xyz) + hn::LoadU(d, shares_[1][green].xyz) +
-                     hn::LoadU(d, shares_[2][blue].xyz);
-    // Entries of the caller's that are no linear light must not lead out of the table.
-    const auto index = hn::Min(hn::Max(hn::ShiftRight<20>(hn::BitCast(d32, sum)), hn::Zero(d32)),
-                               hn::Set(d32, kCubeRootEntries - 1));
-    alignas(16) int32_t at[4];
-    hn::Store(index, d32, at);
-    const int fx = roots_[at[0]], fy = roots_[at[1]], fz = roots_[at[2]];
-    const uint8_t result[3] = {lightness_[at[1]], chroma(500, fx, fy), chroma(200, fy, fz)};
-    std::memcpy(lab, result, 3);
+// f(Y), f(X) and f(Z) of `count` pixels, 20-bit fixed point.
+template <class Layout>
+void look_up(const ForwardTables& tables, const uint8_t* src, int count, Pixels& out) {
+  const Block<int32_t> d;
+  const auto last = hn::Set(d, static_cast<int>(kCubeRootEntries) - 1);
+  for (int i = 0; i < count; ++i, src += Layout::kChannels) {
+    const auto sum = hn::Load(d, tables.light[0][src[Layout::kRed]]) +
+                     hn::Load(d, tables.light[1][src[1]]) +
+                     hn::Load(d, tables.light[2][src[Layout::kBlue]]);
+    // Within the table for every gamma table of init_rgb_to_lab_fast(); others shall not crash.
+    alignas(16) int32_t index[4];
+    hn::Store(hn::Min(hn::Max(hn::ShiftRight<20>(sum), hn::Zero(d)), last), d, index);
+    for (int k = 0; k < 3; ++k) out.value[k][i] = tables.cube_root[index[k]];
   }
+}
 
- private:
-  Shares shares_[3][kGammaEntries];
-  int roots_[kCubeRootEntries];
-  uint8_t lightness_[kCubeRootEntries];
-};
+// L = (255 n - 4080) / 100, truncated, where n is 116 f(Y) as an integer: with m = n - 16 that is
+// 51 m / 20, and x * 3277 >> 16 is x / 20 truncated for x from 0 to 16383.
+HWY_INLINE V lightness(V fy) {
+  const V n = hn::ShiftRight<20>(fy * all(116) + all(512));
+  const V m = hn::Min(hn::Max(n - all(16), all(0)), all(101));
+  return hn::ShiftRight<16>(m * all(51 * 3277));
+}
+// a or b of the difference of two values of f.
+template <int kFactor>
+HWY_INLINE V chroma(V difference) {
+  return hn::ShiftRight<20>(difference * all(kFactor) + all(512)) + all(128);
+}
 
-void convert_to_lab(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride,
-                    const Layout& layout, const void* gamma_table, const void* cbrt_table,
-                    int threads) {
+// kLanes pixels of Lab, clamped.
+void store_lab(const Pixels& f, uint8_t* dst) {
+  V parts[3][4];
+  for (int i = 0; i < 4; ++i) {
+    const V fy = f.get(0, i * kQuarter), fx = f.get(1, i * kQuarter), fz = f.get(2, i * kQuarter);
+    parts[0][i] = lightness(fy);
+    parts[1][i] = chroma<500>(fx - fy);
+    parts[2][i] = chroma<200>(fy - fz);
+  }
+  const auto bytes = [&](int k) {
+    return narrow_to_u8(parts[k][0], parts[k][1], parts[k][2], parts[k][3]);
+  };
+  hn::StoreInterleaved3(bytes(0), bytes(1), bytes(2), Full<uint8_t>(), dst);
+}
+
+template <class Layout>
+void forward_row(const ForwardTables& tables, const uint8_t* src, uint8_t* dst, size_t count) {
+  Pixels f{};
+  for (; count >= kLanes; count -= kLanes, src += Layout::kChannels * kLanes, dst += 3 * kLanes) {
+    look_up<Layout>(tables, src, kLanes, f);
+    store_lab(f, dst);
+  }
+  if (count > 0) {
+    uint8_t last[3 * kLanes];
+    look_up<Layout>(tables, src, static_cast<int>(count), f);
+    store_lab(f, last);
+    std::memcpy(dst, last, 3 * count);
+  }
+}
+
+template <class Layout>
+void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t src_stride,
+             const void* gamma_table, const void* cbrt_table, int threads) {
   if (width < 1 || height < 1) return;
-  const ForwardTables tables(gamma_table, cbrt_table);
+  const bool build = gamma_table == nullptr || cbrt_table == nullptr;
+  int built_gamma[kGammaEntries], built_cube_root[kCubeRootEntries];
+  if (build) init_rgb_to_lab_fast(built_gamma, built_cube_root);
+  ForwardTables tables;
+  fill_light(build ? built_gamma : static_cast<const int*>(gamma_table), tables);
+  tables.cube_root = build ? built_cube_root : static_cast<const int*>(cbrt_table);
+
+  const bool packed = src_stride == packed_stride<Layout>(width);
   for_row_blocks(height, threads, [&](int first, int end) {
-    for (int y = first; y < end; ++y) {
-      const uint8_t* pixel = row_at(src, y, src_stride);
-      uint8_t* lab = dst + static_cast<size_t>(y) * width * 3;
-      for (int x = 0; x < width; ++x, pixel += layout.channels, lab += 3) {
-        tables.convert(pixel[layout.red], pixel[1], pixel[layout.blue], lab);
-      }
-    }
+    for_rows(first, end, width, packed, [&](int y, size_t count) {
+      forward_row<Layout>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
+                          count);
+    });
   });
 }
 
-// ---- Back.
+// --- inverse ---
 
-class InverseTables {
- public:
-  InverseTables(const void* y_table, const void* x_table, const void* z_table,
-                const void* gamma_table)
-      : x_(kInversePlane), z_(kInversePlane), gamma_(kInverseGammaEntries) {
-    Scratch<unsigned short> gamma(kInverseGammaEntries);
-    if (y_table == nullptr || x_table == nullptr || z_table == nullptr || gamma_table == nullptr) {
-      init_lab_to_rgb_fast(y_, x_.get(), z_.get(), gamma.get());
-    } else {
-      copy_table(y_table, y_, 256);
-      copy_table(x_table, x_.get(), kInversePlane);
-      copy_table(z_table, z_.get(), kInversePlane);
-      copy_table(gamma_table, gamma.get(), kInverseGammaEntries);
-    }
-    // Only the low byte of an entry counts.
-    for (int i = 0; i < kInverseGammaEntries; ++i) gamma_[i] = static_cast<uint8_t>(gamma[i]);
-  }
+// X, Y and Z times 255 become linear light of 12 bits with these weights, after a shift by 6.
+constexpr int kInverseWeights[3][3] = {{3318, -1574, -510}, {-992, 1921, 42}, {57, -209, 1082}};
 
-  HWY_INLINE void convert(const uint8_t* lab, uint8_t (&rgb)[3]) const {
-    const auto x = static_cast<uint32_t>(x_[lab[0] * 256 + lab[1]]);
-    const auto y = static_cast<uint32_t>(y_[lab[0]]);
-    const auto z = static_cast<uint32_t>(z_[lab[0] * 256 + lab[2]]);
-    rgb[0] = encode(3318u * x - 1574u * y - 510u * z);
-    rgb[1] = encode(1921u * y - 992u * x + 42u * z);
-    rgb[2] = encode(57u * x - 209u * y + 1082u * z);
-  }
-
- private:
-  // Linear light with 18 fractional bits and a sign.
-  HWY_INLINE uint8_t encode(uint32_t light) const {
-    return gamma_[std::clamp(static_cast<int>(light) >> 6, 0, kInverseGammaEntries - 1)];
-  }
-
-  int y_[256];
-  Scratch<int> x_, z_;
-  Scratch<uint8_t> gamma_;
+struct InverseTables {
+  const int *y, *x, *z;
+  const unsigned short* gamma;
 };
 
-void convert_from_lab(const uint8_t* src, uint8_t* dst, int width, int height, int dst_stride,
-                      const Layout& layout, const uint8_t* mask, const InverseTables& tables,
-                      int threads) {
-  for_row_blocks(height, threads, [&](int first, int end) {
-    for (int y = first; y < end; ++y) {
-      const size_t start = static_cast<size_t>(y) * width;
-      const uint8_t* lab = src + 3 * start;
-      uint8_t* pixel = row_at(dst, y, dst_stride);
-      for (int x = 0; x < width; ++x, lab += 3, pixel += layout.channels) {
-        if (mask != nullptr && mask[start + x] == 0) continue;
-        uint8_t rgb[3];
-        tables.convert(lab, rgb);
-        pixel[layout.red] = rgb[0];
-        pixel[1] = rgb[1];
-        pixel[layout.blue] = rgb[2];
-      }
+// Indices into the gamma table of `count` pixels, at most kLanes.
+void inverse_light(const InverseTables& tables, const uint8_t* src, int count, Pixels& pixels) {
+  for (int i = 0; i < count; ++i, src += 3) {
+    pixels.value[0][i] = tables.x[src[0] * 256 + src[1]];
+    pixels.value[1][i] = tables.y[src[0]];
+    pixels.value[2][i] = tables.z[src[0] * 256 + src[2]];
+  }
+  for (int from = 0; from < count; from += kQuarter) {
+    const V x = pixels.get(0, from), y = pixels.get(1, from), z = pixels.get(2, from);
+    for (int k = 0; k < 3; ++k) {
+      const int* weights = kInverseWeights[k];
+      const V light =
+          hn::ShiftRight<6>(x * all(weights[0]) + y * all(weights[1]) + z * all(weights[2]));
+      pixels.set(k, from, hn::Min(hn::Max(light, all(0)), all(kInverseGammaEntries - 1)));
     }
+  }
+}
+
+// Converts `count` pixels, without those whose byte in `mask`, if there is one, is 0.
+template <class Layout>
+void inverse_row(const InverseTables& tables, const uint8_t* src, uint8_t* dst, const uint8_t* mask,
+                 size_t count) {
+  Pixels light{};
+  for (size_t done = 0; done < count; done += kLanes) {
+    const int part = static_cast<int>(std::min<size_t>(kLanes, count - done));
+    inverse_light(tables, src + 3 * done, part, light);
+    uint8_t* out = dst + Layout::kChannels * done;
+    for (int i = 0; i < part; ++i, out += Layout::kChannels) {
+      if (mask != nullptr && mask[done + i] == 0) continue;
+      out[Layout::kRed] = static_cast<uint8_t>(tables.gamma[light.value[0][i]]);
+      out[1] = static_cast<uint8_t>(tables.gamma[light.value[1][i]]);
+      out[Layout::kBlue] = static_cast<uint8_t>(tables.gamma[light.value[2][i]]);
+    }
+  }
+}
+
+// The tables of a call that was given none.
+struct BuiltInverseTables {
+  Scratch<int> y{256}, x{kPlaneEntries}, z{kPlaneEntries};
+  Scratch<unsigned short> gamma{kInverseGammaEntries};
+
+  BuiltInverseTables() { init_lab_to_rgb_fast(y.get(), x.get(), z.get(), gamma.get()); }
+  InverseTables view() const { return {y.get(), x.get(), z.get(), gamma.get()}; }
+};
+
+template <class Layout>
+void inverse_with(const InverseTables& tables, const uint8_t* src, uint8_t* dst, int width,
+                  int height, ptrdiff_t dst_stride, const uint8_t* mask, int threads) {
+  const bool packed = dst_stride == packed_stride<Layout>(width);
+  for_row_blocks(height, threads, [&](int first, int end) {
+    for_rows(first, end, width, packed, [&](int y, size_t count) {
+      const size_t pixel = static_cast<size_t>(y) * width;
+      inverse_row<Layout>(tables, src + 3 * pixel, dst + y * dst_stride,
+                          mask == nullptr ? nullptr : mask + pixel, count);
+    });
   });
+}
+
+template <class Layout>
+void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t dst_stride,
+             const uint8_t* mask, const InverseTables& tables, int threads) {
+  if (width < 1 || height < 1) return;
+  if (tables.y != nullptr && tables.x != nullptr && tables.z != nullptr &&
+      tables.gamma != nullptr) {
+    inverse_with<Layout>(tables, src, dst, width, height, dst_stride, mask, threads);
+  } else {
+    const BuiltInverseTables built;
+    inverse_with<Layout>(built.view(), src, dst, width, height, dst_stride, mask, threads);
+  }
+}
+
+InverseTables typed(const void* y_table, const void* x_table, const void* z_table,
+                    const void* gamma_table) {
+  return {static_cast<const int*>(y_table), static_cast<const int*>(x_table),
+          static_cast<const int*>(z_table), static_cast<const unsigned short*>(gamma_table)};
 }
 
 }  // namespace
 
 void rgb_to_lab_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      void* gamma_table, void* cbrt_table, int threads) {
-  convert_to_lab(src, dst, width, height, 3 * width, kRgb, gamma_table, cbrt_table, threads);
+  forward<Rgb>(src, dst, width, height, packed_stride<Rgb>(width), gamma_table, cbrt_table,
+               threads);
 }
 
 void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, int height,
                       int src_stride, int order, void* gamma_table, void* cbrt_table, int threads) {
-  convert_to_lab(src, dst, width, height, src_stride, order == 1 ? kBgra : kRgba, gamma_table,
-                 cbrt_table, threads);
+  const auto convert = order == 1 ? forward<Bgra> : forward<Rgba>;
+  convert(src, dst, width, height, src_stride, gamma_table, cbrt_table, threads);
 }
 
 void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      unsigned char* mask, void* y_table, void* x_table, void* z_table,
                      void* gamma_table, int threads) {
-  if (width < 1 || height < 1) return;
-  const InverseTables tables(y_table, x_table, z_table, gamma_table);
-  convert_from_lab(src, dst, width, height, 3 * width, kRgb, mask, tables, threads);
+  inverse<Rgb>(src, dst, width, height, packed_stride<Rgb>(width), mask,
+               typed(y_table, x_table, z_table, gamma_table), threads);
 }
 
 void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, int height,
                       int dst_stride, int order, void* y_table, void* x_table, void* z_table,
                       void* gamma_table, int threads) {
-  if (width < 1 || height < 1) return;
-  const InverseTables tables(y_table, x_table, z_table, gamma_table);
-  convert_from_lab(src, dst, width, height, dst_stride, order == 1 ? kBgra : kRgba, nullptr, tables,
-                   threads);
+  const auto convert = order == 1 ? inverse<Bgra> : inverse<Rgba>;
+  convert(src, dst, width, height, dst_stride, nullptr,
+          typed(y_table, x_table, z_table, gamma_table), threads);
 }
 
 }  // namespace KelvraCV

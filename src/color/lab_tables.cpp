@@ -23,10 +23,10 @@ int inverse_entry(float f) {
 }  // namespace
 
 void init_rgb_to_lab_fast(int* gamma_table, int* cbrt_table) {
-  for (int i = 0; i < kGammaEntries; ++i) {
+  for (size_t i = 0; i < kGammaEntries; ++i) {
     gamma_table[i] = static_cast<int>(kLinearLight[i] * 1024.0f);
   }
-  for (int i = 0; i < kCubeRootEntries; ++i) {
+  for (size_t i = 0; i < kCubeRootEntries; ++i) {
     const auto t = static_cast<float>(i);
     cbrt_table[i] = static_cast<int>(i < 10 ? 7973.888f * t + 144631.64f
                                             : std::cbrt(t * 0.0009765625f) * 1048576.0f + 0.5f);
@@ -45,7 +45,7 @@ void init_lab_to_rgb_fast(int* y_table, int* x_table, int* z_table, unsigned sho
       z_table[i * 256 + c] = inverse_entry(fy - offset * 0.005f);
     }
   }
-  for (int j = 0; j < kInverseGammaEntries; ++j) {
+  for (size_t j = 0; j < kInverseGammaEntries; ++j) {
     const auto step = static_cast<float>(j);
     const float x = step * 0.00024414062f;
     const float s =

@@ -1,4 +1,4 @@
-// Rows of an image shared out to threads.
+// Rows of an image over threads.
 #ifndef KELVRA_CV_CORE_PARALLEL_H_
 #define KELVRA_CV_CORE_PARALLEL_H_
 
@@ -11,30 +11,51 @@
 
 namespace KelvraCV::detail {
 
-// Calls work(first, end) for blocks of ceil(height / threads) rows, each on a thread of its own,
-// and returns when all are done. `threads` below 1 means as many as processors are online, at
-// most 4. `work` must not throw.
+// Threads that are joined in the order of their creation, also when an exception passes.
+class Workers {
+ public:
+  Workers() = default;
+  Workers(const Workers&) = delete;
+  Workers& operator=(const Workers&) = delete;
+  ~Workers() {
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+  // False if the system starts no more threads.
+  template <class Work>
+  bool start(const Work& work, int first, int end) {
+    try {
+      threads_.emplace_back([&work, first, end] { work(first, end); });
+    } catch (const std::system_error&) {
+      return false;
+    }
+    return true;
+  }
+
+ private:
+  std::vector<std::thread> threads_;
+};
+
+// The number of blocks that a caller's `threads` asks for: below 1, one for each processor, but at
+// most 4.
+inline int block_count(int threads) {
+  return threads >= 1 ? threads : std::clamp(get_cpu_core_num(), 1, 4);
+}
+
+// Calls work(first, end) for blocks of ceil(height / blocks) rows, which must not throw, and
+// returns when all are done. Blocks without rows are left out. The last block, and any for which
+// the system has no thread, runs on the calling thread.
 template <class Work>
 void for_row_blocks(int height, int threads, const Work& work) {
-  if (threads < 1) threads = std::clamp(get_cpu_core_num(), 1, 4);
-  const int rows = height / threads + (height % threads != 0 ? 1 : 0);
-  if (rows == height) {
-    work(0, height);
-    return;
-  }
-  // Threads that would have no row are not started.
-  std::vector<std::thread> workers;
-  workers.reserve(height / rows + 1);
+  if (height < 1) return;
+  const int blocks = block_count(threads);
+  const int rows = height / blocks + (height % blocks != 0);
+  Workers workers;
   int first = 0;
-  try {
-    for (; first < height; first += std::min(rows, height - first)) {
-      const int end = first + std::min(rows, height - first);
-      workers.emplace_back([&work, first, end] { work(first, end); });
-    }
-  } catch (const std::system_error&) {
-    work(first, height);  // the system has no thread left: this one does the rest
+  for (; height - first > rows; first += rows) {
+    if (!workers.start(work, first, first + rows)) work(first, first + rows);
   }
-  for (std::thread& worker : workers) worker.join();
+  work(first, height);
 }
 
 }  // namespace KelvraCV::detail
