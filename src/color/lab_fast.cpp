@@ -23,6 +23,24 @@ HWY_INLINE V all(int value) {
   return hn::Set(Ints(), value);
 }
 
+// The caller's tables may hold anything, so sums and products that could overflow are unsigned.
+using Wrapping = Full<uint32_t>;
+
+HWY_INLINE hn::Vec<Wrapping> times(V v, int factor) {
+  return hn::BitCast(Wrapping(), v) * hn::Set(Wrapping(), static_cast<uint32_t>(factor));
+}
+template <int kBits>
+HWY_INLINE V shifted(hn::Vec<Wrapping> sum) {
+  return hn::ShiftRight<kBits>(hn::BitCast(Ints(), sum));
+}
+HWY_INLINE V difference(V a, V b) {
+  return hn::BitCast(Ints(), hn::BitCast(Wrapping(), a) - hn::BitCast(Wrapping(), b));
+}
+// x * factor + 512 >> 20.
+HWY_INLINE V scaled(V x, int factor) {
+  return shifted<20>(times(x, factor) + hn::Set(Wrapping(), 512));
+}
+
 // Where the colours stand in a pixel.
 template <int kChannelCount, int kRedPosition>
 struct Layout {
@@ -65,7 +83,7 @@ constexpr int kHalf = 1 << 19;
 
 // For each byte of each colour what it adds to Y, X and Z, the last one with the rounding term.
 struct ForwardTables {
-  alignas(16) int32_t light[3][kGammaEntries][4];
+  alignas(16) uint32_t light[3][kGammaEntries][4];
   const int* cube_root;
 };
 
@@ -73,10 +91,9 @@ void fill_light(const int* gamma, ForwardTables& tables) {
   for (int k = 0; k < 3; ++k) {
     for (size_t i = 0; i < kGammaEntries; ++i) {
       for (int j = 0; j < 3; ++j) {
-        // Unsigned, for the sake of tables that overflow.
-        tables.light[k][i][j] = static_cast<int32_t>(static_cast<uint32_t>(kWeights[k][j]) *
-                                                         static_cast<uint32_t>(gamma[i]) +
-                                                     (k == 2 ? kHalf : 0));
+        tables.light[k][i][j] =
+            static_cast<uint32_t>(kWeights[k][j]) * static_cast<uint32_t>(gamma[i]) +
+            (k == 2 ? kHalf : 0);
       }
       tables.light[k][i][3] = 0;
     }
@@ -86,12 +103,13 @@ void fill_light(const int* gamma, ForwardTables& tables) {
 // f(Y), f(X) and f(Z) of `count` pixels, 20-bit fixed point.
 template <class Layout>
 void look_up(const ForwardTables& tables, const uint8_t* src, int count, Pixels& out) {
+  const Block<uint32_t> du;
   const Block<int32_t> d;
   const auto last = hn::Set(d, static_cast<int>(kCubeRootEntries) - 1);
   for (int i = 0; i < count; ++i, src += Layout::kChannels) {
-    const auto sum = hn::Load(d, tables.light[0][src[Layout::kRed]]) +
-                     hn::Load(d, tables.light[1][src[1]]) +
-                     hn::Load(d, tables.light[2][src[Layout::kBlue]]);
+    const auto sum = hn::BitCast(d, hn::Load(du, tables.light[0][src[Layout::kRed]]) +
+                                        hn::Load(du, tables.light[1][src[1]]) +
+                                        hn::Load(du, tables.light[2][src[Layout::kBlue]]));
     // Within the table for every gamma table of init_rgb_to_lab_fast(); others shall not crash.
     alignas(16) int32_t index[4];
     hn::Store(hn::Min(hn::Max(hn::ShiftRight<20>(sum), hn::Zero(d)), last), d, index);
@@ -102,14 +120,13 @@ void look_up(const ForwardTables& tables, const uint8_t* src, int count, Pixels&
 // L = (255 n - 4080) / 100, truncated, where n is 116 f(Y) as an integer: with m = n - 16 that is
 // 51 m / 20, and x * 3277 >> 16 is x / 20 truncated for x from 0 to 16383.
 HWY_INLINE V lightness(V fy) {
-  const V n = hn::ShiftRight<20>(fy * all(116) + all(512));
+  const V n = scaled(fy, 116);
   const V m = hn::Min(hn::Max(n - all(16), all(0)), all(101));
   return hn::ShiftRight<16>(m * all(51 * 3277));
 }
-// a or b of the difference of two values of f.
-template <int kFactor>
-HWY_INLINE V chroma(V difference) {
-  return hn::ShiftRight<20>(difference * all(kFactor) + all(512)) + all(128);
+// a or b from two values of f.
+HWY_INLINE V chroma(V f0, V f1, int factor) {
+  return scaled(difference(f0, f1), factor) + all(128);
 }
 
 // kLanes pixels of Lab, clamped.
@@ -118,8 +135,8 @@ void store_lab(const Pixels& f, uint8_t* dst) {
   for (int i = 0; i < 4; ++i) {
     const V fy = f.get(0, i * kQuarter), fx = f.get(1, i * kQuarter), fz = f.get(2, i * kQuarter);
     parts[0][i] = lightness(fy);
-    parts[1][i] = chroma<500>(fx - fy);
-    parts[2][i] = chroma<200>(fy - fz);
+    parts[1][i] = chroma(fx, fy, 500);
+    parts[2][i] = chroma(fy, fz, 200);
   }
   const auto bytes = [&](int k) {
     return narrow_to_u8(parts[k][0], parts[k][1], parts[k][2], parts[k][3]);
@@ -184,7 +201,7 @@ void inverse_light(const InverseTables& tables, const uint8_t* src, int count, P
     for (int k = 0; k < 3; ++k) {
       const int* weights = kInverseWeights[k];
       const V light =
-          hn::ShiftRight<6>(x * all(weights[0]) + y * all(weights[1]) + z * all(weights[2]));
+          shifted<6>(times(x, weights[0]) + times(y, weights[1]) + times(z, weights[2]));
       pixels.set(k, from, hn::Min(hn::Max(light, all(0)), all(kInverseGammaEntries - 1)));
     }
   }
