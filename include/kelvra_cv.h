@@ -217,7 +217,8 @@ void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int h
 /// Negative hues wrap around. Gray has hue and saturation 0.
 ///
 /// \param src  3 or more channels, the first three being R, G, B. **Packed**: its stride is
-/// ignored. \param dst  Only its data is used: width * height packed pixels. It may be src's.
+///             ignored.
+/// \param dst  Only its data is used: width * height packed pixels. It may be src's.
 void rgba2hsv(const ImageData& src, ImageData& dst);
 
 /// HSV, as rgba2hsv() gives it, to RGB. Computed in single precision and truncated, so that there
@@ -470,10 +471,12 @@ void guided_filter_self(const ImageData& src, ImageData& dst, int radius, float 
 /// source.
 ///
 /// \param src            1, 3 or 4 channels (others write nothing). **Packed**: strides are
-/// ignored. \param dst            src's size and channels, packed. It must not overlap src. \param
-/// sigma_spatial  The reach in units of 255 pixels, whatever the image's size. \param sigma_range
-/// In units of the [0, 1] range. Sigmas that are not positive give no
-///                       sensible result.
+///                       ignored.
+/// \param dst            src's size and channels, packed. It must not overlap src.
+/// \param sigma_spatial  The reach in units of 255 pixels, whatever the image's size.
+/// \param sigma_range    In units of the [0, 1] range.
+///
+/// Sigmas that are not positive give no sensible result.
 ///
 /// Prints "input and output data mismatch!" (no newline) if sizes or channels differ.
 void bilateral_filter(const ImageData& src, ImageData& dst, float sigma_spatial, float sigma_range);

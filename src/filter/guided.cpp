@@ -20,7 +20,7 @@ struct Size {
   size_t pixels() const { return static_cast<size_t>(width) * height; }
 };
 
-// A row of samples at (x, y), computed as it is asked for.
+// One float per pixel, packed.
 using Plane = Scratch<float>;
 
 // Box means of what `row(y)` gives, with the whole window's area as divisor at the borders, too.
@@ -32,7 +32,7 @@ void box_mean(const Size& size, int radius, Row row, Store store) {
     return;
   }
   const int n = 2 * radius + 1;
-  const float scale = 1.0f / static_cast<float>(n * n);
+  const float scale = 1.0f / static_cast<float>(static_cast<int64_t>(n) * n);
   Scratch<float> means(size.width);
   box_sums<float, float>(size.width, size.height, radius, row, [&](const float* sums, int y) {
     for (int x = 0; x < size.width; ++x) {  // vectorised
@@ -111,10 +111,12 @@ struct Parameters {
   int statistics_radius() const { return is_scaled() ? scaled(radius) : radius; }
 
  private:
-  // The product and the sum are fused, then truncated. Senseless scales give 0 or very much.
+  // The product and the sum are fused, then truncated. Not a number gives 0, too much the most
+  // that a window or an image can be.
   int scaled(int value) const {
     const float result = std::fma(static_cast<float>(value), scale, 0.5f);
-    return result > -1e9f && result < 1e9f ? static_cast<int>(result) : 0;
+    if (std::isnan(result)) return 0;
+    return static_cast<int>(std::clamp(result, -1e9f, 1e9f));
   }
 };
 
