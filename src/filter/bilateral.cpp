@@ -29,183 +29,227 @@ struct Feedback {
   float table[256], sample_weight;
 };
 
-// Channel 1 counts twice; the two shifts truncate on their own. A fourth channel does not count.
-template <int kChannels>
-int distance(const uint8_t* a, const uint8_t* b) {
-  const int d0 = std::abs(a[0] - b[0]);
-  if constexpr (kChannels == 1) return d0;
-  return ((d0 + std::abs(a[2] - b[2])) >> 2) + (std::abs(a[1] - b[1]) >> 1);
-}
+// A strip is this many lines side by side: columns of the image, or rows of it transposed. Its step
+// i has one pixel of each line. The recursion along a line waits for itself; across lines it is
+// vector arithmetic.
+constexpr int kLines = 16;
+constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<float>()));
+constexpr int kWeightVectors = kLines / kLanes;
 
-// feedbacks[i] belongs to pixels a[i] and b[i].
+using Floats = Full<float>;
+using V = hn::Vec<Floats>;
+
+// The distances of kLines pixels. Channel 1 counts twice; the two shifts truncate on their own. A
+// fourth channel does not count.
 template <int kChannels>
-void feedback_row(const Feedback& feedback, const uint8_t* a, const uint8_t* b, float* feedbacks,
-                  int count) {
-  for (int i = 0; i < count; ++i) {
-    feedbacks[i] = feedback.table[distance<kChannels>(a + i * kChannels, b + i * kChannels)];
+HWY_INLINE void distances(const uint8_t* a, const uint8_t* b, uint8_t* out) {
+  const Block<uint8_t> d;
+  hn::Vec<Block<uint8_t>> a_channels[4], b_channels[4];
+  load_pixels<kChannels>(d, a, a_channels);
+  load_pixels<kChannels>(d, b, b_channels);
+  const auto difference = [&](int c) {
+    return hn::Max(a_channels[c], b_channels[c]) - hn::Min(a_channels[c], b_channels[c]);
+  };
+  if constexpr (kChannels == 1) {
+    hn::StoreU(difference(0), d, out);
+  } else {
+    const auto d0 = difference(0), d1 = difference(1), d2 = difference(2);
+    // (d0 + d2) >> 2 without the ninth bit: the average rounds up where the sum is odd.
+    const auto half = hn::AverageRound(d0, d2) - hn::And(hn::Xor(d0, d2), hn::Set(d, 1));
+    const auto shift = [&](auto v) {
+      const hn::Repartition<uint16_t, Block<uint8_t>> d16;
+      return hn::And(hn::BitCast(d, hn::ShiftRight<1>(hn::BitCast(d16, v))), hn::Set(d, 127));
+    };
+    hn::StoreU(shift(half) + shift(d1), d, out);
   }
 }
 
-using Lanes4 = hn::CappedTag<float, 4>;
-using V4 = hn::Vec<Lanes4>;
-
-// A pixel's filtered channels and the sum of the weights that went into them: in the fourth lane,
-// where a constant 1 is filtered like a channel, or beside four channels.
+// A step's filtered channels, interleaved as the pixels are, and the sums of the weights that went
+// into them.
+template <int kChannels>
 struct State {
-  V4 values = hn::Zero(Lanes4());
-  float weight = 0;
-};
+  static constexpr int kValueVectors = kLines * kChannels / kLanes;
+  static constexpr int kFloats = kLines * (kChannels + 1);
+  V values[kValueVectors], weights[kWeightVectors];
 
-// The same in memory.
-template <int kChannels>
-struct StoredState {
-  float values[kChannels == 4 ? 5 : 4];
-
-  HWY_INLINE void set(const State& state) {
-    hn::StoreU(state.values, Lanes4(), values);
-    if constexpr (kChannels == 4) values[4] = state.weight;
-  }
-  HWY_INLINE State get() const {
-    return {hn::LoadU(Lanes4(), values), kChannels == 4 ? values[kChannels == 4 ? 4 : 0] : 0.0f};
+  HWY_INLINE void store(float* to) const {
+    for (int i = 0; i < kValueVectors; ++i) hn::StoreU(values[i], Floats(), to + i * kLanes);
+    for (int i = 0; i < kWeightVectors; ++i) {
+      hn::StoreU(weights[i], Floats(), to + (kValueVectors + i) * kLanes);
+    }
   }
 };
 
+// Gives every channel of a pixel the pixel's lane.
 template <int kChannels>
-HWY_INLINE V4 load_pixel(const uint8_t* pixel) {  // four bytes are read
-  const Lanes4 d;
-  const hn::Rebind<uint8_t, Lanes4> d8;
-  const hn::Rebind<int32_t, Lanes4> d32;
-  const V4 values = hn::ConvertTo(d, hn::PromoteTo(d32, hn::LoadU(d8, pixel)));
-  if constexpr (kChannels == 4) return values;
-  return hn::IfThenElse(hn::FirstN(d, 3), values, hn::Set(d, 1.0f));
-}
-
-template <int kChannels>
-HWY_INLINE State start(V4 pixel) {
-  return {pixel, 1.0f};
-}
-
-// inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
-template <int kChannels>
-HWY_INLINE State step(const State& previous, V4 pixel, float feedback, float sample_weight) {
-  const Lanes4 d;
-  State next{hn::MulAdd(hn::Set(d, feedback), previous.values, hn::Set(d, sample_weight) * pixel),
-             0.0f};
-  if constexpr (kChannels == 4) {
-    next.weight = std::fma(feedback, previous.weight, sample_weight);
-  }
-  return next;
-}
-
-// (forward + backward) * (1 / sum of both weights), truncated.
-template <int kChannels>
-HWY_INLINE void store_mean(const State& forward, const State& backward, uint8_t* pixel) {
-  const Lanes4 d;
-  const hn::Rebind<int32_t, Lanes4> d32;
-  const V4 sum = forward.values + backward.values;
-  const V4 weight =
-      kChannels == 4 ? hn::Set(d, forward.weight + backward.weight) : hn::Broadcast<3>(sum);
-  const V4 mean = sum * (hn::Set(d, 1.0f) / weight);
-  // NaN, which senseless sigmas give, becomes 0.
-  const V4 positive = hn::IfThenElseZero(mean > hn::Zero(d), mean);
-  const V4 limited = hn::IfThenElse(positive < hn::Set(d, 255.0f), positive, hn::Set(d, 255.0f));
-  alignas(16) int32_t values[4];
-  hn::Store(truncate_fitting(limited), d32, values);
-  for (int c = 0; c < kChannels; ++c) pixel[c] = static_cast<uint8_t>(values[c]);
-}
-
-// Filters `kLines` lines of `length` pixels side by side, so that no step waits for the one before:
-// rows along x, or columns along y. pixel(i, k) is pixel i of line k, of which four bytes can be
-// read; feedback(i, k) belongs to pixels i - 1 and i; out(i, k) is where the result goes.
-template <int kChannels, int kLines, class Pixel, class Feedbacks, class Out>
-HWY_INLINE void filter_lines(int length, float sample_weight, StoredState<kChannels>* forward,
-                             Pixel pixel, Feedbacks feedback, Out out) {
-  State state[kLines] = {};
-  for (int i = 0; i < length; ++i) {
-    for (int k = 0; k < kLines; ++k) {
-      const V4 value = load_pixel<kChannels>(pixel(i, k));
-      state[k] = i == 0 ? start<kChannels>(value)
-                        : step<kChannels>(state[k], value, feedback(i, k), sample_weight);
-      forward[i * kLines + k].set(state[k]);
+class ForChannels {
+ public:
+  ForChannels() {
+    for (int part = 0; part < kChannels; ++part) {
+      alignas(64) int32_t lanes[kLanes];
+      for (int i = 0; i < kLanes; ++i) lanes[i] = (part * kLanes + i) / kChannels;
+      hn::Store(hn::Load(Full<int32_t>(), lanes), Full<int32_t>(), order_[part]);
     }
   }
-  for (int i = length - 1; i >= 0; --i) {
-    for (int k = 0; k < kLines; ++k) {
-      const V4 value = load_pixel<kChannels>(pixel(i, k));
-      state[k] = i == length - 1
-                     ? start<kChannels>(value)
-                     : step<kChannels>(state[k], value, feedback(i + 1, k), sample_weight);
-      store_mean<kChannels>(forward[i * kLines + k].get(), state[k], out(i, k));
+  // For vector i of a state's values.
+  HWY_INLINE V operator()(const V* of_pixels, int i) const {
+    if constexpr (kChannels == 1) return of_pixels[i];
+    const auto order = hn::SetTableIndices(Floats(), order_[i % kChannels]);
+    return hn::TableLookupLanes(of_pixels[i / kChannels], order);
+  }
+
+ private:
+  alignas(64) int32_t order_[kChannels][kLanes];
+};
+
+// The filter over one strip after another.
+template <int kChannels>
+class StripFilter {
+ public:
+  static constexpr size_t kStepBytes = size_t{kLines} * kChannels;
+
+  StripFilter(const Feedback& feedback, int longest)
+      : feedback_(feedback),
+        feedbacks_(longest, kLines),
+        forward_(longest, State<kChannels>::kFloats) {}
+
+  // Filters `pixels` in place along `length` steps, with the distances of `source`. Steps are
+  // `source_step` and `step` bytes apart.
+  void run(const uint8_t* source, size_t source_step, uint8_t* pixels, size_t step, int length) {
+    look_up(source, source_step, length);
+    State<kChannels> state;
+    for (int i = 0; i < length; ++i) {
+      advance(state, pixels + i * step, i == 0 ? nullptr : feedbacks_of(i));
+      state.store(forward_of(i));
+    }
+    for (int i = length - 1; i >= 0; --i) {
+      advance(state, pixels + i * step, i == length - 1 ? nullptr : feedbacks_of(i + 1));
+      store_mean(forward_of(i), state, pixels + i * step);
+    }
+  }
+
+ private:
+  using S = State<kChannels>;
+
+  // Row i belongs to steps i - 1 and i.
+  float* feedbacks_of(int i) { return feedbacks_.get() + static_cast<size_t>(i) * kLines; }
+  float* forward_of(int i) { return forward_.get() + static_cast<size_t>(i) * S::kFloats; }
+
+  void look_up(const uint8_t* source, size_t step, int length) {
+    for (int i = 1; i < length; ++i) {
+      uint8_t of_lines[kLines];
+      distances<kChannels>(source + i * step, source + (i - 1) * step, of_lines);
+      float* const out = feedbacks_of(i);
+      for (int k = 0; k < kLines; ++k) out[k] = feedback_.table[of_lines[k]];
+    }
+  }
+
+  // inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
+  // Without feedbacks, the start of a line: the sample with weight 1.
+  HWY_INLINE void advance(S& state, const uint8_t* pixels, const float* feedbacks) const {
+    const Floats d;
+    const hn::Rebind<uint8_t, Floats> d8;
+    const hn::Rebind<int32_t, Floats> d32;
+    const V inv = hn::Set(d, feedback_.sample_weight);
+    V w[kWeightVectors];
+    for (int i = 0; i < kWeightVectors; ++i) {
+      if (feedbacks != nullptr) w[i] = hn::LoadU(d, feedbacks + i * kLanes);
+      state.weights[i] =
+          feedbacks == nullptr ? hn::Set(d, 1.0f) : hn::MulAdd(w[i], state.weights[i], inv);
+    }
+    for (int i = 0; i < S::kValueVectors; ++i) {
+      const V sample = hn::ConvertTo(d, hn::PromoteTo(d32, hn::LoadU(d8, pixels + i * kLanes)));
+      state.values[i] = feedbacks == nullptr
+                            ? sample
+                            : hn::MulAdd(for_channels_(w, i), state.values[i], inv * sample);
+    }
+  }
+
+  // (forward + backward) * (1 / sum of both weights), truncated.
+  HWY_INLINE void store_mean(const float* forward, const S& backward, uint8_t* pixels) const {
+    const Floats d;
+    V reciprocals[kWeightVectors];
+    for (int i = 0; i < kWeightVectors; ++i) {
+      const V weight = hn::LoadU(d, forward + (S::kValueVectors + i) * kLanes);
+      reciprocals[i] = hn::Set(d, 1.0f) / (weight + backward.weights[i]);
+    }
+    const auto mean = [&](int i) {
+      const V sum = hn::LoadU(d, forward + i * kLanes) + backward.values[i];
+      const V value = sum * for_channels_(reciprocals, i);
+      // Senseless sigmas may give anything: what is no byte becomes 0, on every machine.
+      return truncate_fitting(hn::IfThenElseZero(value < hn::Set(d, 65536.0f), value));
+    };
+    for (int i = 0; i < S::kValueVectors; i += 4) {
+      const hn::CappedTag<uint8_t, 4 * kLanes> d8;
+      if constexpr (S::kValueVectors % 4 == 0) {
+        hn::StoreU(narrow_to_u8(mean(i), mean(i + 1), mean(i + 2), mean(i + 3)), d8,
+                   pixels + i * kLanes);
+      } else {
+        const hn::Half<decltype(d8)> half;
+        const auto low = narrow_to_u8(mean(i), mean(i + 1), mean(i), mean(i + 1));
+        hn::StoreU(hn::LowerHalf(half, low), half, pixels + i * kLanes);
+        i -= 2;
+      }
+    }
+  }
+
+  const Feedback& feedback_;
+  const ForChannels<kChannels> for_channels_;
+  Scratch<float> feedbacks_, forward_;
+};
+
+// The pixels of `count` rows, transposed into the steps of a strip, and back.
+template <int kChannels>
+void to_strip(const uint8_t* rows, size_t row_bytes, int count, int width, uint8_t* strip) {
+  for (int k = 0; k < count; ++k) {
+    const uint8_t* pixel = rows + k * row_bytes;
+    uint8_t* to = strip + k * kChannels;
+    for (int x = 0; x < width; ++x, pixel += kChannels, to += kLines * kChannels) {
+      std::memcpy(to, pixel, kChannels);
     }
   }
 }
-
-constexpr int kTogether = 4;  // lines
-
-// kCount rows from row y on, of packed images.
-template <int kChannels, int kCount>
-void filter_rows(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int width,
-                 uint8_t* copies, float* feedbacks, StoredState<kChannels>* forward) {
-  const size_t row_bytes = static_cast<size_t>(width) * kChannels, copy_bytes = row_bytes + 4;
-  for (int k = 0; k < kCount; ++k) {
-    uint8_t* const copy = copies + k * copy_bytes;
-    std::memcpy(copy, src + k * row_bytes, row_bytes);
-    feedback_row<kChannels>(feedback, copy + kChannels, copy, feedbacks + size_t{1} * k * width + 1,
-                            width - 1);
+template <int kChannels>
+void from_strip(const uint8_t* strip, uint8_t* rows, size_t row_bytes, int count, int width) {
+  for (int k = 0; k < count; ++k) {
+    const uint8_t* from = strip + k * kChannels;
+    uint8_t* pixel = rows + k * row_bytes;
+    for (int x = 0; x < width; ++x, pixel += kChannels, from += kLines * kChannels) {
+      std::memcpy(pixel, from, kChannels);
+    }
   }
-  filter_lines<kChannels, kCount>(
-      width, feedback.sample_weight, forward,
-      [&](int x, int k) { return copies + k * copy_bytes + static_cast<size_t>(x) * kChannels; },
-      [&](int x, int k) { return feedbacks[static_cast<size_t>(k) * width + x]; },
-      [&](int x, int k) { return dst + k * row_bytes + static_cast<size_t>(x) * kChannels; });
-}
-
-// kCount columns, in place in dst; distances are those of the unfiltered source.
-template <int kChannels, int kCount>
-void filter_columns(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int height,
-                    size_t row_bytes, uint8_t* copies, float* feedbacks,
-                    StoredState<kChannels>* forward) {
-  constexpr size_t kCopyBytes = kCount * kChannels + 4;
-  for (int y = 0; y < height; ++y) {
-    std::memcpy(copies + y * kCopyBytes, dst + y * row_bytes, kCount * kChannels);
-    if (y == 0) continue;
-    feedback_row<kChannels>(feedback, src + y * row_bytes, src + (y - 1) * row_bytes,
-                            feedbacks + static_cast<size_t>(y) * kCount, kCount);
-  }
-  filter_lines<kChannels, kCount>(
-      height, feedback.sample_weight, forward,
-      [&](int y, int k) { return copies + y * kCopyBytes + static_cast<size_t>(k) * kChannels; },
-      [&](int y, int k) { return feedbacks[static_cast<size_t>(y) * kCount + k]; },
-      [&](int y, int k) { return dst + y * row_bytes + static_cast<size_t>(k) * kChannels; });
 }
 
 template <int kChannels>
 void filter_image(const Feedback& feedback, const uint8_t* src, uint8_t* dst, int width,
                   int height) {
+  using Filter = StripFilter<kChannels>;
   const size_t row_bytes = static_cast<size_t>(width) * kChannels;
-  const size_t longest = std::max(width, height);
-  Scratch<uint8_t> copies(longest, size_t{kTogether} * kChannels + 4 * kTogether);
-  Scratch<float> feedbacks(longest, kTogether);
-  Scratch<StoredState<kChannels>> forward(longest, kTogether);
-  std::memset(copies.get(), 0, longest * (size_t{kTogether} * kChannels + 4 * kTogether));
-
-  int y = 0;
-  for (; y + kTogether <= height; y += kTogether) {
-    filter_rows<kChannels, kTogether>(feedback, src + y * row_bytes, dst + y * row_bytes, width,
-                                      copies.get(), feedbacks.get(), forward.get());
-  }
-  for (; y < height; ++y) {
-    filter_rows<kChannels, 1>(feedback, src + y * row_bytes, dst + y * row_bytes, width,
-                              copies.get(), feedbacks.get(), forward.get());
+  const int longest = std::max(width, height);
+  Filter filter(feedback, longest);
+  Scratch<uint8_t> source(longest, Filter::kStepBytes), filtered(longest, Filter::kStepBytes);
+  std::memset(source.get(), 0, longest * Filter::kStepBytes);
+  for (int y = 0; y < height; y += kLines) {
+    const int count = std::min(kLines, height - y);
+    to_strip<kChannels>(src + y * row_bytes, row_bytes, count, width, source.get());
+    std::memcpy(filtered.get(), source.get(), width * Filter::kStepBytes);
+    filter.run(source.get(), Filter::kStepBytes, filtered.get(), Filter::kStepBytes, width);
+    from_strip<kChannels>(filtered.get(), dst + y * row_bytes, row_bytes, count, width);
   }
   int x = 0;
-  for (; x + kTogether <= width; x += kTogether) {
-    filter_columns<kChannels, kTogether>(feedback, src + x * kChannels, dst + x * kChannels, height,
-                                         row_bytes, copies.get(), feedbacks.get(), forward.get());
+  for (; x + kLines <= width; x += kLines) {
+    filter.run(src + x * kChannels, row_bytes, dst + x * kChannels, row_bytes, height);
   }
-  for (; x < width; ++x) {
-    filter_columns<kChannels, 1>(feedback, src + x * kChannels, dst + x * kChannels, height,
-                                 row_bytes, copies.get(), feedbacks.get(), forward.get());
+  if (x == width) return;
+  // The last columns, in strips of full width.
+  const size_t rest = row_bytes - static_cast<size_t>(x) * kChannels;
+  for (int y = 0; y < height; ++y) {
+    std::memcpy(&source[y * Filter::kStepBytes], src + (y + 1) * row_bytes - rest, rest);
+    std::memcpy(&filtered[y * Filter::kStepBytes], dst + (y + 1) * row_bytes - rest, rest);
+  }
+  filter.run(source.get(), Filter::kStepBytes, filtered.get(), Filter::kStepBytes, height);
+  for (int y = 0; y < height; ++y) {
+    std::memcpy(dst + (y + 1) * row_bytes - rest, &filtered[y * Filter::kStepBytes], rest);
   }
 }
 
