@@ -44,16 +44,16 @@ using V = hn::Vec<Floats>;
 template <int kChannels>
 HWY_INLINE void distances(const uint8_t* a, const uint8_t* b, uint8_t* out) {
   const Block<uint8_t> d;
-  hn::Vec<Block<uint8_t>> a_channels[4], b_channels[4];
-  load_pixels<kChannels>(d, a, a_channels);
-  load_pixels<kChannels>(d, b, b_channels);
-  const auto difference = [&](int c) {
-    return hn::Max(a_channels[c], b_channels[c]) - hn::Min(a_channels[c], b_channels[c]);
-  };
-  if constexpr (kChannels == 1) {
-    hn::StoreU(difference(0), d, out);
-  } else {
-    const auto d0 = difference(0), d1 = difference(1), d2 = difference(2);
+  uint8_t of_samples[kLines * kChannels];
+  for (int i = 0; i < kLines * kChannels; i += kLines) {
+    const auto a_samples = hn::LoadU(d, a + i), b_samples = hn::LoadU(d, b + i);
+    const auto difference = hn::Max(a_samples, b_samples) - hn::Min(a_samples, b_samples);
+    hn::StoreU(difference, d, kChannels == 1 ? out : of_samples + i);
+  }
+  if constexpr (kChannels > 1) {
+    hn::Vec<Block<uint8_t>> channels[4];
+    load_pixels<kChannels>(d, of_samples, channels);
+    const auto d0 = channels[0], d1 = channels[1], d2 = channels[2];
     // (d0 + d2) >> 2 without the ninth bit: the average rounds up where the sum is odd.
     const auto half = hn::AverageRound(d0, d2) - hn::And(hn::Xor(d0, d2), hn::Set(d, 1));
     const auto shift = [&](auto v) {
@@ -198,25 +198,30 @@ class StripFilter {
   Scratch<float> feedbacks_, forward_;
 };
 
+// Copies `count` pixels from `from` to `to`, whose pixels are `from_step` and `to_step` bytes
+// apart. But for the last one they go as four bytes: those too many are overwritten by what comes
+// next.
+template <int kChannels>
+HWY_INLINE void copy_pixels(const uint8_t* from, size_t from_step, uint8_t* to, size_t to_step,
+                            int count) {
+  constexpr int kBytes = kChannels == 3 ? 4 : kChannels;
+  for (int i = 0; i + 1 < count; ++i, from += from_step, to += to_step) {
+    std::memcpy(to, from, kBytes);
+  }
+  std::memcpy(to, from, kChannels);
+}
+
 // The pixels of `count` rows, transposed into the steps of a strip, and back.
 template <int kChannels>
 void to_strip(const uint8_t* rows, size_t row_bytes, int count, int width, uint8_t* strip) {
-  for (int k = 0; k < count; ++k) {
-    const uint8_t* pixel = rows + k * row_bytes;
-    uint8_t* to = strip + k * kChannels;
-    for (int x = 0; x < width; ++x, pixel += kChannels, to += kLines * kChannels) {
-      std::memcpy(to, pixel, kChannels);
-    }
+  for (int x = 0; x < width; ++x, rows += kChannels, strip += kLines * kChannels) {
+    copy_pixels<kChannels>(rows, row_bytes, strip, kChannels, count);
   }
 }
 template <int kChannels>
 void from_strip(const uint8_t* strip, uint8_t* rows, size_t row_bytes, int count, int width) {
-  for (int k = 0; k < count; ++k) {
-    const uint8_t* from = strip + k * kChannels;
-    uint8_t* pixel = rows + k * row_bytes;
-    for (int x = 0; x < width; ++x, pixel += kChannels, from += kLines * kChannels) {
-      std::memcpy(pixel, from, kChannels);
-    }
+  for (int k = 0; k < count; ++k, rows += row_bytes, strip += kChannels) {
+    copy_pixels<kChannels>(strip, kLines * kChannels, rows, kChannels, width);
   }
 }
 
