@@ -11,142 +11,143 @@ namespace {
 
 using namespace detail;
 
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
-using Floats = Full<float>;
+using D8 = Full<uint8_t>;
+using D16 = hn::Repartition<int16_t, D8>;
+using D32 = hn::Repartition<int32_t, D8>;
+using Floats = hn::Repartition<float, D8>;
+using Bytes = hn::Vec<D8>;
+using Words = hn::Vec<D16>;
+using Ints = hn::Vec<D32>;
 using V = hn::Vec<Floats>;
+constexpr int kLanes = static_cast<int>(hn::MaxLanes(D8()));
+
+// Lanes widen in halves of their blocks: kHalf 0 or 1.
+template <int kHalf, class Narrow>
+HWY_INLINE auto interleave(Narrow a, Narrow b) {
+  if constexpr (kHalf == 0) return hn::InterleaveLower(a, b);
+  return hn::InterleaveUpper(hn::DFromV<Narrow>(), a, b);
+}
+template <int kHalf>
+HWY_INLINE Words words(Bytes bytes) {
+  return hn::BitCast(D16(), interleave<kHalf>(bytes, hn::Zero(D8())));
+}
+template <int kHalf>
+HWY_INLINE V floats(Words words) {
+  const Ints twice = hn::BitCast(D32(), interleave<kHalf>(words, words));
+  return hn::ConvertTo(Floats(), hn::ShiftRight<16>(twice));
+}
+template <int kHalf>
+HWY_INLINE V floats_of_bytes(Words words) {
+  return hn::ConvertTo(Floats(), hn::BitCast(D32(), interleave<kHalf>(words, hn::Zero(D16()))));
+}
+// All lanes of `bytes` as four vectors of floats.
+HWY_INLINE void to_floats(Bytes bytes, V (&out)[4]) {
+  const Words low = words<0>(bytes), high = words<1>(bytes);
+  out[0] = floats_of_bytes<0>(low), out[1] = floats_of_bytes<1>(low);
+  out[2] = floats_of_bytes<0>(high), out[3] = floats_of_bytes<1>(high);
+}
+HWY_INLINE Bytes to_bytes(const Ints (&parts)[4]) {
+  return narrow_to_u8_blocks(narrow_to_i16_blocks(parts[0], parts[1]),
+                             narrow_to_i16_blocks(parts[2], parts[3]));
+}
 
 // Saturation and hue in 12-bit fixed point:
 //
 //   s = (2048 + d * (255 * 4096 / v)) >> 12,   h = (2048 + n * (4096 * 128 / (3 d))) >> 12,
 //
 // where v is the largest colour, d the span of the three and n the raw hue in units of d. Both
-// quotients are truncated to integers. Single precision gives these integers: a quotient a / b that
-// is no integer is at least 1 / b away from one, and its rounding error is below a / b / 2^24,
-// which is less as long as a < 2^24. Products and sums stay below 2^24, too, and are exact.
-HWY_INLINE V fixed_ratio(V numerator, V count, V denominator) {
+// quotients a / b are truncated to integers. (a + 0.5) / b is at least 1 / 2b away from the next
+// integers, and differs from its product with reciprocal(b) by less than a / b / 2^21, which is
+// less as a < 2^20. Products and sums stay below 2^24: single precision holds them.
+HWY_INLINE Ints fixed_ratio(float numerator, V count, V reciprocal) {
   const Floats d;
-  // A denominator of 0 comes with a count of 0.
-  const auto quotient =
-      hn::ConvertTo(d, truncate_fitting(numerator / hn::Max(denominator, hn::Set(d, 1.0f))));
-  return count * quotient + hn::Set(d, 2048.0f);
-}
-HWY_INLINE auto saturation(V span, V value) {
-  const Floats d;
-  return hn::ShiftRight<12>(
-      truncate_fitting(fixed_ratio(hn::Set(d, 255.0f * 4096.0f), span, value)));
-}
-// Negative hues wrap to the low 8 bits.
-HWY_INLINE auto hue(V raw, V span) {
-  const Floats d;
-  const hn::Rebind<int32_t, Floats> d32;
-  const auto fixed = fixed_ratio(hn::Set(d, 4096.0f * 128.0f), raw, span * hn::Set(d, 3.0f));
-  return hn::And(hn::ShiftRight<12>(truncate_fitting(fixed)), hn::Set(d32, 255));
+  const V quotient = hn::Trunc(hn::Set(d, numerator) * reciprocal);
+  return hn::ShiftRight<12>(truncate_fitting(hn::MulAdd(count, quotient, hn::Set(d, 2048.0f))));
 }
 
-// kLanes pixels as three rows of bytes.
-struct Pixels {
-  alignas(64) uint8_t channel[3][kLanes];
+// n of half of the pixels: in this order, with equal colours the first one decides.
+template <int kHalf>
+HWY_INLINE Words raw_hue(Bytes r8, Bytes g8, Bytes b8, Bytes value8, Bytes span8) {
+  const Words r = words<kHalf>(r8), g = words<kHalf>(g8), b = words<kHalf>(b8),
+              value = words<kHalf>(value8), span = words<kHalf>(span8);
+  const Words span2 = span + span;
+  return hn::IfThenElse(value == r, g - b,
+                        hn::IfThenElse(value == g, b - r + span2, r - g + span2 + span2));
+}
 
-  HWY_INLINE V floats(int k, int from) const {
-    const hn::Rebind<uint8_t, Floats> d8;
-    const hn::Rebind<int32_t, Floats> d32;
-    return hn::ConvertTo(Floats(), hn::PromoteTo(d32, hn::Load(d8, channel[k] + from)));
-  }
-};
-
-// Calls `convert` for as many pixels as a vector of floats has lanes, four times; it gives three
-// vectors of integers, which become bytes.
-template <class Convert>
-HWY_INLINE void convert_quarters(const Pixels& in, uint8_t* out, Convert convert) {
-  const Full<uint8_t> d8;
-  using V32 = hn::Vec<hn::Rebind<int32_t, Floats>>;
-  V32 parts[3][4];
+HWY_INLINE void to_hsv(const Bytes (&in)[4], Bytes (&out)[4]) {
+  const Bytes r = in[0], g = in[1], b = in[2], one = hn::Set(D8(), 1);
+  const Bytes value = hn::Max(hn::Max(r, g), b), span = value - hn::Min(hn::Min(r, g), b);
+  // A divisor of 0 comes with a count of 0.
+  V counts[4], spans[4], values[4];
+  to_floats(span, counts);
+  to_floats(hn::Max(span, one), spans);
+  to_floats(hn::Max(value, one), values);
+  const Words raw[2] = {raw_hue<0>(r, g, b, value, span), raw_hue<1>(r, g, b, value, span)};
+  const V hues[4] = {floats<0>(raw[0]), floats<1>(raw[0]), floats<0>(raw[1]), floats<1>(raw[1])};
+  Ints h[4], s[4];
   for (int i = 0; i < 4; ++i) {
-    V32 result[3];
-    convert(in, i * kLanes / 4, result);
-    for (int k = 0; k < 3; ++k) parts[k][i] = result[k];
+    // Negative hues wrap to the low 8 bits.
+    h[i] = hn::And(fixed_ratio((4096 * 128 + 0.5f) / 3, hues[i], reciprocal(spans[i])),
+                   hn::Set(D32(), 255));
+    s[i] = fixed_ratio(255 * 4096 + 0.5f, counts[i], reciprocal(values[i]));
   }
-  const auto bytes = [&](int k) {
-    return narrow_to_u8(parts[k][0], parts[k][1], parts[k][2], parts[k][3]);
-  };
-  hn::StoreInterleaved3(bytes(0), bytes(1), bytes(2), d8, out);
+  out[0] = to_bytes(h), out[1] = to_bytes(s), out[2] = value;
 }
 
-template <class V32>
-HWY_INLINE void to_hsv(const Pixels& in, int from, V32 (&out)[3]) {
+// The sector of the circle is 6 h / 256, and what is left of that the position f in it.
+HWY_INLINE void to_rgb(const Bytes (&in)[4], Bytes (&out)[4]) {
   const Floats d;
-  const V r = in.floats(0, from), g = in.floats(1, from), b = in.floats(2, from);
-  const V value = hn::Max(hn::Max(r, g), b), span = value - hn::Min(hn::Min(r, g), b);
-  // In this order: with equal colours the first one decides.
-  const V raw = hn::IfThenElse(
-      value == r, g - b,
-      hn::IfThenElse(value == g, b - r + span + span, r - g + span * hn::Set(d, 4.0f)));
-  out[0] = hue(raw, span);
-  out[1] = saturation(span, value);
-  out[2] = truncate_fitting(value);
-}
-
-template <class V32>
-HWY_INLINE void to_rgb(const Pixels& in, int from, V32 (&out)[3]) {
-  const Floats d;
-  const auto scale = hn::Set(d, kInverse255);
-  const V s = in.floats(1, from) * scale, v = in.floats(2, from) * scale;
-  const V angle = in.floats(0, from) * hn::Set(d, 6.0f / 256.0f);  // exact, and below 6
-  const V sector = hn::Floor(angle), f = angle - sector;
-  // Without saturation all of them are v.
-  const V p = hn::NegMulAdd(s, v, v), q = hn::NegMulAdd(f * s, v, v),
-          t = hn::MulAdd(f * s - s, v, v);
-  const auto is = [&](float number) { return sector == hn::Set(d, number); };
-  const auto pick = [&](V at0, V at1, V at2, V at3, V at4, V at5) {
-    return hn::IfThenElse(
-        is(0), at0,
-        hn::IfThenElse(
-            is(1), at1,
-            hn::IfThenElse(is(2), at2,
-                           hn::IfThenElse(is(3), at3, hn::IfThenElse(is(4), at4, at5)))));
-  };
+  const Bytes h = in[0], value = in[2], h2 = h + h;
+  V fs[4], ss[4], vs[4];
+  to_floats(h2 + h2 + h2, fs);
+  to_floats(in[1], ss);
+  to_floats(value, vs);
+  Ints p32[4], q32[4], t32[4];
   const auto byte = [&](V component) { return truncate_fitting(component * hn::Set(d, 255.0f)); };
-  out[0] = byte(pick(v, q, p, p, t, v));
-  out[1] = byte(pick(t, v, v, q, p, p));
-  out[2] = byte(pick(p, p, t, v, v, q));
-}
-
-void load(const uint8_t* src, int channels, Pixels& pixels) {
-  const Full<uint8_t> d8;
-  hn::Vec<decltype(d8)> v[4];
-  if (channels == 3) {
-    hn::LoadInterleaved3(d8, src, v[0], v[1], v[2]);
-  } else {
-    hn::LoadInterleaved4(d8, src, v[0], v[1], v[2], v[3]);
+  for (int i = 0; i < 4; ++i) {
+    const V s = ss[i] * hn::Set(d, kInverse255), v = vs[i] * hn::Set(d, kInverse255);
+    const V f_s = fs[i] * hn::Set(d, 1.0f / 256) * s;
+    p32[i] = byte(hn::NegMulAdd(s, v, v));
+    q32[i] = byte(hn::NegMulAdd(f_s, v, v));
+    t32[i] = byte(hn::MulAdd(f_s - s, v, v));
   }
-  for (int k = 0; k < 3; ++k) hn::Store(v[k], d8, pixels.channel[k]);
+  // Without saturation all of them are v, and v itself comes back as it was.
+  const Bytes p = to_bytes(p32), q = to_bytes(q32), t = to_bytes(t32), v = value;
+  const auto until = [&](int sector, Bytes here, Bytes beyond) {
+    const auto last = static_cast<uint8_t>((256 * (sector + 1) - 1) / 6);
+    return hn::IfThenElse(hn::Min(h, hn::Set(D8(), last)) == h, here, beyond);
+  };
+  out[0] = until(0, v, until(1, q, until(3, p, until(4, t, v))));
+  out[1] = until(0, t, until(2, v, until(3, q, p)));
+  out[2] = until(1, p, until(2, t, until(4, v, q)));
 }
 
-// The first three bytes of each of `count` pixels.
-void load_some(const uint8_t* src, int channels, int count, Pixels& pixels) {
-  for (int i = 0; i < count; ++i) {
-    for (int k = 0; k < 3; ++k) pixels.channel[k][i] = src[static_cast<size_t>(i) * channels + k];
-  }
-}
-
-// Converts packed pixels of `channels` bytes into packed pixels of three.
+// Converts packed pixels of `channels` bytes, of which the first three count, into packed pixels of
+// three.
 template <class Convert>
 void convert_packed(const uint8_t* src, int channels, uint8_t* dst, size_t count, Convert convert) {
-  Pixels pixels{};
+  const D8 d8;
+  Bytes in[4], out[4];
   size_t i = 0;
-  for (; i + kLanes <= count; i += kLanes, src += static_cast<size_t>(channels) * kLanes) {
-    if (channels == 3 || channels == 4) {
-      load(src, channels, pixels);
+  for (; i + kLanes <= count && channels <= 4; i += kLanes) {
+    if (channels == 3) {
+      load_pixels<3>(d8, src + 3 * i, in);
     } else {
-      load_some(src, channels, kLanes, pixels);
+      load_pixels<4>(d8, src + 4 * i, in);
     }
-    convert_quarters(pixels, dst + 3 * i, convert);
+    convert(in, out);
+    store_pixels<3>(d8, out, dst + 3 * i);
   }
-  if (i < count) {
-    load_some(src, channels, static_cast<int>(count - i), pixels);
-    uint8_t last[3 * kLanes];
-    convert_quarters(pixels, last, convert);
-    std::memcpy(dst + 3 * i, last, 3 * (count - i));
+  // The last pixels, and those with more channels, by way of a buffer.
+  for (; i < count; i += kLanes) {
+    const size_t part = std::min<size_t>(kLanes, count - i);
+    uint8_t pixels[3 * kLanes] = {};
+    for (size_t k = 0; k < part; ++k) std::memcpy(pixels + 3 * k, src + (i + k) * channels, 3);
+    load_pixels<3>(d8, pixels, in);
+    convert(in, out);
+    store_pixels<3>(d8, out, pixels);
+    std::memcpy(dst + 3 * i, pixels, 3 * part);
   }
 }
 
@@ -160,12 +161,12 @@ size_t pixel_count(const ImageData& image) {
 void rgba2hsv(const ImageData& src, ImageData& dst) {
   if (src.channels < 3) return;
   convert_packed(src.data, src.channels, dst.data, pixel_count(src),
-                 [](const Pixels& in, int from, auto& out) { to_hsv(in, from, out); });
+                 [](const auto& in, auto& out) { to_hsv(in, out); });
 }
 
 void hsv2rgb(const ImageData& src, ImageData& dst) {
   convert_packed(src.data, 3, dst.data, pixel_count(src),
-                 [](const Pixels& in, int from, auto& out) { to_rgb(in, from, out); });
+                 [](const auto& in, auto& out) { to_rgb(in, out); });
 }
 
 }  // namespace KelvraCV

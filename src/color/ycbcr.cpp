@@ -83,11 +83,11 @@ struct Interleaved {
   void set(int x, int k, uint8_t value) const { samples[3 * x + k] = value; }
   template <class D>
   HWY_INLINE void load(D d8, int x, hn::Vec<D> (&v)[3]) const {
-    hn::LoadInterleaved3(d8, samples + 3 * x, v[0], v[1], v[2]);
+    load_pixels<3>(d8, samples + 3 * x, v);
   }
   template <class D>
   HWY_INLINE void store(D d8, const hn::Vec<D> (&v)[3], int x) const {
-    hn::StoreInterleaved3(v[0], v[1], v[2], d8, samples + 3 * x);
+    store_pixels<3>(d8, v, samples + 3 * x);
   }
   bool overlaps(const uint8_t* other, size_t bytes, int width) const {
     return overlap(samples, size_t{3} * width, other, bytes);

@@ -39,6 +39,19 @@ HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
   }
 }
 
+// Stores the 16 bytes of block b to `to + b * step`.
+template <class D>
+HWY_INLINE void store_blocks(D d, hn::Vec<D> v, uint8_t* to, size_t step) {
+  if constexpr (hn::MaxLanes(d) == 32) {
+    const hn::Half<D> half;
+    hn::StoreU(hn::LowerHalf(half, v), half, to);
+    hn::StoreU(hn::UpperHalf(half, v), half, to + step);
+  } else {
+    (void)step;
+    hn::StoreU(v, d, to);
+  }
+}
+
 // Sums of products of neighbouring lanes: a[0] b[0] + a[1] b[1], a[2] b[2] + a[3] b[3], …
 template <class D32, class V16>
 HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
@@ -114,6 +127,17 @@ HWY_INLINE auto truncate_fitting(VF v) {
 #endif
 }
 
+// 1 / v with a relative error below 2^-22, from the machine's estimate and steps after Newton. The
+// bits differ between machines.
+template <class VF>
+HWY_INLINE VF reciprocal(VF v) {
+  const hn::DFromV<VF> d;
+  const auto two = hn::Set(d, 2.0f);
+  VF r = hn::ApproximateReciprocal(v);
+  if constexpr (!HWY_ARCH_X86) r = r * hn::NegMulAdd(v, r, two);  // 8 bits there, 12 here
+  return r * hn::NegMulAdd(v, r, two);
+}
+
 // A vector whose block b has `values[b]` in all of its lanes.
 template <class D32>
 HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
@@ -125,24 +149,73 @@ HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
   }
 }
 
+// Three channels in blocks of 48 bytes. Byte j of the block's part p belongs to channel (j + p) %
+// 3, so that two blends gather a channel's 16 bytes and a shuffle brings them in order, or the
+// other way round. arm64 has instructions for it.
+struct Interleaving3 {
+  alignas(16) uint8_t of_class[3][16] = {}, to_lane[3][16] = {}, to_byte[3][16] = {};
+
+  constexpr Interleaving3() {
+    for (int k = 0; k < 3; ++k) {
+      for (int i = 0; i < 16; ++i) {
+        of_class[k][i] = i % 3 == k ? 255 : 0;
+        const int byte = (3 * i + k) % 16;
+        to_lane[k][i] = static_cast<uint8_t>(byte);
+        to_byte[k][byte] = static_cast<uint8_t>(i);
+      }
+    }
+  }
+};
+inline constexpr Interleaving3 kInterleaving3;
+
+// From the vectors of classes 0, 1 and 2 the lanes of their class.
+template <class D, class V>
+HWY_INLINE V blend_classes(D d, V class0, V class1, V class2) {
+  const auto is = [&](int k) {
+    return hn::MaskFromVec(hn::LoadDup128(d, kInterleaving3.of_class[k]));
+  };
+  return hn::IfThenElse(is(0), class0, hn::IfThenElse(is(1), class1, class2));
+}
+
 // As many pixels as a vector has lanes, a vector for each channel.
 template <int kChannels, class D>
-HWY_INLINE void load_pixels(D d8, const uint8_t* from, hn::Vec<D> (&channels)[4]) {
+HWY_INLINE void load_pixels(D d8, const uint8_t* from, hn::Vec<D>* channels) {
   if constexpr (kChannels == 1) channels[0] = hn::LoadU(d8, from);
   if constexpr (kChannels == 2) hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
   if constexpr (kChannels == 3) {
+#if HWY_ARCH_X86
+    const auto a = load_blocks(d8, from, 48), b = load_blocks(d8, from + 16, 48),
+               c = load_blocks(d8, from + 32, 48);
+    const auto in_order = [&](int k, auto v) {
+      return hn::TableLookupBytes(v, hn::LoadDup128(d8, kInterleaving3.to_lane[k]));
+    };
+    channels[0] = in_order(0, blend_classes(d8, a, c, b));
+    channels[1] = in_order(1, blend_classes(d8, b, a, c));
+    channels[2] = in_order(2, blend_classes(d8, c, b, a));
+#else
     hn::LoadInterleaved3(d8, from, channels[0], channels[1], channels[2]);
+#endif
   }
   if constexpr (kChannels == 4) {
     hn::LoadInterleaved4(d8, from, channels[0], channels[1], channels[2], channels[3]);
   }
 }
 template <int kChannels, class D>
-HWY_INLINE void store_pixels(D d8, const hn::Vec<D> (&channels)[4], uint8_t* to) {
+HWY_INLINE void store_pixels(D d8, const hn::Vec<D>* channels, uint8_t* to) {
   if constexpr (kChannels == 1) hn::StoreU(channels[0], d8, to);
   if constexpr (kChannels == 2) hn::StoreInterleaved2(channels[0], channels[1], d8, to);
   if constexpr (kChannels == 3) {
+#if HWY_ARCH_X86
+    const auto spread = [&](int k) {
+      return hn::TableLookupBytes(channels[k], hn::LoadDup128(d8, kInterleaving3.to_byte[k]));
+    };
+    const auto v0 = spread(0), v1 = spread(1), v2 = spread(2);
+    store_blocks(d8, blend_classes(d8, v0, v1, v2), to, 48);
+    store_blocks(d8, blend_classes(d8, v1, v2, v0), to + 16, 48);
+    store_blocks(d8, blend_classes(d8, v2, v0, v1), to + 32, 48);
+#else
     hn::StoreInterleaved3(channels[0], channels[1], channels[2], d8, to);
+#endif
   }
   if constexpr (kChannels == 4) {
     hn::StoreInterleaved4(channels[0], channels[1], channels[2], channels[3], d8, to);
