@@ -39,55 +39,123 @@ void convert_pixel(const uint8_t* rgb, uint8_t* lab) {
 
 using D = Full<float>;
 using V = hn::Vec<D>;
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
+constexpr int kFloats = static_cast<int>(hn::MaxLanes(D()));
+constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
 
-// The cube root of 0.008856 < t < 1.1 within 4e-7 of itself: a third of the exponent, by way of the
-// number's bits, and two steps of Halley's method, each of which triples the right digits.
+// What each byte of each colour adds to X, Y and Z: with the roundings of convert_pixel().
+struct Parts {
+  alignas(16) float of[3][256][4] = {};
+
+  constexpr Parts() {
+    for (int k = 0; k < 3; ++k) {
+      for (int i = 0; i < 256; ++i) {
+        of[k][i][0] = kX[k] * kLinearLight[i];
+        of[k][i][1] = kY[k] * kLinearLight[i];
+        of[k][i][2] = kZ[k] * kLinearLight[i];
+      }
+    }
+  }
+};
+constexpr Parts kParts;
+
+// The cube root of 2^-7 <= t < 2 within 2e-7 of itself: that of the mantissa m by a polynomial in
+// m - 1.5, wrong by 4e-8, times that of the power of two. The polynomial goes through the cube root
+// at the eight Chebyshev nodes.
 HWY_INLINE V cube_root(V t) {
   const D d;
   const hn::Rebind<int32_t, D> d32;
-  const auto bits = hn::ConvertTo(d, hn::BitCast(d32, t));
-  V root = hn::BitCast(d, truncate_fitting(bits * hn::Set(d, 1.0f / 3) + hn::Set(d, 709921077.0f)));
-  for (int i = 0; i < 2; ++i) {
-    const V cube = root * root * root;
-    root = root - root * (cube - t) / (cube + cube + t);
+  alignas(32) static constexpr float kPowers[8] = {
+      0.19842513f, 0.25f, 0.31498026f, 0.39685026f, 0.5f, 0.62996052f, 0.79370053f, 1.0f};
+  const auto bits = hn::BitCast(d32, t);
+  const auto mantissa = hn::Or(hn::And(bits, hn::Set(d32, 0x7fffff)), hn::Set(d32, 0x3f800000));
+  const V u = hn::BitCast(d, mantissa) - hn::Set(d, 1.5f);
+  V root = hn::Set(d, 0.0014999375f);
+  for (const float coefficient : {-0.0027568924f, 0.0045124321f, -0.0092407561f, 0.020938569f,
+                                  -0.056532366f, 0.25438093f, 1.1447143f}) {
+    root = hn::MulAdd(root, u, hn::Set(d, coefficient));
   }
-  return root;
+  return root * look_up8(d, kPowers, hn::ShiftRight<23>(bits));
 }
 
-// A vector of pixels. `lab` gets its bytes; false if a value is so close to a whole number that the
-// rounding of the cube roots could decide which byte it is.
+// A value this close to a whole number may become another byte with the C library's cube roots.
 //
-// The cube roots and those of the C library are within 4e-7 + 1e-7 of each other, as are the f's,
-// which are below 1.04. So L is within 3e-4 of what it would be with them, and a within 6e-4, its
-// own roundings included; kDoubt is more.
-constexpr float kDoubt = 1e-3f;
+// Those are within 1.2e-7 of the true ones, so that both are within 3.2e-7 of each other, and f is
+// below 1.01: L within 1e-4 and its roundings 6e-5, a within 3.3e-4 and 6e-5, b within less.
+constexpr float kDoubt = 4e-4f;
 
-HWY_INLINE bool convert_vector(const float (&light)[3][kLanes], int32_t (&lab)[3][kLanes]) {
+// The bytes of a vector of pixels as integers, not yet clamped, from their X, Y and Z; the bits of
+// those in doubt are set in what it returns.
+HWY_INLINE unsigned convert_vector(const float* xyz, hn::Vec<hn::Rebind<int32_t, D>> (&lab)[3]) {
   const D d;
-  const hn::Rebind<int32_t, D> d32;
-  const V r = hn::Load(d, light[0]), g = hn::Load(d, light[1]), b = hn::Load(d, light[2]);
-  const auto sum = [&](const float(&row)[3]) {
-    return hn::Set(d, row[0]) * r + hn::Set(d, row[1]) * g + hn::Set(d, row[2]) * b;
-  };
+  V x, y, z, unused;
+  hn::LoadInterleaved4(d, xyz, x, y, z, unused);
   const auto f = [&](V t, V unscaled, float slope) {
     return hn::IfThenElse(t > hn::Set(d, kLimit), cube_root(t),
                           unscaled * hn::Set(d, slope) + hn::Set(d, kOffset));
   };
-  const V x = sum(kX), y = sum(kY), z = sum(kZ);
   const V fx = f(x * hn::Set(d, kXScale), x, kXSlope), fy = f(y, y, kYSlope),
           fz = f(z * hn::Set(d, kZScale), z, kZSlope);
   const V values[3] = {hn::Set(d, 295.8f) * fy - hn::Set(d, 40.8f),
                        hn::Set(d, 500.0f) * (fx - fy) + hn::Set(d, 128.0f),
                        hn::Set(d, 200.0f) * (fy - fz) + hn::Set(d, 128.0f)};
-  auto is_doubtful = hn::FirstN(d, 0);
+  V least = hn::Set(d, 1.0f);
   for (int k = 0; k < 3; ++k) {
-    const V limited = hn::Min(hn::Max(values[k], hn::Zero(d)), hn::Set(d, 255.0f));
-    hn::Store(truncate_fitting(limited), d32, lab[k]);
-    const V distance = hn::Abs(values[k] - hn::Round(values[k]));
-    is_doubtful = hn::Or(is_doubtful, distance < hn::Set(d, kDoubt));
+    lab[k] = truncate_fitting(values[k]);
+    least = hn::Min(least, hn::Abs(values[k] - hn::Round(values[k])));
   }
-  return hn::AllFalse(d, is_doubtful);
+  uint8_t doubtful = 0;
+  hn::StoreMaskBits(d, least < hn::Set(d, kDoubt), &doubtful);
+  return doubtful;
+}
+
+// The latest pixels in doubt. Grays are always in doubt, as their a and b are very nearly 128.
+class Recent {
+ public:
+  void convert(const uint8_t* rgb, uint8_t* lab) {
+    Entry& entry = entries_[rgb[1]];
+    if (!entry.is_used || std::memcmp(entry.rgb, rgb, 3) != 0) {
+      std::memcpy(entry.rgb, rgb, 3);
+      convert_pixel(rgb, entry.lab);
+      entry.is_used = true;
+    }
+    std::memcpy(lab, entry.lab, 3);
+  }
+
+ private:
+  struct Entry {
+    uint8_t rgb[3], lab[3];
+    bool is_used;
+  };
+  Entry entries_[256] = {};
+};
+
+// kLanes pixels; `lab` may be `rgb`.
+void convert_block(const uint8_t* rgb, uint8_t* lab, Recent& recent) {
+  const Block<float> block;
+  alignas(64) float xyz[kLanes][4];
+  for (int i = 0; i < kLanes; ++i) {
+    const uint8_t* const pixel = rgb + 3 * i;
+    const auto sum = hn::Load(block, kParts.of[0][pixel[0]]) +
+                     hn::Load(block, kParts.of[1][pixel[1]]) +
+                     hn::Load(block, kParts.of[2][pixel[2]]);
+    hn::Store(sum, block, xyz[i]);
+  }
+  hn::Vec<hn::Rebind<int32_t, D>> parts[4][3];
+  uint32_t doubtful = 0;
+  for (int i = 0; i < 4; ++i) {
+    doubtful |= convert_vector(xyz[i * kFloats], parts[i]) << (i * kFloats);
+  }
+  hn::Vec<Full<uint8_t>> channels[3];
+  for (int k = 0; k < 3; ++k) {
+    channels[k] = narrow_to_u8(parts[0][k], parts[1][k], parts[2][k], parts[3][k]);
+  }
+  uint8_t bytes[3 * kLanes];
+  store_pixels<3>(Full<uint8_t>(), channels, bytes);
+  for (; doubtful != 0; doubtful &= doubtful - 1) {
+    const size_t i = hwy::Num0BitsBelowLS1Bit_Nonzero32(doubtful);
+    recent.convert(rgb + 3 * i, bytes + 3 * i);
+  }
+  std::memcpy(lab, bytes, sizeof bytes);
 }
 
 }  // namespace
@@ -95,23 +163,9 @@ HWY_INLINE bool convert_vector(const float (&light)[3][kLanes], int32_t (&lab)[3
 void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height) {
   if (width < 1 || height < 1) return;
   const size_t count = static_cast<size_t>(width) * height;
+  Recent recent;
   size_t i = 0;
-  for (; i + kLanes <= count; i += kLanes) {
-    const uint8_t* const rgb = src + 3 * i;
-    uint8_t* const out = dst + 3 * i;
-    alignas(64) float light[3][kLanes];
-    alignas(64) int32_t lab[3][kLanes];
-    for (int p = 0; p < kLanes; ++p) {
-      for (int k = 0; k < 3; ++k) light[k][p] = kLinearLight[rgb[3 * p + k]];
-    }
-    const bool is_certain = convert_vector(light, lab);
-    uint8_t bytes[3 * kLanes];
-    for (int p = 0; p < kLanes; ++p) {
-      for (int k = 0; k < 3; ++k) bytes[3 * p + k] = static_cast<uint8_t>(lab[k][p]);
-      if (!is_certain) convert_pixel(rgb + 3 * p, bytes + 3 * p);
-    }
-    std::memcpy(out, bytes, sizeof bytes);
-  }
+  for (; i + kLanes <= count; i += kLanes) convert_block(src + 3 * i, dst + 3 * i, recent);
   for (; i < count; ++i) {
     uint8_t lab[3];
     convert_pixel(src + 3 * i, lab);

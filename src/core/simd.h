@@ -138,6 +138,22 @@ HWY_INLINE VF reciprocal(VF v) {
   return r * hn::NegMulAdd(v, r, two);
 }
 
+// table[index % 8] for a table of eight floats.
+template <class D, class V32>
+HWY_INLINE hn::Vec<D> look_up8(D d, const float* table, V32 index) {
+  const hn::DFromV<V32> d32;
+  if constexpr (hn::MaxLanes(d) == 8) {
+    const auto low = hn::And(index, hn::Set(d32, 7));
+    return hn::TableLookupLanes(hn::LoadU(d, table), hn::IndicesFromVec(d, low));
+  } else {
+    const auto low = hn::IndicesFromVec(d, hn::And(index, hn::Set(d32, 3)));
+    const auto is_upper = hn::TestBit(index, hn::Set(d32, 4));
+    return hn::IfThenElse(hn::RebindMask(d, is_upper),
+                          hn::TableLookupLanes(hn::LoadU(d, table + 4), low),
+                          hn::TableLookupLanes(hn::LoadU(d, table), low));
+  }
+}
+
 // A vector whose block b has `values[b]` in all of its lanes.
 template <class D32>
 HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
