@@ -129,17 +129,18 @@ class Recent {
   Entry entries_[256] = {};
 };
 
-// kLanes pixels; `lab` may be `rgb`.
-void convert_block(const uint8_t* rgb, uint8_t* lab, Recent& recent) {
-  const Block<float> block;
-  alignas(64) float xyz[kLanes][4];
-  for (int i = 0; i < kLanes; ++i) {
-    const uint8_t* const pixel = rgb + 3 * i;
-    const auto sum = hn::Load(block, kParts.of[0][pixel[0]]) +
-                     hn::Load(block, kParts.of[1][pixel[1]]) +
-                     hn::Load(block, kParts.of[2][pixel[2]]);
-    hn::Store(sum, block, xyz[i]);
+// X, Y and Z of `count` pixels.
+void look_up(const uint8_t* rgb, size_t count, float (*xyz)[4]) {
+  const Block<float> d;
+  for (size_t i = 0; i < count; ++i, rgb += 3) {
+    const auto sum = hn::Load(d, kParts.of[0][rgb[0]]) + hn::Load(d, kParts.of[1][rgb[1]]) +
+                     hn::Load(d, kParts.of[2][rgb[2]]);
+    hn::Store(sum, d, xyz[i]);
   }
+}
+
+// kLanes pixels, `lab` may be `rgb`.
+void convert_block(const float (*xyz)[4], const uint8_t* rgb, uint8_t* lab, Recent& recent) {
   hn::Vec<hn::Rebind<int32_t, D>> parts[4][3];
   uint32_t doubtful = 0;
   for (int i = 0; i < 4; ++i) {
@@ -164,8 +165,16 @@ void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height) {
   if (width < 1 || height < 1) return;
   const size_t count = static_cast<size_t>(width) * height;
   Recent recent;
+  constexpr size_t kAhead = 256;  // pixels looked up before the first of them is needed
+  alignas(64) float xyz[kAhead][4];
   size_t i = 0;
-  for (; i + kLanes <= count; i += kLanes) convert_block(src + 3 * i, dst + 3 * i, recent);
+  while (i + kLanes <= count) {
+    const size_t part = std::min(kAhead, (count - i) / kLanes * kLanes);
+    look_up(src + 3 * i, part, xyz);
+    for (size_t k = 0; k < part; k += kLanes, i += kLanes) {
+      convert_block(xyz + k, src + 3 * i, dst + 3 * i, recent);
+    }
+  }
   for (; i < count; ++i) {
     uint8_t lab[3];
     convert_pixel(src + 3 * i, lab);
