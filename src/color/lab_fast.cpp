@@ -55,9 +55,11 @@ constexpr ptrdiff_t packed_stride(int width) {
   return static_cast<ptrdiff_t>(width) * Layout::kChannels;
 }
 
-// Pixels between the table look-ups, which are plain loads, and the arithmetic on vectors.
+// Pixels between the table look-ups, which are plain loads, and the arithmetic on vectors; so many
+// that no vector is loaded while its lanes are still being stored.
+constexpr size_t kAhead = 256;
 struct Pixels {
-  alignas(64) int32_t value[3][kLanes];
+  alignas(64) int32_t value[3][kAhead];
 
   HWY_INLINE V get(int k, int from) const { return hn::Load(Ints(), value[k] + from); }
   HWY_INLINE void set(int k, int from, V v) { hn::Store(v, Ints(), value[k] + from); }
@@ -130,10 +132,10 @@ HWY_INLINE V chroma(V f0, V f1, int factor) {
 }
 
 // kLanes pixels of Lab, clamped.
-void store_lab(const Pixels& f, uint8_t* dst) {
+void store_lab(const Pixels& f, int from, uint8_t* dst) {
   V parts[3][4];
-  for (int i = 0; i < 4; ++i) {
-    const V fy = f.get(0, i * kQuarter), fx = f.get(1, i * kQuarter), fz = f.get(2, i * kQuarter);
+  for (int i = 0; i < 4; ++i, from += kQuarter) {
+    const V fy = f.get(0, from), fx = f.get(1, from), fz = f.get(2, from);
     parts[0][i] = lightness(fy);
     parts[1][i] = chroma(fx, fy, 500);
     parts[2][i] = chroma(fy, fz, 200);
@@ -141,21 +143,24 @@ void store_lab(const Pixels& f, uint8_t* dst) {
   const auto bytes = [&](int k) {
     return narrow_to_u8(parts[k][0], parts[k][1], parts[k][2], parts[k][3]);
   };
-  hn::StoreInterleaved3(bytes(0), bytes(1), bytes(2), Full<uint8_t>(), dst);
+  const hn::Vec<Full<uint8_t>> lab[3] = {bytes(0), bytes(1), bytes(2)};
+  store_pixels<3>(Full<uint8_t>(), lab, dst);
 }
 
 template <class Layout>
 void forward_row(const ForwardTables& tables, const uint8_t* src, uint8_t* dst, size_t count) {
   Pixels f{};
-  for (; count >= kLanes; count -= kLanes, src += Layout::kChannels * kLanes, dst += 3 * kLanes) {
-    look_up<Layout>(tables, src, kLanes, f);
-    store_lab(f, dst);
-  }
-  if (count > 0) {
-    uint8_t last[3 * kLanes];
-    look_up<Layout>(tables, src, static_cast<int>(count), f);
-    store_lab(f, last);
-    std::memcpy(dst, last, 3 * count);
+  while (count > 0) {
+    const int part = static_cast<int>(std::min(kAhead, count));
+    look_up<Layout>(tables, src, part, f);
+    int i = 0;
+    for (; i + kLanes <= part; i += kLanes) store_lab(f, i, dst + 3 * i);
+    if (i < part) {
+      uint8_t last[3 * kLanes];
+      store_lab(f, i, last);
+      std::memcpy(dst + 3 * i, last, 3 * (part - i));
+    }
+    src += Layout::kChannels * part, dst += 3 * part, count -= part;
   }
 }
 
@@ -189,12 +194,13 @@ struct InverseTables {
   const unsigned short* gamma;
 };
 
-// Indices into the gamma table of `count` pixels, at most kLanes.
-void inverse_light(const InverseTables& tables, const uint8_t* src, int count, Pixels& pixels) {
+// Indices into the gamma table of `count` pixels, at most kAhead.
+void inverse_light(const InverseTables tables, const uint8_t* src, int count, Pixels& pixels) {
   for (int i = 0; i < count; ++i, src += 3) {
-    pixels.value[0][i] = tables.x[src[0] * 256 + src[1]];
-    pixels.value[1][i] = tables.y[src[0]];
-    pixels.value[2][i] = tables.z[src[0] * 256 + src[2]];
+    const size_t l = src[0], a = src[1], b = src[2];
+    pixels.value[0][i] = tables.x[l * 256 + a];
+    pixels.value[1][i] = tables.y[l];
+    pixels.value[2][i] = tables.z[l * 256 + b];
   }
   for (int from = 0; from < count; from += kQuarter) {
     const V x = pixels.get(0, from), y = pixels.get(1, from), z = pixels.get(2, from);
@@ -211,16 +217,19 @@ void inverse_light(const InverseTables& tables, const uint8_t* src, int count, P
 template <class Layout>
 void inverse_row(const InverseTables& tables, const uint8_t* src, uint8_t* dst, const uint8_t* mask,
                  size_t count) {
+  const unsigned short* const gamma = tables.gamma;
   Pixels light{};
-  for (size_t done = 0; done < count; done += kLanes) {
-    const int part = static_cast<int>(std::min<size_t>(kLanes, count - done));
+  for (size_t done = 0; done < count; done += kAhead) {
+    const int part = static_cast<int>(std::min(kAhead, count - done));
     inverse_light(tables, src + 3 * done, part, light);
     uint8_t* out = dst + Layout::kChannels * done;
     for (int i = 0; i < part; ++i, out += Layout::kChannels) {
       if (mask != nullptr && mask[done + i] == 0) continue;
-      out[Layout::kRed] = static_cast<uint8_t>(tables.gamma[light.value[0][i]]);
-      out[1] = static_cast<uint8_t>(tables.gamma[light.value[1][i]]);
-      out[Layout::kBlue] = static_cast<uint8_t>(tables.gamma[light.value[2][i]]);
+      const unsigned red = gamma[light.value[0][i]], green = gamma[light.value[1][i]],
+                     blue = gamma[light.value[2][i]];
+      out[Layout::kRed] = static_cast<uint8_t>(red);
+      out[1] = static_cast<uint8_t>(green);
+      out[Layout::kBlue] = static_cast<uint8_t>(blue);
     }
   }
 }
