@@ -60,6 +60,24 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
   return hn::RearrangeToOddPlusEven(sum, rest);
 }
 
+// Sums of products of neighbouring bytes, as 16-bit lanes: a[0] w[0] + a[1] w[1], … Weights are
+// below 128, sums below 32768.
+template <class V8>
+HWY_INLINE auto multiply_add_pairs(V8 a, V8 weights) {
+  const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
+#if HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d16) == 16) {
+    return hn::Vec<decltype(d16)>{_mm256_maddubs_epi16(a.raw, weights.raw)};
+  } else {
+    return hn::Vec<decltype(d16)>{_mm_maddubs_epi16(a.raw, weights.raw)};
+  }
+#else
+  const auto sums = vpaddq_u16(vmull_u8(vget_low_u8(a.raw), vget_low_u8(weights.raw)),
+                               vmull_high_u8(a.raw, weights.raw));
+  return hn::BitCast(d16, hn::Vec<hn::Repartition<uint16_t, hn::DFromV<V8>>>(sums));
+#endif
+}
+
 // Narrowing with saturation inside each block: the lanes of `low`, then those of `high`.
 template <class V32>
 HWY_INLINE auto narrow_to_i16_blocks(V32 low, V32 high) {

@@ -1,6 +1,7 @@
 // Bilinear resizing of bytes in 11-bit fixed point, truncating, and of floats.
 #include "core/rows.h"
 #include "geometry/resize_separable.h"
+#include "geometry/resize_shortcuts.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -11,9 +12,21 @@ using namespace detail;
 template <int kSource, int kChannels>
 void resize_color(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, bool swap) {
   if (sizes.is_empty()) return;
-  using Filter = ColorRowFilter<2, kSource, kChannels>;
-  resize_separable<2>(src, dst, sizes, linear_taps,
-                      Filter(sizes.src_width, sizes.dst_width, linear_taps, swap));
+  const ColumnTaps<Linear> taps(sizes.src_width, sizes.dst_width);
+  const Shortcuts<kSource, kChannels> shortcuts(sizes.src_width, sizes.dst_width, taps, swap);
+  const ColorRowFilter<Linear, kSource, kChannels> filter(sizes.src_width, sizes.dst_width, taps,
+                                                          swap);
+  // Enlarged more than that, it pays to filter each source row once and keep it.
+  const bool blends = int64_t{4} * sizes.src_height > int64_t{3} * sizes.dst_height;
+  resize_separable<Linear>(src, dst, sizes, filter,
+                           [&](const uint8_t* const* rows, const Taps<2>& row_taps, uint8_t* out) {
+                             if (shortcuts.row(rows[0], rows[1], row_taps.weights[0], out)) {
+                               return true;
+                             }
+                             if (!blends) return false;
+                             filter.blend(rows[0], rows[1], weight_pair(row_taps.weights), out);
+                             return true;
+                           });
 }
 
 // a (1 - t) + b t, one product fused.
@@ -45,8 +58,12 @@ void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_wi
                         int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  resize_separable<2>(src, dst, sizes, linear_taps,
-                      GrayRowFilter<2>(src_width, dst_width, linear_taps));
+  const ColumnTaps<Linear> taps(src_width, dst_width);
+  const Shortcuts<1, 1> shortcuts(src_width, dst_width, taps, false);
+  resize_separable<Linear>(src, dst, sizes, GrayRowFilter<Linear>(src_width, dst_width, taps),
+                           [&](const uint8_t* const* rows, const Taps<2>& row_taps, uint8_t* out) {
+                             return shortcuts.row(rows[0], rows[1], row_taps.weights[0], out);
+                           });
 }
 
 void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,

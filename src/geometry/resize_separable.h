@@ -25,18 +25,18 @@ inline int32_t weight_pair(const int16_t* weights) {
 }
 
 // The taps of every destination column.
-template <int kTaps>
+template <class Kernel>
 class ColumnTaps {
  public:
-  using TapsOf = Taps<kTaps> (*)(float coordinate, int source);
+  static constexpr int kTaps = Kernel::kTaps;
 
-  ColumnTaps(int source, int destination, TapsOf taps_of)
+  ColumnTaps(int source, int destination)
       : stride_(static_cast<size_t>(destination) + kSpareValues),
         first_(destination),
         pairs_(kTaps / 2, stride_) {
     const Coordinates coordinate(source, destination);
     for (int x = 0; x < destination; ++x) {
-      const Taps<kTaps> taps = taps_of(coordinate(x), source);
+      const Taps<kTaps> taps = Kernel::taps(coordinate(x), source);
       first_[x] = taps.first;
       for (int p = 0; p < kTaps / 2; ++p) {
         pairs_[p * stride_ + x] = weight_pair(taps.weights + 2 * p);
@@ -47,16 +47,8 @@ class ColumnTaps {
     }
   }
   int first(int x) const { return first_[x]; }
-  // Whether every column is the mean of two neighbours of its own.
-  bool is_halving(int source) const {
-    const auto count = static_cast<int>(stride_ - kSpareValues);
-    for (int x = 0; x < count; ++x) {
-      if (first_[x] != 2 * x || pairs_[x] != kHalves) return false;
-    }
-    return kTaps == 2 && 2 * int64_t{count} <= source;
-  }
-  static constexpr int32_t kHalves = kWeightOne / 2 << 16 | kWeightOne / 2;
-
+  // The weight of the first tap.
+  int first_weight(int x) const { return static_cast<int16_t>(pairs_[x] & 0xffff); }
   // The weights of taps 2 p and 2 p + 1 of columns from x on.
   const int32_t* pairs(int p, int x) const { return &pairs_[p * stride_ + x]; }
 
@@ -74,86 +66,21 @@ HWY_INLINE V32 horizontal_value(V32 sum) {
   return hn::ShiftRight<16>(hn::ShiftLeft<16 - kHorizontalShift>(sum));
 }
 
-// The mean of each 2 x 2 pixels, (a + b + c + d) >> 2. That is what halving comes to: with all
-// weights 1024, ((a + b) 1024 >> 4) 1024 + ((c + d) 1024 >> 4) 1024 is (a + b + c + d) 2^16, and
-// 2^16 >> 18 a quarter.
-template <int kSource, int kChannels>
-void halve_row(const uint8_t* top, const uint8_t* bottom, uint8_t* out, int width,
-               const int (&order)[kChannels]) {
-  const Full<uint8_t> d8;
-  const Full<int16_t> d16;
-  const Full<uint16_t> du16;
-  const int lanes = static_cast<int>(hn::Lanes(d8));
-  using V8 = hn::Vec<decltype(d8)>;
-  const auto pair_sums = [&](V8 v) {
-    const auto pairs = hn::BitCast(du16, v);
-    return hn::And(pairs, hn::Set(du16, 0xff)) + hn::ShiftRight<8>(pairs);
-  };
-  int x = 0;
-  for (; x + lanes <= width; x += lanes) {
-    hn::Vec<decltype(d16)> means[2][kChannels];
-    for (int part = 0; part < 2; ++part) {
-      const ptrdiff_t at = ptrdiff_t{kSource} * (2 * x + part * lanes);
-      V8 above[4], below[4];
-      load_pixels<kSource>(d8, top + at, above);
-      load_pixels<kSource>(d8, bottom + at, below);
-      for (int c = 0; c < kChannels; ++c) {
-        const auto sum = pair_sums(above[order[c]]) + pair_sums(below[order[c]]);
-        means[part][c] = hn::BitCast(d16, hn::ShiftRight<2>(sum));
-      }
-    }
-    V8 result[4];
-    for (int c = 0; c < kChannels; ++c) result[c] = narrow_to_u8(means[0][c], means[1][c]);
-    store_pixels<kChannels>(d8, result, out + ptrdiff_t{kChannels} * x);
-  }
-  for (; x < width; ++x) {
-    for (int c = 0; c < kChannels; ++c) {
-      const ptrdiff_t at = ptrdiff_t{2} * x * kSource + order[c];
-      out[x * kChannels + c] = static_cast<uint8_t>(
-          (top[at] + top[at + kSource] + bottom[at] + bottom[at + kSource]) >> 2);
-    }
-  }
-}
-
 // ---- Along the row: one channel.
 //
 // The taps of the columns are collected in pairs of bytes, whole vectors of which are weighted.
-// Shrinking to half, the bilinear pairs are the source row itself.
-template <int kTaps>
+template <class Kernel>
 class GrayRowFilter {
  public:
-  static constexpr int kValues = 1;
+  static constexpr int kTaps = Kernel::kTaps, kValues = 1;
 
-  GrayRowFilter(int src_width, int dst_width, typename ColumnTaps<kTaps>::TapsOf taps_of)
-      : src_width_(src_width),
-        dst_width_(dst_width),
-        taps_(src_width, dst_width, taps_of),
-        is_halving_(taps_.is_halving(src_width)) {
-    while (kTaps == 2 && in_place_ < dst_width && taps_.first(in_place_) == 2 * in_place_ &&
-           2 * in_place_ + 1 < src_width) {
-      ++in_place_;
-    }
-    in_place_ -= in_place_ % kLanes;
-    gathers_.reserve(kTaps / 2);
-    for (int p = 0; p < kTaps / 2; ++p) {
-      gathers_.emplace_back(2 * dst_width, src_width,
-                            [&](int i) { return place(i / 2, 2 * p + i % 2); });
-    }
-  }
+  GrayRowFilter(int src_width, int dst_width, const ColumnTaps<Kernel>& taps)
+      : src_width_(src_width), dst_width_(dst_width), taps_(taps) {}
 
-  bool is_halving() const { return is_halving_; }
-  void halve(const uint8_t* top, const uint8_t* bottom, uint8_t* out) const {
-    halve_row<1, 1>(top, bottom, out, dst_width_, {0});
-  }
-
-  void operator()(const uint8_t* src, int16_t* out) const {
+  void operator()(const uint8_t* src, int16_t* out) {
+    if (gathers_.empty()) make_gathers();
     const Full<uint8_t> d8;
     int x = 0;
-    if constexpr (kTaps == 2) {
-      for (; x < in_place_; x += kLanes) {
-        weigh(x, out, [&](int) { return hn::LoadU(d8, src + 2 * x); });
-      }
-    }
     if (gathers_[0].is_usable() && gathers_[kTaps / 2 - 1].is_usable()) {
       for (; x < dst_width_; x += kLanes) {
         weigh(x, out, [&](int p) { return gathers_[p](src, 2 * x / ByteGather::kBlock); });
@@ -172,6 +99,14 @@ class GrayRowFilter {
 
  private:
   static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<int16_t>()));
+
+  void make_gathers() {
+    gathers_.reserve(kTaps / 2);
+    for (int p = 0; p < kTaps / 2; ++p) {
+      gathers_.emplace_back(2 * dst_width_, src_width_,
+                            [&](int i) { return place(i / 2, 2 * p + i % 2); });
+    }
+  }
 
   int place(int x, int tap) const { return std::clamp(taps_.first(x) + tap, 0, src_width_ - 1); }
 
@@ -196,45 +131,35 @@ class GrayRowFilter {
   }
 
   int src_width_, dst_width_;
-  int in_place_ = 0;  // columns whose pairs are the source row's, a number of whole vectors
-  ColumnTaps<kTaps> taps_;
-  bool is_halving_;
-  std::vector<ByteGather> gathers_;
+  const ColumnTaps<Kernel>& taps_;
+  std::vector<ByteGather> gathers_;  // made for the first row
 };
 
 // ---- Along the row: several channels, a pixel at a time, of which all taps are loaded at once.
 //
 // kSource bytes a source pixel become kChannels values; of four bytes, the last may be dropped.
-template <int kTaps, int kSource, int kChannels>
+template <class Kernel, int kSource, int kChannels>
 class ColorRowFilter {
  public:
-  static constexpr int kValues = kChannels;
+  static constexpr int kTaps = Kernel::kTaps, kValues = kChannels;
 
-  ColorRowFilter(int src_width, int dst_width, typename ColumnTaps<kTaps>::TapsOf taps_of,
+  ColorRowFilter(int src_width, int dst_width, const ColumnTaps<Kernel>& taps,
                  bool swap_red_and_blue)
-      : src_width_(src_width),
-        dst_width_(dst_width),
-        taps_(src_width, dst_width, taps_of),
-        is_halving_(taps_.is_halving(src_width)) {
-    for (int c = 0; c < kChannels; ++c)
-      order_[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
+      : src_width_(src_width), dst_width_(dst_width), taps_(taps) {
+    int order[kChannels];
+    for (int c = 0; c < kChannels; ++c) order[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
     for (int p = 0; p < kTaps / 2; ++p) {
       std::fill_n(shuffles_[p], kBlock, uint8_t{0x80});
       for (int c = 0; c < kChannels; ++c) {
         for (int i = 0; i < 2; ++i) {
-          shuffles_[p][4 * c + 2 * i] = static_cast<uint8_t>((2 * p + i) * kSource + order_[c]);
+          shuffles_[p][4 * c + 2 * i] = static_cast<uint8_t>((2 * p + i) * kSource + order[c]);
         }
       }
     }
     // The columns whose taps are all in the source, with room for a whole load.
     while (direct_begin_ < dst_width && taps_.first(direct_begin_) < 0) ++direct_begin_;
-    direct_end_ = direct_begin_;
-    while (direct_end_ < dst_width && has_room(taps_.first(direct_end_))) ++direct_end_;
-  }
-
-  bool is_halving() const { return is_halving_; }
-  void halve(const uint8_t* top, const uint8_t* bottom, uint8_t* out) const {
-    halve_row<kSource, kChannels>(top, bottom, out, dst_width_, order_);
+    direct_end_ = dst_width;
+    while (direct_end_ > direct_begin_ && !has_room(taps_.first(direct_end_ - 1))) --direct_end_;
   }
 
   void operator()(const uint8_t* src, int16_t* out) const {
@@ -247,6 +172,18 @@ class ColorRowFilter {
       filter_pixel(x, src + static_cast<size_t>(taps_.first(x)) * kSource, out);
     }
     for (x = direct_end_; x < dst_width_; ++x) filter_copied(x, src, out);
+  }
+
+  // A destination row of two source rows at once, for when no other row needs them. `weights` is
+  // the pair of the rows' weights.
+  void blend(const uint8_t* top, const uint8_t* bottom, int32_t weights, uint8_t* out) const {
+    constexpr int kPixels = static_cast<int>(hn::MaxLanes(Full<int32_t>()));
+    int x = 0;
+    for (; x < direct_begin_; ++x) blend_copied(x, top, bottom, weights, out);
+    // Stores of three channels write less than two pixels too many.
+    const int end = std::min(direct_end_, dst_width_ - (kChannels == 3 ? 2 : 0));
+    for (; x + kPixels <= end; x += kPixels) blend_vector(x, top, bottom, weights, out);
+    for (; x < dst_width_; ++x) blend_copied(x, top, bottom, weights, out);
   }
 
  private:
@@ -298,20 +235,82 @@ class ColorRowFilter {
     hn::StoreU(hn::LowerHalf(half, hn::UpperHalf(block, narrow)), half, to + kChannels);
   }
 
-  void filter_copied(int x, const uint8_t* src, int16_t* out) const {
-    uint8_t bytes[kBlock] = {};
+  void copy_taps(int x, const uint8_t* src, uint8_t (&bytes)[kBlock]) const {
     for (int i = 0; i < kTaps; ++i) {
       const int tap = std::clamp(taps_.first(x) + i, 0, src_width_ - 1);
       std::memcpy(bytes + i * kSource, src + static_cast<size_t>(tap) * kSource, kSource);
     }
+  }
+  void filter_copied(int x, const uint8_t* src, int16_t* out) const {
+    uint8_t bytes[kBlock] = {};
+    copy_taps(x, src, bytes);
     filter_pixel(x, bytes, out);
   }
 
+  // Bytes of the destination, in 32-bit lanes, of the taps in both rows and the columns' weights.
+  template <class V8, class V32>
+  HWY_INLINE auto blended(V8 top, V8 bottom, V32 columns, int32_t rows) const {
+    const hn::DFromV<V8> d8;
+    const hn::Repartition<int16_t, decltype(d8)> d16;
+    const hn::Repartition<int32_t, decltype(d8)> d32;
+    const auto along = [&](V8 bytes) {
+      const auto values = hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d8, shuffles_[0]));
+      return multiply_add_pairs(d32, hn::BitCast(d16, values), hn::BitCast(d16, columns));
+    };
+    // (sum >> 4) of both rows as a pair.
+    const auto pairs =
+        hn::Or(hn::ShiftRight<kHorizontalShift>(along(top)),
+               hn::And(hn::ShiftLeft<16 - kHorizontalShift>(along(bottom)), hn::Set(d32, -65536)));
+    const auto sums =
+        multiply_add_pairs(d32, hn::BitCast(d16, pairs), hn::BitCast(d16, hn::Set(d32, rows)));
+    return hn::ShiftRight<kVerticalShift>(sums);
+  }
+
+  // As many pixels as a vector has 32-bit lanes. Vector i of four holds pixel i of each block.
+  HWY_INLINE void blend_vector(int x, const uint8_t* top, const uint8_t* bottom, int32_t rows,
+                               uint8_t* out) const {
+    const Full<uint8_t> d8;
+    const Full<int32_t> d32;
+    const auto columns = hn::LoadU(d32, taps_.pairs(0, x));
+    const auto pixel = [&](int i, auto weights) {
+      const ptrdiff_t at = ptrdiff_t{kSource} * taps_.first(x + i);
+      // The pixel of the next block; where there is one block, the same one, and not used.
+      const ptrdiff_t next = ptrdiff_t{kSource} * taps_.first(x + (i + 4) % kLanes32) - at;
+      return blended(load_blocks(d8, top + at, static_cast<size_t>(next)),
+                     load_blocks(d8, bottom + at, static_cast<size_t>(next)), weights, rows);
+    };
+    auto bytes = narrow_to_u8_blocks(narrow_to_i16_blocks(pixel(0, hn::Broadcast<0>(columns)),
+                                                          pixel(1, hn::Broadcast<1>(columns))),
+                                     narrow_to_i16_blocks(pixel(2, hn::Broadcast<2>(columns)),
+                                                          pixel(3, hn::Broadcast<3>(columns))));
+    if constexpr (kChannels == 3) {
+      alignas(16) static constexpr uint8_t kKept[16] = {0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14};
+      bytes = hn::TableLookupBytes(bytes, hn::LoadDup128(d8, kKept));
+    }
+    store_blocks(d8, bytes, out + ptrdiff_t{x} * kChannels, size_t{4} * kChannels);
+  }
+
+  void blend_copied(int x, const uint8_t* top, const uint8_t* bottom, int32_t rows,
+                    uint8_t* out) const {
+    const Block<uint8_t> d8;
+    const Block<int32_t> d32;
+    uint8_t taps[2][kBlock] = {};
+    copy_taps(x, top, taps[0]);
+    copy_taps(x, bottom, taps[1]);
+    alignas(16) int32_t bytes[4];
+    hn::Store(blended(hn::LoadU(d8, taps[0]), hn::LoadU(d8, taps[1]),
+                      hn::Set(d32, *taps_.pairs(0, x)), rows),
+              d32, bytes);
+    for (int c = 0; c < kChannels; ++c) {
+      out[ptrdiff_t{x} * kChannels + c] = static_cast<uint8_t>(bytes[c]);
+    }
+  }
+
+  static constexpr int kLanes32 = static_cast<int>(hn::MaxLanes(Full<int32_t>()));
+
   int src_width_, dst_width_;
   int direct_begin_ = 0, direct_end_ = 0;
-  ColumnTaps<kTaps> taps_;
-  bool is_halving_;
-  int order_[kChannels];
+  const ColumnTaps<Kernel>& taps_;
   alignas(16) uint8_t shuffles_[kTaps / 2][kBlock];
 };
 
@@ -401,28 +400,25 @@ struct ResizeSizes {
   }
 };
 
-// The whole resize, given the filter of its rows.
-template <int kTaps, class RowFilter>
-void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes,
-                      typename ColumnTaps<kTaps>::TapsOf taps_of, RowFilter filter) {
+// The whole resize, given the filter of its rows. `shortcut(rows, taps, out)` may make the
+// destination row of source rows where it knows better, and then returns true.
+template <class Kernel, class RowFilter, class Shortcut>
+void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, RowFilter filter,
+                      Shortcut shortcut) {
+  constexpr int kTaps = Kernel::kTaps;
   const size_t count = static_cast<size_t>(sizes.dst_width) * RowFilter::kValues;
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
   FilteredRows<int16_t, kTaps> filtered(count);
   for (int y = 0; y < sizes.dst_height; ++y) {
-    const Taps<kTaps> taps = taps_of(coordinate(y), sizes.src_height);
+    const Taps<kTaps> taps = Kernel::taps(coordinate(y), sizes.src_height);
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
-    if constexpr (kTaps == 2) {
-      if (filter.is_halving() && weight_pair(taps.weights) == ColumnTaps<2>::kHalves &&
-          taps.first + 1 < sizes.src_height) {
-        filter.halve(row_at(src, taps.first, sizes.src_stride),
-                     row_at(src, taps.first + 1, sizes.src_stride), out);
-        continue;
-      }
-    }
     int wanted[kTaps];
+    const uint8_t* rows[kTaps];
     for (int i = 0; i < kTaps; ++i) {
       wanted[i] = std::clamp(taps.first + i, 0, sizes.src_height - 1);
+      rows[i] = row_at(src, wanted[i], sizes.src_stride);
     }
+    if (shortcut(rows, taps, out)) continue;
     filtered.load(wanted, [&](int row, int16_t* values) {
       filter(row_at(src, row, sizes.src_stride), values);
     });

@@ -58,31 +58,39 @@ struct Taps {
   int16_t weights[kTaps];
 };
 
-inline Taps<2> linear_taps(float coordinate, int source) {
-  const Position at = position_of(coordinate, source);
-  // The fraction's product is exact; the difference rounds, and then is truncated.
-  const auto weight = static_cast<int16_t>(kWeightOne - at.fraction * kWeightOne);
-  return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
-}
+struct Linear {
+  static constexpr int kTaps = 2;
+
+  static Taps<2> taps(float coordinate, int source) {
+    const Position at = position_of(coordinate, source);
+    // The fraction's product is exact; the difference rounds, and then is truncated.
+    const auto weight = static_cast<int16_t>(kWeightOne - at.fraction * kWeightOne);
+    return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
+  }
+};
 
 // The kernel is cubic convolution with a = +0.75: deliberately of the other sign than usual, which
 // gives small positive outer lobes. R. Keys, "Cubic convolution interpolation for digital image
 // processing", 1981.
-inline Taps<4> cubic_taps(float coordinate, int source) {
-  const Position at = position_of(coordinate, source);
-  const auto near = [](float d) {  // at a distance of 0 to 1
-    const float squared = d * d, cubed = squared * d;
-    return static_cast<int>(kWeightOne * (2.75f * cubed - 3.75f * squared + 1.0f));
-  };
-  const auto far = [](float d) {  // at a distance of 1 to 2; 6144 is 3.0
-    const float squared = d * d, cubed = squared * d;
-    return static_cast<int>(kWeightOne * (0.75f * cubed - 3.75f * squared + 6.0f * d) - 6144.0f);
-  };
-  const int k0 = far(1.0f + at.fraction), k1 = near(at.fraction), k2 = near(1.0f - at.fraction);
-  return {at.tap - 1,
-          {static_cast<int16_t>(k0), static_cast<int16_t>(k1), static_cast<int16_t>(k2),
-           static_cast<int16_t>(kWeightOne - (k0 + k1 + k2))}};
-}
+struct Cubic {
+  static constexpr int kTaps = 4;
+
+  static Taps<4> taps(float coordinate, int source) {
+    const Position at = position_of(coordinate, source);
+    const auto near = [](float d) {  // at a distance of 0 to 1
+      const float squared = d * d, cubed = squared * d;
+      return static_cast<int>(kWeightOne * (2.75f * cubed - 3.75f * squared + 1.0f));
+    };
+    const auto far = [](float d) {  // at a distance of 1 to 2; 6144 is 3.0
+      const float squared = d * d, cubed = squared * d;
+      return static_cast<int>(kWeightOne * (0.75f * cubed - 3.75f * squared + 6.0f * d) - 6144.0f);
+    };
+    const int k0 = far(1.0f + at.fraction), k1 = near(at.fraction), k2 = near(1.0f - at.fraction);
+    return {at.tap - 1,
+            {static_cast<int16_t>(k0), static_cast<int16_t>(k1), static_cast<int16_t>(k2),
+             static_cast<int16_t>(kWeightOne - (k0 + k1 + k2))}};
+  }
+};
 
 }  // namespace KelvraCV::detail
 
