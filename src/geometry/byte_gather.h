@@ -18,9 +18,8 @@ class ByteGather {
   template <class Place>
   ByteGather(int count, int row_bytes, Place place) {
     if (row_bytes < kWindow) return;
-    // An even number of blocks, for vectors of two.
     const int blocks = (count + kBlock - 1) / kBlock;
-    shuffles_.reserve(static_cast<size_t>(blocks) + 1);
+    shuffles_.reserve(static_cast<size_t>(blocks) + kSpare);
     for (int block = 0; block < blocks; ++block) {
       const int first = block * kBlock, end = std::min(first + kBlock, count);
       Shuffle shuffle{row_bytes - kWindow, {}, {}};
@@ -37,13 +36,15 @@ class ByteGather {
       }
       shuffles_.push_back(shuffle);
     }
-    if (blocks % 2 != 0) shuffles_.push_back(shuffles_.back());
+    // For whole vectors at the end.
+    for (int i = 0; i < kSpare; ++i) shuffles_.push_back(Shuffle(shuffles_.back()));
   }
 
   // False where the places are too far apart or the row is too short.
   bool is_usable() const { return !shuffles_.empty(); }
 
-  // A vector of bytes, from block `block` on.
+  // A vector of bytes, from block `block` on. Up to three blocks past the last one can be asked
+  // for.
   template <class D = Full<uint8_t>>
   HWY_INLINE hn::Vec<D> operator()(const uint8_t* row, int block) const {
     const D d8;
@@ -55,7 +56,7 @@ class ByteGather {
   }
 
  private:
-  static constexpr int kWindow = 2 * kBlock;
+  static constexpr int kWindow = 2 * kBlock, kSpare = 3;
   static constexpr uint8_t kNone = 0x80;
 
   struct Shuffle {

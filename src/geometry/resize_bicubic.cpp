@@ -16,8 +16,8 @@ void resize_bicubic_c1(const unsigned char* src, unsigned char* dst, int src_wid
                        int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  const ColumnTaps<Cubic> taps(src_width, dst_width);
-  resize_separable<Cubic>(src, dst, sizes, GrayRowFilter<Cubic>(src_width, dst_width, taps),
+  using Filter = GrayRowFilter<Cubic>;
+  resize_separable<Cubic>(src, dst, sizes, Filter(src_width, dst_width, {src_width, dst_width}),
                           kNoShortcut);
 }
 
@@ -25,9 +25,9 @@ void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_wid
                        int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  const ColumnTaps<Cubic> taps(src_width, dst_width);
-  resize_separable<Cubic>(
-      src, dst, sizes, ColorRowFilter<Cubic, 3, 3>(src_width, dst_width, taps, false), kNoShortcut);
+  using Filter = ColorRowFilter<Cubic, 3, 3>;
+  resize_separable<Cubic>(src, dst, sizes,
+                          Filter(src_width, dst_width, {src_width, dst_width}, false), kNoShortcut);
 }
 
 }  // namespace KelvraCV

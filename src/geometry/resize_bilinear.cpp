@@ -9,24 +9,27 @@ namespace {
 
 using namespace detail;
 
+template <int kSource, int kChannels, class RowFilter>
+void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes,
+            const Shortcuts<kSource, kChannels>& shortcuts, RowFilter row_filter) {
+  // Enlarged more than that, it pays to filter each source row once and keep it.
+  const bool blends = int64_t{4} * sizes.src_height > int64_t{3} * sizes.dst_height;
+  resize_separable<Linear>(
+      src, dst, sizes, std::move(row_filter),
+      [&](RowFilter& filter, const uint8_t* const* rows, const Taps<2>& taps, uint8_t* out) {
+        return shortcuts.row(rows[0], rows[1], taps.weights[0], out) ||
+               (blends && filter.blend(rows[0], rows[1], weight_pair(taps.weights), out));
+      });
+}
+
 template <int kSource, int kChannels>
 void resize_color(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, bool swap) {
   if (sizes.is_empty()) return;
-  const ColumnTaps<Linear> taps(sizes.src_width, sizes.dst_width);
-  const Shortcuts<kSource, kChannels> shortcuts(sizes.src_width, sizes.dst_width, taps, swap);
-  const ColorRowFilter<Linear, kSource, kChannels> filter(sizes.src_width, sizes.dst_width, taps,
-                                                          swap);
-  // Enlarged more than that, it pays to filter each source row once and keep it.
-  const bool blends = int64_t{4} * sizes.src_height > int64_t{3} * sizes.dst_height;
-  resize_separable<Linear>(src, dst, sizes, filter,
-                           [&](const uint8_t* const* rows, const Taps<2>& row_taps, uint8_t* out) {
-                             if (shortcuts.row(rows[0], rows[1], row_taps.weights[0], out)) {
-                               return true;
-                             }
-                             if (!blends) return false;
-                             filter.blend(rows[0], rows[1], weight_pair(row_taps.weights), out);
-                             return true;
-                           });
+  const int src_width = sizes.src_width, dst_width = sizes.dst_width;
+  ColumnTaps<Linear> taps(src_width, dst_width);
+  const Shortcuts<kSource, kChannels> shortcuts(src_width, dst_width, taps, swap);
+  using Filter = ColorRowFilter<Linear, kSource, kChannels>;
+  resize(src, dst, sizes, shortcuts, Filter(src_width, dst_width, std::move(taps), swap));
 }
 
 // a (1 - t) + b t, one product fused.
@@ -58,12 +61,9 @@ void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_wi
                         int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  const ColumnTaps<Linear> taps(src_width, dst_width);
+  ColumnTaps<Linear> taps(src_width, dst_width);
   const Shortcuts<1, 1> shortcuts(src_width, dst_width, taps, false);
-  resize_separable<Linear>(src, dst, sizes, GrayRowFilter<Linear>(src_width, dst_width, taps),
-                           [&](const uint8_t* const* rows, const Taps<2>& row_taps, uint8_t* out) {
-                             return shortcuts.row(rows[0], rows[1], row_taps.weights[0], out);
-                           });
+  resize(src, dst, sizes, shortcuts, GrayRowFilter<Linear>(src_width, dst_width, std::move(taps)));
 }
 
 void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,

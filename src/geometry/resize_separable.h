@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -66,6 +68,21 @@ HWY_INLINE V32 horizontal_value(V32 sum) {
   return hn::ShiftRight<16>(hn::ShiftLeft<16 - kHorizontalShift>(sum));
 }
 
+// Bytes of the destination, in 32-bit lanes: of two rows' pairs of taps, the columns' weights and
+// the pair of the rows' weights.
+template <class V16>
+HWY_INLINE auto blend_pairs(V16 top, V16 bottom, V16 columns, int32_t rows) {
+  const hn::Repartition<int32_t, hn::DFromV<V16>> d32;
+  // (sum >> 4) of both rows as a pair.
+  const auto pairs =
+      hn::Or(hn::ShiftRight<kHorizontalShift>(multiply_add_pairs(d32, top, columns)),
+             hn::And(hn::ShiftLeft<16 - kHorizontalShift>(multiply_add_pairs(d32, bottom, columns)),
+                     hn::Set(d32, -65536)));
+  const hn::DFromV<V16> d16;
+  const auto weights = hn::BitCast(d16, hn::Set(d32, rows));
+  return hn::ShiftRight<kVerticalShift>(multiply_add_pairs(d32, hn::BitCast(d16, pairs), weights));
+}
+
 // ---- Along the row: one channel.
 //
 // The taps of the columns are collected in pairs of bytes, whole vectors of which are weighted.
@@ -74,8 +91,8 @@ class GrayRowFilter {
  public:
   static constexpr int kTaps = Kernel::kTaps, kValues = 1;
 
-  GrayRowFilter(int src_width, int dst_width, const ColumnTaps<Kernel>& taps)
-      : src_width_(src_width), dst_width_(dst_width), taps_(taps) {}
+  GrayRowFilter(int src_width, int dst_width, ColumnTaps<Kernel> taps)
+      : src_width_(src_width), dst_width_(dst_width), taps_(std::move(taps)) {}
 
   void operator()(const uint8_t* src, int16_t* out) {
     if (gathers_.empty()) make_gathers();
@@ -97,8 +114,46 @@ class GrayRowFilter {
     }
   }
 
+  // A destination row of two source rows at once, for when no other row needs them; `weights` is
+  // the pair of the rows' weights. False if the taps of neighbouring columns are too far apart.
+  bool blend(const uint8_t* top, const uint8_t* bottom, int32_t weights, uint8_t* out) {
+    if (gathers_.empty()) make_gathers();
+    if (!gathers_[0].is_usable()) return false;
+    const Full<uint8_t> d8;
+    int x = 0;
+    for (; x + 2 * kLanes <= dst_width_; x += 2 * kLanes) {
+      hn::StoreU(blend_vector(x, top, bottom, weights), d8, out + x);
+    }
+    if (x < dst_width_) {
+      uint8_t last[2 * kLanes];
+      hn::StoreU(blend_vector(x, top, bottom, weights), d8, last);
+      std::memcpy(out + x, last, static_cast<size_t>(dst_width_ - x));
+    }
+    return true;
+  }
+
  private:
   static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<int16_t>()));
+
+  HWY_INLINE hn::Vec<Full<uint8_t>> blend_vector(int x, const uint8_t* top, const uint8_t* bottom,
+                                                 int32_t rows) const {
+    const Full<uint8_t> d8;
+    const Full<int16_t> d16;
+    const auto zero = hn::Zero(d8);
+    const auto half = [&](int from) {
+      const int block = 2 * from / ByteGather::kBlock;
+      const auto above = gathers_[0](top, block), below = gathers_[0](bottom, block);
+      const auto* const weights = reinterpret_cast<const uint8_t*>(taps_.pairs(0, from));
+      const auto low = blend_pairs(hn::BitCast(d16, hn::InterleaveLower(above, zero)),
+                                   hn::BitCast(d16, hn::InterleaveLower(below, zero)),
+                                   hn::BitCast(d16, load_blocks(d8, weights, 32)), rows);
+      const auto high = blend_pairs(hn::BitCast(d16, hn::InterleaveUpper(d8, above, zero)),
+                                    hn::BitCast(d16, hn::InterleaveUpper(d8, below, zero)),
+                                    hn::BitCast(d16, load_blocks(d8, weights + 16, 32)), rows);
+      return narrow_to_i16_blocks(low, high);
+    };
+    return narrow_to_u8(half(x), half(x + kLanes));
+  }
 
   void make_gathers() {
     gathers_.reserve(kTaps / 2);
@@ -131,7 +186,7 @@ class GrayRowFilter {
   }
 
   int src_width_, dst_width_;
-  const ColumnTaps<Kernel>& taps_;
+  ColumnTaps<Kernel> taps_;
   std::vector<ByteGather> gathers_;  // made for the first row
 };
 
@@ -143,9 +198,8 @@ class ColorRowFilter {
  public:
   static constexpr int kTaps = Kernel::kTaps, kValues = kChannels;
 
-  ColorRowFilter(int src_width, int dst_width, const ColumnTaps<Kernel>& taps,
-                 bool swap_red_and_blue)
-      : src_width_(src_width), dst_width_(dst_width), taps_(taps) {
+  ColorRowFilter(int src_width, int dst_width, ColumnTaps<Kernel> taps, bool swap_red_and_blue)
+      : src_width_(src_width), dst_width_(dst_width), taps_(std::move(taps)) {
     int order[kChannels];
     for (int c = 0; c < kChannels; ++c) order[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
     for (int p = 0; p < kTaps / 2; ++p) {
@@ -175,8 +229,8 @@ class ColorRowFilter {
   }
 
   // A destination row of two source rows at once, for when no other row needs them. `weights` is
-  // the pair of the rows' weights.
-  void blend(const uint8_t* top, const uint8_t* bottom, int32_t weights, uint8_t* out) const {
+  // the pair of the rows' weights. True: it always can.
+  bool blend(const uint8_t* top, const uint8_t* bottom, int32_t weights, uint8_t* out) const {
     constexpr int kPixels = static_cast<int>(hn::MaxLanes(Full<int32_t>()));
     int x = 0;
     for (; x < direct_begin_; ++x) blend_copied(x, top, bottom, weights, out);
@@ -184,6 +238,7 @@ class ColorRowFilter {
     const int end = std::min(direct_end_, dst_width_ - (kChannels == 3 ? 2 : 0));
     for (; x + kPixels <= end; x += kPixels) blend_vector(x, top, bottom, weights, out);
     for (; x < dst_width_; ++x) blend_copied(x, top, bottom, weights, out);
+    return true;
   }
 
  private:
@@ -252,18 +307,10 @@ class ColorRowFilter {
   HWY_INLINE auto blended(V8 top, V8 bottom, V32 columns, int32_t rows) const {
     const hn::DFromV<V8> d8;
     const hn::Repartition<int16_t, decltype(d8)> d16;
-    const hn::Repartition<int32_t, decltype(d8)> d32;
-    const auto along = [&](V8 bytes) {
-      const auto values = hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d8, shuffles_[0]));
-      return multiply_add_pairs(d32, hn::BitCast(d16, values), hn::BitCast(d16, columns));
+    const auto taps = [&](V8 bytes) {
+      return hn::BitCast(d16, hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d8, shuffles_[0])));
     };
-    // (sum >> 4) of both rows as a pair.
-    const auto pairs =
-        hn::Or(hn::ShiftRight<kHorizontalShift>(along(top)),
-               hn::And(hn::ShiftLeft<16 - kHorizontalShift>(along(bottom)), hn::Set(d32, -65536)));
-    const auto sums =
-        multiply_add_pairs(d32, hn::BitCast(d16, pairs), hn::BitCast(d16, hn::Set(d32, rows)));
-    return hn::ShiftRight<kVerticalShift>(sums);
+    return blend_pairs(taps(top), taps(bottom), hn::BitCast(d16, columns), rows);
   }
 
   // As many pixels as a vector has 32-bit lanes. Vector i of four holds pixel i of each block.
@@ -310,7 +357,7 @@ class ColorRowFilter {
 
   int src_width_, dst_width_;
   int direct_begin_ = 0, direct_end_ = 0;
-  const ColumnTaps<Kernel>& taps_;
+  ColumnTaps<Kernel> taps_;
   alignas(16) uint8_t shuffles_[kTaps / 2][kBlock];
 };
 
@@ -400,7 +447,7 @@ struct ResizeSizes {
   }
 };
 
-// The whole resize, given the filter of its rows. `shortcut(rows, taps, out)` may make the
+// The whole resize, given the filter of its rows. `shortcut(filter, rows, taps, out)` may make the
 // destination row of source rows where it knows better, and then returns true.
 template <class Kernel, class RowFilter, class Shortcut>
 void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, RowFilter filter,
@@ -408,7 +455,7 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
   constexpr int kTaps = Kernel::kTaps;
   const size_t count = static_cast<size_t>(sizes.dst_width) * RowFilter::kValues;
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
-  FilteredRows<int16_t, kTaps> filtered(count);
+  std::optional<FilteredRows<int16_t, kTaps>> filtered;  // once a row needs it
   for (int y = 0; y < sizes.dst_height; ++y) {
     const Taps<kTaps> taps = Kernel::taps(coordinate(y), sizes.src_height);
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
@@ -418,11 +465,12 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
       wanted[i] = std::clamp(taps.first + i, 0, sizes.src_height - 1);
       rows[i] = row_at(src, wanted[i], sizes.src_stride);
     }
-    if (shortcut(rows, taps, out)) continue;
-    filtered.load(wanted, [&](int row, int16_t* values) {
+    if (shortcut(filter, rows, taps, out)) continue;
+    if (!filtered) filtered.emplace(count);
+    filtered->load(wanted, [&](int row, int16_t* values) {
       filter(row_at(src, row, sizes.src_stride), values);
     });
-    blend_rows<kTaps>(filtered.rows(), taps, out, count);
+    blend_rows<kTaps>(filtered->rows(), taps, out, count);
   }
 }
 

@@ -104,6 +104,16 @@ class Shortcuts {
     return hn::TableLookupBytesOr0(v, hn::LoadDup128(D8(), table));
   }
 
+  // Calls work(x) for steps of `step` columns from 0 on, the last of which may overlap the one
+  // before, and returns where they end: `count`, or 0 if that is less than one step.
+  template <class Work>
+  HWY_INLINE static int for_vectors(int count, int step, const Work& work) {
+    if (count < step) return 0;
+    for (int x = 0; x < count - step; x += step) work(x);
+    work(count - step);
+    return count;
+  }
+
   // The mean of each 2 x 2 pixels, (a + b + c + d) >> 2. That is what halving comes to: with all
   // weights 1024, ((a + b) 1024 >> 4) 1024 + ((c + d) 1024 >> 4) 1024 is (a + b + c + d) 2^16, and
   // 2^16 >> 18 a quarter.
@@ -112,21 +122,21 @@ class Shortcuts {
     const auto ones = hn::Set(d8, 1);
     constexpr int kPixels = 2 * kHalved, kAll = kBlocks * kPixels;
     constexpr ptrdiff_t kStep = ptrdiff_t{2} * kHalved * kSource;  // bytes of half a result block
-    int x = 0;
     // Blocks of three channels are loaded and stored whole, with less than two pixels too many.
-    for (; x + kAll + (kSource == 3 || kChannels == 3 ? 2 : 0) <= dst_width_; x += kAll) {
+    constexpr int kSpare = kSource == 3 || kChannels == 3 ? 2 : 0;
+    int x = for_vectors(dst_width_ - kSpare, kAll, [&](int at_x) {
       const auto sums = [&](const uint8_t* row) {
         const auto pixels = load_blocks(d8, row, 2 * kStep);
         return multiply_add_pairs(kChannels == 1 ? pixels : shuffle(pixels, neighbours_), ones);
       };
-      const ptrdiff_t at = ptrdiff_t{2} * x * kSource;
+      const ptrdiff_t at = ptrdiff_t{2} * at_x * kSource;
       const auto mean = [&](ptrdiff_t from) {
         return hn::ShiftRight<2>(sums(top + from) + sums(bottom + from));
       };
       const auto means = narrow_to_u8_blocks(mean(at), mean(at + kStep));
       store_blocks(d8, kChannels == 1 ? means : shuffle(means, compact_),
-                   out + ptrdiff_t{x} * kChannels, kPixels * kChannels);
-    }
+                   out + ptrdiff_t{at_x} * kChannels, kPixels * kChannels);
+    });
     for (; x < dst_width_; ++x) {
       for (int c = 0; c < kChannels; ++c) {
         const ptrdiff_t at = ptrdiff_t{2} * x * kSource + order_[c];
@@ -142,13 +152,13 @@ class Shortcuts {
   void double_columns(const uint8_t* near, const uint8_t* far, uint8_t* out) const {
     const int last = src_width_ - 1;
     border_column(near, far, out);
-    int x = 0;  // source pixels x and x + 1 make the columns 2 x + 1 and 2 x + 2
     constexpr int kAll = kBlocks * kDoubled;
-    // Less than two pixels too many are loaded and stored.
-    for (; x + 1 + kAll + 2 <= src_width_; x += kAll) {
-      double_vector(near + ptrdiff_t{x} * kSource, far + ptrdiff_t{x} * kSource,
-                    out + (ptrdiff_t{2} * x + 1) * kChannels);
-    }
+    // Source pixels x and x + 1 make the columns 2 x + 1 and 2 x + 2. Less than two pixels too many
+    // are loaded and stored.
+    int x = for_vectors(last - 2, kAll, [&](int at_x) {
+      double_vector(near + ptrdiff_t{at_x} * kSource, far + ptrdiff_t{at_x} * kSource,
+                    out + (ptrdiff_t{2} * at_x + 1) * kChannels);
+    });
     for (; x < last; ++x) {
       for (int c = 0; c < kChannels; ++c) {
         const ptrdiff_t at = ptrdiff_t{x} * kSource + order_[c], next = at + kSource;
