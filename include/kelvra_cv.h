@@ -410,7 +410,7 @@ void threshold(unsigned char* src, unsigned char* dst, int width, int height, in
                int max_value);
 
 /// The maximum over the square of 2 radius + 1 pixels around each pixel of one packed channel,
-/// which dilates bright areas. The cost grows at most with the logarithm of the radius.
+/// which dilates bright areas. The cost grows no faster than the logarithm of the radius.
 ///
 /// Near the borders the window is not a clipped square. Along a row of `width` pixels that is split
 /// from its start into blocks of 2 radius + 1, the first `radius` results cover columns 0 to x, and
@@ -442,11 +442,11 @@ void erode_mask(const unsigned char* src, unsigned char* dst, int width, int hei
 /// mean(a) p + mean(b): applied to the input p, not to the guide I, on purpose. Truncated to bytes.
 /// A window that does not fit leaves every mean as it is.
 ///
-/// \param src     1 to 4 channels, with its stride; channels 0 to 2 are filtered, a fourth is
-///                carried.
+/// \param src     1 to 4 channels; channels 0 to 2 are filtered, a fourth is carried. One channel
+///                is **packed**, its stride ignored; more have their stride. So are guide and dst.
 /// \param guide   src's size. Channel i guides channel i; if there is no such channel, the last one
 ///                does.
-/// \param dst     src's size and channels, with its stride. It may be src.
+/// \param dst     src's size and channels. It may be src.
 /// \param radius  In pixels at full size.
 /// \param scale   1 computes the statistics at full size; else they are computed on an image of
 ///                trunc(size * scale + 0.5), with such a radius, and a and b enlarged again.

@@ -175,7 +175,8 @@ void filter_channel(uint8_t* channel, const uint8_t* guide, const Parameters& pa
   }
 }
 
-// The channels of an image as packed planes.
+// The channels of an image as packed planes. A single channel is taken as packed, whatever its
+// stride.
 class Channels {
  public:
   explicit Channels(const ImageData& image)
@@ -185,11 +186,21 @@ class Channels {
       records_.push_back(
           {bytes_.get() + c * plane, image.width, image.height, 1, image.width, 0, 0});
     }
-    split_channels(image, records_);
+    if (image.channels == 1) {
+      std::memcpy(bytes_.get(), image.data, plane);
+    } else {
+      split_channels(image, records_);
+    }
+  }
+  void join(ImageData& image) const {
+    if (image.channels == 1) {
+      std::memcpy(image.data, bytes_.get(), static_cast<size_t>(image.width) * image.height);
+    } else {
+      merge_channels(records_, image);
+    }
   }
   int count() const { return static_cast<int>(records_.size()); }
   uint8_t* plane(int c) { return records_[c].data; }
-  const std::vector<ImageData>& records() const { return records_; }
 
  private:
   Scratch<uint8_t> bytes_;
@@ -210,7 +221,7 @@ void filter(const ImageData& src, const ImageData* guide, ImageData& dst,
         guide == nullptr ? nullptr : guides[0].plane(std::min(c, guides[0].count() - 1));
     filter_channel(channels.plane(c), by, parameters);
   }
-  merge_channels(channels.records(), dst);
+  channels.join(dst);
 }
 
 bool is_mismatch(const ImageData& src, const ImageData& dst) {

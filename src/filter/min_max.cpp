@@ -20,6 +20,7 @@ namespace {
 using namespace detail;
 
 struct Max {
+  static constexpr uint8_t kNeutral = 0;
   uint8_t operator()(uint8_t a, uint8_t b) const { return a > b ? a : b; }
   template <class V>
   V of_vectors(V a, V b) const {
@@ -27,6 +28,7 @@ struct Max {
   }
 };
 struct Min {
+  static constexpr uint8_t kNeutral = 255;
   uint8_t operator()(uint8_t a, uint8_t b) const { return a < b ? a : b; }
   template <class V>
   V of_vectors(V a, V b) const {
@@ -37,8 +39,9 @@ struct Min {
 // Rows of scratch have room for a vector more, so that loops over them need no scalar end.
 constexpr int kPadding = 64;
 
-// out[x] = Op of a[x] and b[x], all rows of scratch. `out` may be `a`, and `b` may lie ahead of it
-// in the same row: nothing is read after it is written.
+// out[x] = Op of a[x] and b[x], all rows of scratch. `out` may be `a`. If `b` lies ahead of it in
+// the same row, nothing is read after it is written; if behind, what is read may cover more
+// already.
 template <class Op>
 void combine(const uint8_t* a, const uint8_t* b, uint8_t* out, int count) {
   const Full<uint8_t> d;
@@ -87,6 +90,27 @@ void first_windows(const uint8_t* row, uint8_t* out, int width, int length) {
       [=](int x) { out[x] = Op()(Op()(row[x], row[x + 1]), Op()(end[x], end[x + 1])); });
 }
 
+// out[x] = the extreme of row[0] to row[x]. The stretch that ends at x doubles in every step.
+template <class Op>
+void extremes_from_start(const uint8_t* row, uint8_t* scratch, uint8_t* out, int count) {
+  std::memcpy(scratch, row, count);
+  for (int step = 1; step < count; step *= 2) {
+    combine<Op>(scratch + step, scratch, scratch + step, count - step);
+  }
+  std::memcpy(out, scratch, count);
+}
+
+// out[x] = the extreme of row[x] to row[count - 1].
+template <class Op>
+void extremes_to_end(const uint8_t* row, uint8_t* scratch, uint8_t* out, int count) {
+  std::memcpy(scratch, row, count);
+  std::memset(scratch + count, Op::kNeutral, kPadding);
+  for (int step = 1; step < count; step *= 2) {
+    combine<Op>(scratch, scratch + step, scratch, count - step);
+  }
+  std::memcpy(out, scratch, count);
+}
+
 // The extremes along one row. Windows that start at x are widened to twice their length, step by
 // step and in place, and to n at last.
 template <class Op>
@@ -103,12 +127,14 @@ void extremes_along(const uint8_t* row, uint8_t* windows, uint8_t* out, int widt
     combine<Op>(windows, windows + (n - length), out + radius, width + 1 - n);
   }
 
-  out[0] = row[0];
-  for (int x = 1; x < radius; ++x) out[x] = Op()(out[x - 1], row[x]);
-  for (int x = width - 1; x >= width - radius; --x) {
-    const bool ends_block = x == width - 1 || (x + 1) % n == 0;
-    out[x] = ends_block ? row[x] : Op()(out[x + 1], row[x]);
+  // The last `radius` columns hold one end of a block at most, but for that of the last one.
+  const int last_block = (width - 1) / n * n, first = width - radius;
+  extremes_from_start<Op>(row, windows, out, radius);
+  if (first < last_block) {
+    extremes_to_end<Op>(row + first, windows, out + first, last_block - first);
   }
+  const int rest = std::max(first, last_block);
+  extremes_to_end<Op>(row + rest, windows, out + rest, width - rest);
 }
 
 // Walks blocks of n rows: `block` holds the extremes along the rows of one block and, once they are

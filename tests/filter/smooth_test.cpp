@@ -193,17 +193,22 @@ TEST(Guided, LikeThePlainRule) {
               static_cast<int>(std::fma(h, scale, 0.5f)) < 1) {
             continue;
           }
-          GuardedBuffer<> src(w * channels, h, 5), dst(w * channels, h, 2);
-          GuardedBuffer<> by(w * std::max(guide_channels, 1), h, 1);
+          // A single channel is packed, whatever its record says.
+          const bool packed = channels == 1, by_packed = guide_channels == 1;
+          GuardedBuffer<> src(w * channels, h, packed ? 0 : 5),
+              dst(w * channels, h, packed ? 0 : 2);
+          GuardedBuffer<> by(w * std::max(guide_channels, 1), h, by_packed ? 0 : 1);
           const Pixels pixels = picture(w, h, channels), guide = noise(by.packed().size());
           src.fill(pixels);
           by.fill(guide);
-          ImageData out = image_of(dst, channels);
+          ImageData in = image_of(src, channels), out = image_of(dst, channels);
+          if (packed) in.stride = out.stride = w + 3;
           if (guide_channels == 0) {
-            guided_filter_self(image_of(src, channels), out, radius, scale, 0.01f);
+            guided_filter_self(in, out, radius, scale, 0.01f);
           } else {
-            guided_filter_general(image_of(src, channels), image_of(by, guide_channels), out,
-                                  radius, scale, 0.01f);
+            ImageData guide_image = image_of(by, guide_channels);
+            if (by_packed) guide_image.stride = w + 3;
+            guided_filter_general(in, guide_image, out, radius, scale, 0.01f);
           }
           for (int c = 0; c < channels; ++c) {
             const Pixels plane = channel_of(pixels, channels, c);
@@ -237,6 +242,12 @@ TEST(Guided, ChecksAndSenselessParameters) {
     guided_filter_general(in, guide, to, 1, 1, 0.1f);
     EXPECT_EQ(log.take(), Messages{"input and output mismatch!"});
   }
+  // Sizes are fused: this scale leaves half a pixel of 86, rounded down.
+  Pixels wide = noise(86 * 90), untouched(wide.size(), 9);
+  ImageData wide_out = image_of(untouched, 86, 90, 1);
+  guided_filter_self(image_of(wide, 86, 90, 1), wide_out, 1, 0.005813953f, 0.1f);
+  EXPECT_EQ(untouched, Pixels(wide.size(), 9));
+
   const float infinity = std::numeric_limits<float>::infinity();
   ImageData to = image_of(out, 6, 5, 1);
   for (const float scale : {0.0f, -1.0f, 0.01f, 1e9f, infinity, std::nanf("")}) {
