@@ -268,9 +268,8 @@ void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height);
 /// Fills the tables of the fast conversion to Lab.
 ///
 /// \param gamma_table  256 entries: linear light of an sRGB byte, 10 fractional bits.
-/// \param cbrt_table   1500 entries: f(i / 1024), the cube root with its linear start, 20
-/// fractional
-///                     bits.
+/// \param cbrt_table   1500 entries: f(i / 1024), the cube root with its linear start, in 20
+///                     fractional bits.
 void init_rgb_to_lab_fast(int* gamma_table, int* cbrt_table);
 
 /// sRGB to 8-bit Lab by tables, in integers. X and Z are **not** divided by the white point, so
@@ -513,10 +512,9 @@ void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int h
 ///   the left, else 0: edges are followed right and down, in one pass.
 ///
 /// \param src         1 channel, packed, or 3 or 4 with their stride; of 4, color_order tells where
-///                    blue is.
-/// \param dst         One channel of the same size; packed, its stride is not read. Written: 255
-/// for
-///                    edges, else 0. (A threshold1 of 0 or below leaves the frame weak, 100, and a
+///                    blue is. Other numbers are taken as one channel.
+/// \param dst         One channel of the same size; packed, its stride is not read. Edges are 255,
+///                    all else 0. (A threshold1 of 0 or below leaves the frame weak, 100, and a
 ///                    threshold2 of 0 or below makes all 255.)
 /// \param threshold1  Low threshold.
 /// \param threshold2  High threshold; if it is not larger, prints
@@ -972,9 +970,7 @@ void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int 
 ///
 /// \param keypoints            Cleared, then filled in raster order.
 /// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
-/// leave
-///                             `keypoints` as it was. Colour goes through rgb2gray() or
-///                             rgba2gray().
+///                             change nothing. Colour goes through rgb2gray() or rgba2gray().
 /// \param stride               Bytes between rows.
 /// \param bgra                 The flag of rgba2gray(), for four channels.
 /// \param threshold            Clamped to 0 … 255.

@@ -117,7 +117,7 @@ class StripFilter {
   // `source_step` and `step` bytes apart.
   void run(const uint8_t* source, size_t source_step, uint8_t* pixels, size_t step, int length) {
     look_up(source, source_step, length);
-    State<kChannels> state;
+    State<kChannels> state{};
     for (int i = 0; i < length; ++i) {
       advance(state, pixels + i * step, i == 0 ? nullptr : feedbacks_of(i));
       state.store(forward_of(i));
@@ -165,7 +165,7 @@ class StripFilter {
     }
   }
 
-  // (forward + backward) * (1 / sum of both weights), truncated.
+  // (forward + backward) * (1 / sum of both weights), truncated, along rows and columns alike.
   HWY_INLINE void store_mean(const float* forward, const S& backward, uint8_t* pixels) const {
     const Floats d;
     V reciprocals[kWeightVectors];

@@ -121,12 +121,18 @@ TEST(Clahe, GrayFollowsTheDefinition) {
                         {97, 33, 5, 700, 40.0f},
                         {16, 17, 16, 128, 0.5f},
                         {3, 2, 2, 0, 1e30f},
+                        {32, 32, 8, 4, 0.2f},
+                        {50, 40, 2, 50, 0.7f},
+                        {82, 4, 2, 256, 0},
                         {300, 280, 2, 33, -1.0f}}) {
     SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.tiles << ", "
                                     << c.bins << ", " << c.clip);
-    for (const bool flat : {false, true}) {
-      auto pixels = picture(c.width, c.height, 1);
-      if (flat) std::fill(pixels.begin(), pixels.end(), uint8_t{90});
+    auto flat = picture(c.width, c.height, 1), spots = flat;
+    std::fill(flat.begin(), flat.end(), uint8_t{90});
+    for (size_t i = 0; i < spots.size(); ++i) {
+      spots[i] = i % c.width % 4 == 0 && i / c.width % 4 == 0 ? 200 : 10;
+    }
+    for (const auto& pixels : {picture(c.width, c.height, 1), noise(flat.size()), flat, spots}) {
       GuardedBuffer<> src(c.width, c.height, 3, Guard::kAfter, true);
       std::vector<uint8_t> dst(static_cast<size_t>(src.stride()) * c.height);
       src.fill(pixels);

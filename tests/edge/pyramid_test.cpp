@@ -19,6 +19,11 @@ TEST(Pyramid, EveryLevelFollowsTheDefinition) {
       levels[1].data = half.data();
       pyramid_gauss(image_of(src, channels), levels);
       ASSERT_EQ(full.packed(), src.packed());
+      // The same with the image itself as its level 0.
+      const auto first = half.packed();
+      levels[0].data = src.data();
+      pyramid_gauss(image_of(src, channels), levels);
+      ASSERT_EQ(half.packed(), first);
       if (width == 1 && height == 1) continue;
       const Clamped p{full.data(), width, height, channels};
       for (int y = 0; y < half_height; ++y) {

@@ -177,7 +177,8 @@ TEST(Box, NoWindowCopies) {
 }
 
 // The radii are worked out by hand: sigma 0 gives 1 1 1; 2: sqrt(17) = 4.1, so 3 and 5, of which
-// m = (48 - 27 - 36 - 9) / -16 = 1.5, two of 3; 3.4: sqrt(47.24) = 6.87, so 5 and 7, m = 0.26.
+// m = (48 - 27 - 36 - 9) / -16 = 1.5, two of 3; 3.4: sqrt(47.24) = 6.87, so 5 and 7, m = 0.26; the
+// root of 7: m = 2.5, halves away from zero.
 TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
   const int width = 61, height = 45;
   const auto blurred = [&](const Plane& plane, std::vector<int> radii) {
@@ -186,9 +187,15 @@ TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
     return out;
   };
   const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
-  const std::vector<std::pair<float, std::vector<int>>> cases = {
-      {0.0f, {1, 1, 1}}, {2.0f, {3, 3, 5}}, {-2.0f, {3, 3, 5}}, {3.4f, {7, 7, 7}},
-      {1e5f, {}},        {1e30f, {}},       {inf, {}},          {nan, {}}};
+  const std::vector<std::pair<float, std::vector<int>>> cases = {{0.0f, {1, 1, 1}},
+                                                                 {2.0f, {3, 3, 5}},
+                                                                 {-2.0f, {3, 3, 5}},
+                                                                 {3.4f, {7, 7, 7}},
+                                                                 {2.64575124f, {5, 5, 5}},
+                                                                 {1e5f, {}},
+                                                                 {1e30f, {}},
+                                                                 {inf, {}},
+                                                                 {nan, {}}};
   const Plane gray = picture(width, height, 1), rgba = picture(width, height, 4);
   for (const auto& [sigma, radii] : cases) {
     SCOPED_TRACE(sigma);
@@ -255,6 +262,13 @@ TEST(Gaussian, EveryShapeFollowsTheFormula) {
   Plane dst(src.size());
   gaussian_blur(src.data(), dst.data(), 97, 60, 59, 11.0f);
   EXPECT_EQ(dst, gaussian(src, 97, 60, 59, 11.0f));
+  // Flat images show the last bits of the weights' sum, and so of the default sigma.
+  for (int level = 0; level < 256; ++level) {
+    const Plane flat(64, static_cast<uint8_t>(level));
+    Plane out(64);
+    gaussian_blur(flat.data(), out.data(), 8, 8, 7, 0);
+    EXPECT_EQ(out, gaussian(flat, 8, 8, 7, static_cast<float>(6 * 0.15 + 0.5)));
+  }
 }
 
 TEST(Gaussian, RefusesOnceForEachPass) {
