@@ -117,13 +117,18 @@ class StripFilter {
   // `source_step` and `step` bytes apart.
   void run(const uint8_t* source, size_t source_step, uint8_t* pixels, size_t step, int length) {
     look_up(source, source_step, length);
-    State<kChannels> state{};
-    for (int i = 0; i < length; ++i) {
-      advance(state, pixels + i * step, i == 0 ? nullptr : feedbacks_of(i));
+    State<kChannels> state;
+    start(state, pixels);
+    state.store(forward_of(0));
+    for (int i = 1; i < length; ++i) {
+      advance(state, pixels + i * step, feedbacks_of(i));
       state.store(forward_of(i));
     }
-    for (int i = length - 1; i >= 0; --i) {
-      advance(state, pixels + i * step, i == length - 1 ? nullptr : feedbacks_of(i + 1));
+    const int last = length - 1;
+    start(state, pixels + last * step);
+    store_mean(forward_of(last), state, pixels + last * step);
+    for (int i = last - 1; i >= 0; --i) {
+      advance(state, pixels + i * step, feedbacks_of(i + 1));
       store_mean(forward_of(i), state, pixels + i * step);
     }
   }
@@ -144,24 +149,31 @@ class StripFilter {
     }
   }
 
-  // inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
-  // Without feedbacks, the start of a line: the sample with weight 1.
-  HWY_INLINE void advance(S& state, const uint8_t* pixels, const float* feedbacks) const {
+  HWY_INLINE static V samples(const uint8_t* pixels) {
     const Floats d;
     const hn::Rebind<uint8_t, Floats> d8;
     const hn::Rebind<int32_t, Floats> d32;
+    return hn::ConvertTo(d, hn::PromoteTo(d32, hn::LoadU(d8, pixels)));
+  }
+
+  // A line starts with its first sample, of weight 1.
+  HWY_INLINE static void start(S& state, const uint8_t* pixels) {
+    for (V& weight : state.weights) weight = hn::Set(Floats(), 1.0f);
+    for (int i = 0; i < S::kValueVectors; ++i) state.values[i] = samples(pixels + i * kLanes);
+  }
+
+  // inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
+  HWY_INLINE void advance(S& state, const uint8_t* pixels, const float* feedbacks) const {
+    const Floats d;
     const V inv = hn::Set(d, feedback_.sample_weight);
     V w[kWeightVectors];
     for (int i = 0; i < kWeightVectors; ++i) {
-      if (feedbacks != nullptr) w[i] = hn::LoadU(d, feedbacks + i * kLanes);
-      state.weights[i] =
-          feedbacks == nullptr ? hn::Set(d, 1.0f) : hn::MulAdd(w[i], state.weights[i], inv);
+      w[i] = hn::LoadU(d, feedbacks + i * kLanes);
+      state.weights[i] = hn::MulAdd(w[i], state.weights[i], inv);
     }
     for (int i = 0; i < S::kValueVectors; ++i) {
-      const V sample = hn::ConvertTo(d, hn::PromoteTo(d32, hn::LoadU(d8, pixels + i * kLanes)));
-      state.values[i] = feedbacks == nullptr
-                            ? sample
-                            : hn::MulAdd(for_channels_(w, i), state.values[i], inv * sample);
+      const V sample = inv * samples(pixels + i * kLanes);
+      state.values[i] = hn::MulAdd(for_channels_(w, i), state.values[i], sample);
     }
   }
 
