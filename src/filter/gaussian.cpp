@@ -16,7 +16,7 @@ namespace {
 using namespace detail;
 
 // Columns that are summed at a time; rows of scratch are whole multiples of it.
-constexpr int kTile = 32;
+constexpr int kTile = 64;
 
 struct Kernel {
   explicit Kernel(int taps_count, float sigma) : taps(taps_count), weights(taps_count) {
@@ -68,24 +68,29 @@ HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
 template <class Sample, class Result>
 void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
   const Full<float> d;
-  constexpr int kVectors = 4;
-  const int lanes = static_cast<int>(hn::Lanes(d)), count = kernel.taps;
+  constexpr int kVectors = 8, kLanes = static_cast<int>(hn::MaxLanes(d));
+  const int count = kernel.taps;
   const float* weights = kernel.weights.get();
-  for (int start = 0; start < kTile; start += kVectors * lanes) {
-    auto sum0 = hn::Zero(d), sum1 = sum0, sum2 = sum0, sum3 = sum0;
-    for (int j = 0; j < count; ++j) {
+  for (int start = 0; start < kTile; start += kVectors * kLanes) {
+    hn::Vec<Full<float>> sums[kVectors];
+    for (int i = 0; i < kVectors; ++i) {
+      sums[i] = load_floats(d, taps[0] + x + start + i * kLanes) * hn::Set(d, weights[0]);
+    }
+    for (int j = 1; j < count; ++j) {
       const auto weight = hn::Set(d, weights[j]);
       const Sample* from = taps[j] + x + start;
-      sum0 = sum0 + load_floats(d, from) * weight;
-      sum1 = sum1 + load_floats(d, from + lanes) * weight;
-      sum2 = sum2 + load_floats(d, from + 2 * lanes) * weight;
-      sum3 = sum3 + load_floats(d, from + 3 * lanes) * weight;
+      for (int i = 0; i < kVectors; ++i) {
+        sums[i] = sums[i] + load_floats(d, from + i * kLanes) * weight;
+      }
     }
-    const auto truncated = [&](hn::Vec<Full<float>> sum) {
-      const auto value = sum * hn::Set(d, kernel.inverse_sum);
+    const auto truncated = [&](int i) {
+      const auto value = sums[i] * hn::Set(d, kernel.inverse_sum);
       return truncate_fitting(hn::Max(value, hn::Zero(d)));
     };
-    store(truncated(sum0), truncated(sum1), truncated(sum2), truncated(sum3), out + start);
+    for (int i = 0; i < kVectors; i += 4) {
+      store(truncated(i), truncated(i + 1), truncated(i + 2), truncated(i + 3),
+            out + start + i * kLanes);
+    }
   }
 }
 
