@@ -9,8 +9,9 @@
 ///   there is no padding. A size below 1 returns at once, without writing and without a message.
 /// - **Byte order** in memory is R, G, B(, A), unless a flag or ImageData::color_order says B, G,
 ///   R(, A). Alpha is carried or dropped as stated and never takes part in colour arithmetic.
-/// - **Results** are the same bytes on every machine, compiler and vector width. Shifts and
-///   conversions to bytes truncate, with no rounding term, unless a formula shows one.
+/// - **Results** are the same bytes on every machine, compiler and vector width (but for scaled
+///   frames). Shifts and conversions to bytes truncate, with no rounding term, unless a formula
+///   shows one.
 /// - **Failures** print one message through log_print() and return, writing nothing. Nothing
 ///   throws, except that running out of memory may throw std::bad_alloc.
 /// - **Threads**: a call runs on its caller's thread, may run beside other calls on other output
@@ -142,7 +143,8 @@ unsigned char* read_file_into_buffer(std::string path, int& size);
 /// Every line is split at any of the characters in `delimiters`, runs of them counting as one,
 /// and each piece is converted as by atof (text that is no number gives 0). Every line starts
 /// again at values[0]: what is left is the last non-empty line, followed by what longer lines
-/// before it wrote further back. A line ends at its newline, which belongs to no number.
+/// before it wrote further back. A line ends at its newline, which belongs to no number; a carriage
+/// return before it does, unless it is a delimiter: a line of nothing else is the number 0.
 ///
 /// \param values  Must have room for the longest line.
 ///
@@ -216,8 +218,8 @@ void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int h
 /// quotients truncated; n is G - B if R is largest, else B - R + 2 d if G is, else R - G + 4 d.
 /// Negative hues wrap around. Gray has hue and saturation 0.
 ///
-/// \param src  3 or more channels, the first three being R, G, B. **Packed**: its stride is
-///             ignored.
+/// \param src  3 or more channels, the first three being R, G, B; fewer write nothing.
+///             **Packed**: its stride is ignored.
 /// \param dst  Only its data is used: width * height packed pixels. It may be src's.
 void rgba2hsv(const ImageData& src, ImageData& dst);
 
@@ -663,7 +665,8 @@ void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_wid
 // - Perspective, 9 floats: with w = H6 x + H7 y + H8, x' = (H0 x + H1 y + H2) / w and
 //   y' = (H3 x + H4 y + H5) / w.
 // Nothing here is checked and nothing is printed, unless stated; an impossible request gives
-// infinities or NaNs. Results are written last: they may take the place of the arguments.
+// infinities, NaNs or, by rounding, numbers without a meaning. Results are written last: they may
+// take the place of the arguments.
 
 /// The affine matrix that turns by `angle` degrees and scales about (cx, cy). Positive angles turn
 /// counter-clockwise on the screen. With a = scale cos(angle) and b = scale sin(angle):
@@ -771,8 +774,8 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 /// \param inverse        Maps crop to image coordinates (6 floats), as align_crop_img() wrote it.
 /// \param image          Four channels, changed in place; it must not overlap the crop.
 /// \param erode_radius   Pixels of the image, from 0 to its width plus height.
-/// \param feather_sigma  From 0, which leaves the edge hard. In effect at most half of the longer
-///                       side of the place's bounding box, and at most the image's longer side.
+/// \param feather_sigma  From 0, which leaves the edge hard. In effect at most a quarter of the
+///                       longer side of the place's bounding box, and of the image's.
 /// \return 0, also if nothing changes because the place is empty or outside, or the matrix
 ///         singular or not finite, or because nothing is left of the shrunk place. -1 after
 ///         "align_back_img arguments error!\n" (channels, strides or parameters other than stated),
@@ -841,8 +844,9 @@ void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Poin
 /// - circularity: 4 pi m00 / perimeter^2, 0 for a perimeter of at most 0.01;
 /// - inertia: the smaller over the larger principal central moment, 1 if they are nearly equal;
 /// - polygons without area are dropped, whatever the filters;
-/// - color: the mask at the centroid must equal blob_color. A centroid beyond the mask, which an
-///   outline that crosses itself may have, equals no color.
+/// - color: the mask at the centroid must equal blob_color. The centroid of an outline that crosses
+///   itself may lie anywhere: above the mask, or past the last point of all blobs, it equals no
+///   color.
 ///
 /// \param mask   Packed mask that holds the blobs, `width` bytes a row; read for the color only.
 /// \param blobs  Outlines inside of the mask.
@@ -957,7 +961,8 @@ void object_detetion_postprocess(const float* rows, int num_rows, int num_classe
 ///
 /// Level i has height / strides[i] rows and width / strides[i] columns of cells (truncated; none
 /// for a stride below 1), centred at ((x + 0.5) * stride / width, (y + 0.5) * stride / height),
-/// computed in double precision. Entries follow by level, row, column and anchor without gaps.
+/// computed in double precision. Sizes are size * (1 / width) and size * (1 / height) in single
+/// precision. Entries follow by level, row, column and anchor without gaps.
 ///
 /// \param anchors       Room for 4 floats for each cell and anchor.
 /// \param anchor_sizes  anchor_sizes[i] has the num_anchors sizes, in pixels, of level i.
@@ -968,7 +973,7 @@ void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int 
 /// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
 /// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
 ///
-/// \param keypoints            Cleared, then filled in raster order.
+/// \param keypoints            Cleared, also for sizes below 7, then filled in raster order.
 /// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
 ///                             change nothing. Colour goes through rgb2gray() or rgba2gray().
 /// \param stride               Bytes between rows.
@@ -988,8 +993,7 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
 //
 // Layouts, in memory:
 // - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
-// and
-//   (height + 1) / 2 rows.
+//   and (height + 1) / 2 rows.
 // - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
 //   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
 //   pixel buffers are NV12.
@@ -1079,8 +1083,9 @@ void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, 
 void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
                  int width, int height, RotationMode mode, bool flip);
 
-/// Scales an I420 frame with libyuv's filter of that name. Null planes, source sizes outside 1 to
-/// 32768 and destination sizes below 1 write nothing.
+/// Scales an I420 frame with libyuv's filter of that name, which rounds differently on x86-64 and
+/// arm64. Null planes, source sizes outside 1 to 32768, destination sizes below 1 and unknown modes
+/// write nothing.
 void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                 const unsigned char* v, int v_stride, int src_width, int src_height,
                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
@@ -1090,6 +1095,9 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
 /// Scales an image of 4 bytes a pixel to dst_width x dst_height, writing only the pixels of the
 /// clip rectangle, at their places in the destination. As scale_i420(), nothing is written for bad
 /// arguments; nor for a clip that is empty, larger than 32768 or not inside the destination.
+///
+/// SCALE_BOX to exactly a quarter of the width and a 6th, 10th, 14th … of the height, which libyuv
+/// has no code for, is done as SCALE_BILINEAR.
 void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
                 unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
                 int clip_y, int clip_width, int clip_height, ScaleMode mode);

@@ -30,13 +30,13 @@ float best_of(const float* scores, int count) {
   return best;
 }
 
-// Edges are whole numbers: a row is in the network's pixels.
+// Edges are whole numbers: a row is in the network's pixels. Adding 0 makes 0 of -0.
 BBox box_of(const float* row, float score, int label) {
   const float half_width = row[2] * 0.5f, half_height = row[3] * 0.5f;
-  return {std::trunc(row[0] - half_width),
-          std::trunc(row[1] - half_height),
-          std::trunc(row[0] + half_width),
-          std::trunc(row[1] + half_height),
+  return {std::trunc(row[0] - half_width) + 0.0f,
+          std::trunc(row[1] - half_height) + 0.0f,
+          std::trunc(row[0] + half_width) + 0.0f,
+          std::trunc(row[1] + half_height) + 0.0f,
           score,
           label};
 }

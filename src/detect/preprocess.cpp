@@ -59,10 +59,11 @@ void object_detetion_preprocess(const ImageData& image, int net_width, int net_h
   if (image.channels < 3 || image.channels > 4) return;
   const int longest = std::max(image.width, image.height);
   const int shortest = std::min(net_width, net_height);
-  if (longest < 1 || shortest < 1) return;
+  scale = static_cast<float>(longest) / static_cast<float>(shortest);
+  if (shortest < 1) return;
   const size_t plane = static_cast<size_t>(net_width) * net_height;
   std::fill_n(tensor, 3 * plane, 0.0f);
-  scale = static_cast<float>(longest) / static_cast<float>(shortest);
+  if (longest < 1) return;
 
   const auto width = static_cast<int>(int64_t{image.width} * shortest / longest);
   const auto height = static_cast<int>(int64_t{image.height} * shortest / longest);

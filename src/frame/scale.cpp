@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -34,7 +35,8 @@ bool needs_last_rows(int clip_end, int src_height, int dst_height) {
   return needed + 2 > src_height - 1;
 }
 
-// The source with bytes to spare: its last column and its last row are there more than once.
+// The source with bytes to spare: its last column and its last row are there more than once, and
+// what is left of a row is the row's first pixel.
 class PaddedCopy {
  public:
   PaddedCopy(const uint8_t* src, int src_stride, int width, int height)
@@ -45,6 +47,7 @@ class PaddedCopy {
       std::memcpy(row, detail::row_at(src, std::min(y, height - 1), src_stride), size_t{4} * width);
       const uint8_t* const last = row + (size_t{4} * width - 4);
       for (int i = 1; i <= kSparePixels; ++i) std::memcpy(row + (last - row) + 4 * i, last, 4);
+      if (y > 0) std::memcpy(row - 4, row, 4);
     }
   }
   const uint8_t* data() const { return bytes_.get(); }
@@ -60,6 +63,47 @@ libyuv::FilterMode filter(ScaleMode mode) {
   return static_cast<libyuv::FilterMode>(mode);
 }
 
+bool is_known(ScaleMode mode) {
+  return mode >= SCALE_NONE && mode <= SCALE_BOX;
+}
+
+// A job of scale_argb(), and what libyuv makes of some of them.
+struct ArgbScaling {
+  const uint8_t* src;
+  int src_stride, src_width, src_height;
+  uint8_t* dst;
+  int dst_stride, dst_width, dst_height;
+  libyuv::FilterMode filter;
+
+  // To a quarter in width and a sixth, a tenth … in height, libyuv's box filter stops the process.
+  bool stops_box() const {
+    const int ratio = src_height % dst_height == 0 ? src_height / dst_height : 0;
+    return filter == libyuv::kFilterBox && src_width == int64_t{4} * dst_width && ratio >= 6 &&
+           ratio % 4 == 2;
+  }
+  // Halving the width and dividing the height by an even number, it takes the linear filter's
+  // pixels from one too far on the left, so that those before the first one are in the result.
+  bool looks_left() const {
+    return filter == libyuv::kFilterLinear && src_width == int64_t{2} * dst_width &&
+           src_height % dst_height == 0 && src_height / dst_height % 2 == 0;
+  }
+
+  void whole() const {
+    libyuv::ARGBScale(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
+                      dst_height, filter);
+  }
+  void clip(int x, int y, int width, int height) const {
+    // A clip of twice the source's width it takes for a doubling.
+    if (filter == libyuv::kFilterNone && width == int64_t{2} * src_width) {
+      clip(x, y, width - 1, height);
+      clip(x + width - 1, y, 1, height);
+      return;
+    }
+    libyuv::ARGBScaleClip(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
+                          dst_height, x, y, width, height, filter);
+  }
+};
+
 }  // namespace
 
 using namespace detail;
@@ -71,15 +115,18 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
                 ScaleMode mode, bool flip) {
   const bool has_planes = y != nullptr && u != nullptr && v != nullptr && dst_y != nullptr &&
                           dst_u != nullptr && dst_v != nullptr;
-  if (!has_planes || !is_source_size(src_width, src_height) || dst_width < 1 || dst_height < 1) {
+  if (!has_planes || !is_source_size(src_width, src_height) || dst_width < 1 || dst_height < 1 ||
+      !is_known(mode)) {
     return;
   }
   const auto from_y = flipped(y, y_stride, src_height, flip);
   const auto from_u = flipped(u, u_stride, chroma_size(src_height), flip);
   const auto from_v = flipped(v, v_stride, chroma_size(src_height), flip);
+  // A quotient of 32768 would overflow: one row less has the same chroma and the same middle.
+  const bool overflows = src_height == kLargestSize && dst_height == 1;
   libyuv::I420Scale(from_y.data, from_y.stride, from_u.data, from_u.stride, from_v.data,
-                    from_v.stride, src_width, src_height, dst_y, dst_y_stride, dst_u, dst_u_stride,
-                    dst_v, dst_v_stride, dst_width, dst_height, filter(mode));
+                    from_v.stride, src_width, src_height - overflows, dst_y, dst_y_stride, dst_u,
+                    dst_u_stride, dst_v, dst_v_stride, dst_width, dst_height, filter(mode));
 }
 
 void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
@@ -87,23 +134,27 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
                 int clip_y, int clip_width, int clip_height, ScaleMode mode) {
   if (src == nullptr || dst == nullptr || !is_source_size(src_width, src_height) || dst_width < 1 ||
       dst_height < 1 || !is_inside(clip_x, clip_width, dst_width) ||
-      !is_inside(clip_y, clip_height, dst_height)) {
+      !is_inside(clip_y, clip_height, dst_height) || !is_known(mode)) {
     return;
   }
-  if (clip_width == dst_width && clip_height == dst_height) {
-    libyuv::ARGBScale(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
-                      dst_height, filter(mode));
-    return;
+  ArgbScaling scaling{src,        src_stride, src_width,  src_height,  dst,
+                      dst_stride, dst_width,  dst_height, filter(mode)};
+  if (scaling.stops_box()) scaling.filter = libyuv::kFilterBilinear;
+  const bool is_whole = clip_width == dst_width && clip_height == dst_height;
+  const bool needs_copy =
+      scaling.looks_left() ||
+      (!is_whole && needs_last_rows(clip_y + clip_height, src_height, dst_height));
+  std::optional<PaddedCopy> copy;
+  if (needs_copy) {
+    copy.emplace(src, src_stride, src_width, src_height);
+    scaling.src = copy->data();
+    scaling.src_stride = copy->stride();
   }
-  if (!needs_last_rows(clip_y + clip_height, src_height, dst_height)) {
-    libyuv::ARGBScaleClip(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
-                          dst_height, clip_x, clip_y, clip_width, clip_height, filter(mode));
-    return;
+  if (is_whole) {
+    scaling.whole();
+  } else {
+    scaling.clip(clip_x, clip_y, clip_width, clip_height);
   }
-  const PaddedCopy source(src, src_stride, src_width, src_height);
-  libyuv::ARGBScaleClip(source.data(), source.stride(), src_width, src_height, dst, dst_stride,
-                        dst_width, dst_height, clip_x, clip_y, clip_width, clip_height,
-                        filter(mode));
 }
 
 }  // namespace KelvraCV

@@ -56,7 +56,7 @@ struct SoftEdge {
 SoftEdge soft_edge_of(int erode_radius, float feather_sigma, const Place& place,
                       const ImageData& image) {
   const double image_side = std::max(image.width, image.height);
-  const double sigma = std::min({double{feather_sigma}, place.longer_side() / 2, image_side});
+  const double sigma = std::min({double{feather_sigma}, place.longer_side() / 4, image_side / 4});
   // A box's radius is an odd number up to sqrt(4 sigma^2 + 1), or the next odd one.
   const double box_radius = sigma > 0 ? std::floor(2 * sigma) + 4 : 0;
   return {erode_radius, static_cast<float>(sigma), box_radius};

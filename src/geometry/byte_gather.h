@@ -17,7 +17,7 @@ class ByteGather {
   // `place(i)` is where byte i comes from, for i below `count`: 0 to row_bytes - 1.
   template <class Place>
   ByteGather(int count, int row_bytes, Place place) {
-    if (row_bytes < kWindow) return;
+    if (count < 1 || row_bytes < kWindow) return;
     const int blocks = (count + kBlock - 1) / kBlock;
     shuffles_.reserve(static_cast<size_t>(blocks) + kSpare);
     for (int block = 0; block < blocks; ++block) {

@@ -61,7 +61,7 @@ class AffineMap {
     }
   }
   static bool fits(const double* inverse, int columns) {
-    const double step = std::max(std::fabs(inverse[0]), std::fabs(inverse[3]));
+    const double step = std::fabs(inverse[0]) + std::fabs(inverse[3]);
     return step * kOne * columns < kMaxPart;  // false for NaN, too
   }
 

@@ -241,6 +241,8 @@ TEST(Channels, EmptySizesWriteNothing) {
     rgba2hsv(empty, to);
     hsv2rgb(empty, to);
   }
+  ImageData to{&out, 1, 1, 3, 3, 0, 0};
+  rgba2hsv({in, 1, 1, 2, 2, 0, 0}, to);
   EXPECT_EQ(out, 7);
 }
 

@@ -86,6 +86,8 @@ TEST(Boxes, DecodingByHand) {
   // First maximum wins; edges truncate toward zero.
   EXPECT_EQ(flat(decode({row(1.2f, 10, 5.5f, 7, 0.5f, {0.1f, 0.9f, 0.9f})}, 0.45f, 0.5f)),
             (std::vector<float>{-1, 6, 3, 13, 0.45f, 1}));
+  const auto corner = decode({row(0.5f, 0.5f, 1.5f, 1.5f, 1, {1})}, 0, 0.5f).at(0);
+  EXPECT_FALSE(std::signbit(corner.x1) || std::signbit(corner.y1)) << "0, not -0";
   EXPECT_TRUE(decode({row(5, 5, 2, 2, 0.5f, {0.9f})}, 0.46f, 0.5f).empty());
   // No score above 0: class 0 and score 0, kept only by a threshold that is not positive.
   EXPECT_TRUE(decode({row(5, 5, 2, 2, 1, {-1, -0.5f})}, 1e-9f, 0.5f).empty());
@@ -131,6 +133,17 @@ TEST(Boxes, RandomRowsLikeThePlainRule) {
       }
     }
   }
+}
+
+TEST(Boxes, Golden) {
+  Random random(8);
+  std::vector<std::vector<float>> rows;
+  const auto number = [&](int limit) { return static_cast<float>(random.below(limit)) / 64.0f; };
+  for (int i = 0; i < 200; ++i) {
+    rows.push_back(row(number(6400), number(6400), number(3200), number(3200), number(65),
+                       {number(65), number(65), number(65)}));
+  }
+  expect_golden("object_detetion_postprocess", flat(decode(rows, 0.2f, 0.3f)));
 }
 
 TEST(Boxes, NothingToDecode) {

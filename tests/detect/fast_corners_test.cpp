@@ -128,6 +128,14 @@ TEST(FastCorners, ArgumentsAndEmptyResults) {
   EXPECT_EQ(log.take(), Messages(3, "input channels error!\n"));
   EXPECT_EQ(find(40, 40, 1, -5), find(40, 40, 1, 0));
   EXPECT_EQ(find(40, 40, 1, 300), 0u);
+  std::vector<uint8_t> spot(49, 255);
+  spot[24] = 0;
+  for (const auto& [threshold, count] : {std::pair{254, 1u}, {255, 0u}}) {
+    std::vector<KeyPoint> found;
+    fast_9_16(spot.data(), found, 7, 7, 1, 7, 0, threshold, true, nullptr);
+    ASSERT_EQ(found.size(), count);
+    for (const KeyPoint& corner : found) EXPECT_EQ(corner.response, 254);
+  }
   for (const auto& [width, height] : {std::pair{40, 6}, {6, 40}, {0, 40}, {40, 0}, {-4, -4}}) {
     EXPECT_EQ(find(width, height, 1, 0), 0u);
   }

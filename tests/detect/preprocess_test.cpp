@@ -87,6 +87,16 @@ TEST(Preprocess, Sizes) {
   }
 }
 
+TEST(Preprocess, AnEmptyImageGivesZeros) {
+  float tensor[13], scale = 6;
+  std::fill_n(tensor, 13, 5.0f);
+  object_detetion_preprocess({nullptr, 0, 0, 3, 0, 0, 0}, 2, 2, tensor, scale, nullptr, nullptr,
+                             true, false, true);
+  EXPECT_EQ(scale, 0);
+  EXPECT_EQ(std::count(tensor, tensor + 12, 0.0f), 12);
+  EXPECT_EQ(tensor[12], 5);
+}
+
 TEST(Preprocess, OtherChannelCountsWriteNothing) {
   uint8_t pixels[16] = {};
   float tensor[12] = {5}, scale = 6;

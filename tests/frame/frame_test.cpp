@@ -83,6 +83,7 @@ std::vector<Case> cases() {
                                       {7, 1},
                                       {3, 5},
                                       {8, 4},
+                                      {13, 40},
                                       {17, 9},
                                       {33, 6},
                                       {64, 16},
@@ -242,6 +243,48 @@ TEST(Frames, Crop) {
     EXPECT_EQ(cropped(x, y, w, h, 20), untouched) << x << " " << y << " " << w << " " << h;
   }
   EXPECT_NE(cropped(0, 0, 99, 1, 99 * 4), untouched);
+  // Two rows that end with the image, and those that would go on for a byte more.
+  const int bytes = static_cast<int>(in.buffer.row(99) + 400 - in.buffer.row(98));
+  EXPECT_NE(cropped(0, 97, 5, 2, bytes), untouched);
+  EXPECT_EQ(cropped(0, 97, 5, 2, bytes + 1), untouched);
+}
+
+// Sizes that libyuv alone stops at, takes for others, or makes of what lies beside the rows.
+TEST(Frames, ScalingsOfTheirOwn) {
+  const auto scaled = [](int sw, int sh, int dw, int dh, Rect clip, ScaleMode mode, int padding) {
+    const auto pixels = noise(size_t{4} * sw * sh);
+    std::vector<uint8_t> src(size_t(sw * 4 + padding) * sh, static_cast<uint8_t>(padding));
+    for (int y = 0; y < sh; ++y) {
+      std::copy_n(&pixels[size_t{4} * y * sw], 4 * sw, &src[size_t(y) * (4 * sw + padding)]);
+    }
+    Plane dst(dw, dh, 4, Guard::kAfter);
+    scale_argb(src.data(), sw * 4 + padding, sw, sh, dst.data(), dst.stride(), dw, dh, clip.x,
+               clip.y, clip.width, clip.height, mode);
+    std::vector<uint8_t> out;
+    for (int y = clip.y; y < clip.y + clip.height; ++y) {
+      const uint8_t* const row = dst.buffer.row(y) + 4 * clip.x;
+      out.insert(out.end(), row, row + 4 * clip.width);
+    }
+    return out;
+  };
+  const Rect two{0, 0, 2, 1};
+  EXPECT_EQ(scaled(8, 6, 2, 1, two, SCALE_BOX, 0), scaled(8, 6, 2, 1, two, SCALE_BILINEAR, 0));
+  EXPECT_EQ(scaled(32, 14, 8, 1, two, SCALE_BOX, 0).size(), 8u);
+  const Rect whole{0, 0, 7, 1}, part{1, 0, 5, 1};
+  EXPECT_EQ(scaled(14, 4, 7, 1, whole, SCALE_LINEAR, 4),
+            scaled(14, 4, 7, 1, whole, SCALE_LINEAR, 12));
+  EXPECT_EQ(scaled(14, 4, 7, 1, part, SCALE_LINEAR, 4),
+            scaled(14, 4, 7, 1, part, SCALE_LINEAR, 12));
+  const Rect doubled{24, 5, 20, 9};
+  const auto all = scaled(10, 9, 46, 16, {0, 0, 46, 16}, SCALE_NONE, 4);
+  const auto clip = scaled(10, 9, 46, 16, doubled, SCALE_NONE, 4);
+  for (int y = 0; y < 9; ++y) {
+    EXPECT_TRUE(std::equal(&clip[y * 80], &clip[y * 80] + 80, &all[((y + 5) * 46 + 24) * 4])) << y;
+  }
+  std::vector<uint8_t> column(32768, 9), to(4);
+  scale_i420(column.data(), 1, column.data(), 1, column.data(), 1, 1, 32768, &to[0], 1, &to[1], 1,
+             &to[2], 1, 1, 1, SCALE_BOX, false);
+  EXPECT_EQ(to, (std::vector<uint8_t>{9, 9, 9, 0}));
 }
 
 TEST(Frames, Scaling) {
@@ -279,6 +322,27 @@ TEST(Frames, Scaling) {
   }
 }
 
+TEST(Frames, Golden) {
+  const int w = 70, h = 35;
+  Frame in(w, h, Guard::kAfter, 1);
+  const auto expect = [](const std::string& name, auto convert) {
+    Plane argb(w, h, 4, Guard::kAfter);
+    convert(argb);
+    expect_golden(name, Samples(argb).bytes);
+  };
+  expect("convert_i420_argb", [&](Plane& out) {
+    convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, false);
+  });
+  expect("convert_yv12_argb", [&](Plane& out) {
+    convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, false);
+  });
+  expect("convert_nv12_argb", [&](Plane& out) {
+    convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, false);
+  });
+  expect("convert_nv21_argb",
+         [&](Plane& out) { convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, true); });
+}
+
 TEST(Frames, BadScalingArgumentsWriteNothing) {
   std::vector<uint8_t> in(400), out(400, 7);
   uint8_t* const p = in.data();
@@ -311,6 +375,12 @@ TEST(Frames, BadScalingArgumentsWriteNothing) {
                                                                   {INT_MAX, 0, 1, 1}}) {
     scale_argb(p, 32, 8, 8, q, 16, 4, 4, x, y, w, h, SCALE_NONE);
   }
+  for (const int mode : {-1, 4}) {
+    scale_argb(p, 32, 8, 8, q, 16, 4, 4, 0, 0, 4, 4, static_cast<ScaleMode>(mode));
+    scale_i420(p, 8, p, 4, p, 4, 8, 8, q, 4, q, 2, q, 2, 4, 4, static_cast<ScaleMode>(mode), false);
+  }
+  // The first byte would be written: a clip may be 32768 pixels wide.
+  scale_argb(p, 32, 8, 8, q, 16, 40000, 1, 0, 0, 32769, 1, SCALE_NONE);
   EXPECT_EQ(out, std::vector<uint8_t>(400, 7));
 }
 

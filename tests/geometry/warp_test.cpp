@@ -174,13 +174,11 @@ TEST(Warp, PixelsAreSquaresWithCentres) {
 }
 
 TEST(Warp, WithoutAFiniteInverseAllIsOutside) {
-  const Matrix matrices[] = {{0, 0, 0, 0, 0, 0, 0, 0, 0},
-                             {1, 2, 3, 2, 4, 6, 0, 0, 1},
-                             {kNan, 0, 0, 0, 1, 0, 0, 0, 1},
-                             {1, 0, kNan, 0, 1, 0, 0, 0, 1},
-                             {1, 0, kInfinity, 0, 1, 0, 0, 0, 1},
-                             {1, 0, 1e30f, 0, 1, -1e30f, 0, 0, 1},
-                             {1e-30f, 0, 50, 0, 1e-30f, 50, 0, 0, 1e-30f}};
+  const Matrix matrices[] = {
+      {0, 0, 0, 0, 0, 0, 0, 0, 0},          {1, 2, 3, 2, 4, 6, 0, 0, 1},
+      {kNan, 0, 0, 0, 1, 0, 0, 0, 1},       {1, 0, kNan, 0, 1, 0, 0, 0, 1},
+      {1, 0, kInfinity, 0, 1, 0, 0, 0, 1},  {1, 0.5f, 0, kInfinity, 1, 0, 0, 0, 1},
+      {1, 0, 1e30f, 0, 1, -1e30f, 0, 0, 1}, {1e-30f, 0, 50, 0, 1e-30f, 50, 0, 0, 1e-30f}};
   for (const Kind kind : kKinds) {
     const int channels = channels_of(kind);
     for (const Matrix& matrix : matrices) {

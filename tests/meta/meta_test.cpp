@@ -121,7 +121,8 @@ TEST_F(Meta, JpegProfilesAreCarried) {
   // Not a profile: another name, another code, too short, behind the image or the end.
   for (const std::string& other :
        {segment(0xe2, "ICC_PROFILEx"), segment(0xe1, std::string("ICC_PROFILE\0y", 13)),
-        segment(0xe2, "ICC_PROFILE"), kScan + icc, kJpegEnd + icc, "junk" + icc}) {
+        segment(0xe2, "ICC_PROFILE"), kScan + icc, kJpegEnd + icc,
+        kJpegEnd + std::string("\0\2", 2) + icc, "junk" + icc}) {
     EXPECT_EQ(spliced(add_jpeg_info, kJpegStart + kJfif + other, plain), plain);
   }
   EXPECT_EQ(spliced(add_jpeg_info, kJpegStart + profile(""), plain),
