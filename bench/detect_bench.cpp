@@ -1,6 +1,7 @@
 // Detection and corners beside OpenCV and plain loops.
 #include <cmath>
 #include <opencv2/features2d.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include "kelvra_cv.h"
 #include "support.h"
@@ -30,9 +31,42 @@ void scan_rows(const float* rows, int count, int classes, float threshold,
   }
 }
 
+// A planar, normalised tensor by OpenCV's pieces; sides are fixed to those of the call beside it.
+void tensor_by_pieces(const cv::Mat& image, float* tensor, int side, int height, const float* mean,
+                      const float* std_dev) {
+  cv::Mat resized, planes[3];
+  cv::resize(image, resized, cv::Size(side, height));
+  cv::split(resized, planes);
+  for (int k = 0; k < 3; ++k) {
+    cv::Mat plane(side, side, CV_32F, tensor + static_cast<size_t>(k) * side * side);
+    planes[k].convertTo(plane.rowRange(0, height), CV_32F, 1 / std_dev[k], -mean[k] / std_dev[k]);
+    plane.rowRange(height, side).setTo(0);
+  }
+}
+
+void compare_preprocess() {
+  constexpr int w = kWidth, h = kHeight, side = 640;
+  static float mean[3] = {123.7f, 116.3f, 103.5f}, std_dev[3] = {58.4f, 57.1f, 57.4f};
+  uint8_t* const rgb = keep(photo(w, h, 3));
+  float* const tensor = keep(std::vector<float>(3 * side * side));
+  const cv::Mat image(h, w, CV_8UC3, rgb);
+  for (const bool planar : {true, false}) {
+    compare({std::string("object_detetion_preprocess to 640x640") + (planar ? "" : ", by pixels"),
+             1.0 * side * side, 12.0 * side * side + 3.0 * w * h,
+             [=] {
+               float scale;
+               KelvraCV::object_detetion_preprocess({rgb, w, h, 3, 3 * w, 0, 0}, side, side, tensor,
+                                                    scale, mean, std_dev, planar, true, true);
+             },
+             "cv::resize, split, convertTo",
+             [=] { tensor_by_pieces(image, tensor, side, 360, mean, std_dev); }});
+  }
+}
+
 }  // namespace
 
 void list_comparisons() {
+  compare_preprocess();
   constexpr int w = kWidth, h = kHeight;
   constexpr double pixels = double{w} * h;
   const uint8_t* const gray = keep(photo(w, h, 1));

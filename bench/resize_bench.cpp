@@ -46,6 +46,34 @@ void bilinear_c4(const uint8_t* src, uint8_t* dst, int sw, int sh, int stride, i
   KelvraCV::resize_bilinear_c4(src, dst, sw, sh, stride, dw, dh, dst_stride, 0);
 }
 
+void compare_other_layouts(const Job& job) {
+  const int sw = job.sw, sh = job.sh, dw = job.dw, dh = job.dh;
+  const double pixels = static_cast<double>(dw) * dh, source = static_cast<double>(sw) * sh;
+  const auto title = [&](const char* name) {
+    return std::string(name) + std::to_string(sw) + "x" + std::to_string(sh) + " to " +
+           std::to_string(dw) + "x" + std::to_string(dh);
+  };
+  uint8_t* const rgba = keep(photo(sw, sh, 4));
+  uint8_t* const rgb = keep(std::vector<uint8_t>(static_cast<size_t>(dw) * dh * 3));
+  float* const plane = keep(std::vector<float>(static_cast<size_t>(sw) * sh, 0.5f));
+  float* const resized = keep(std::vector<float>(static_cast<size_t>(dw) * dh));
+  compare(
+      {title("bilinear c4 to c3 "), pixels, 3 * pixels + 4 * source,
+       [=] { KelvraCV::resize_bilinear_c4_to_c3(rgba, rgb, sw, sh, 4 * sw, dw, dh, 3 * dw, 0); },
+       "cv::resize, cvtColor",
+       [=, from = cv::Mat(sh, sw, CV_8UC4, rgba), to = cv::Mat(dh, dw, CV_8UC3, rgb)] {
+         cv::Mat four;
+         cv::resize(from, four, to.size());
+         cv::cvtColor(four, to, cv::COLOR_RGBA2RGB);
+       }});
+  compare({title("bilinear float "), pixels, 4 * (pixels + source),
+           [=] { KelvraCV::resize_bilinear_c1_float(plane, resized, sw, sh, sw, dw, dh, dw); },
+           "cv::resize",
+           [=, from = cv::Mat(sh, sw, CV_32F, plane), to = cv::Mat(dh, dw, CV_32F, resized)] {
+             cv::resize(from, to, to.size());
+           }});
+}
+
 }  // namespace
 
 void list_comparisons() {
@@ -61,6 +89,7 @@ void list_comparisons() {
     compare_resize("bilinear c4", job, 4, cv::INTER_LINEAR, bilinear_c4);
     compare_resize("bicubic c1", job, 1, cv::INTER_CUBIC, KelvraCV::resize_bicubic_c1);
     compare_resize("bicubic c3", job, 3, cv::INTER_CUBIC, KelvraCV::resize_bicubic_c3);
+    compare_other_layouts(job);
   }
 }
 

@@ -23,6 +23,26 @@ void guided_by_pieces(const cv::Mat& src, cv::Mat& dst, int radius, float eps) {
   q.convertTo(dst, CV_8U, 255);
 }
 
+// Guided by another image.
+void guided_by_pieces(const cv::Mat& src, const cv::Mat& guide, cv::Mat& dst, int radius,
+                      float eps) {
+  const cv::Size window(2 * radius + 1, 2 * radius + 1);
+  const auto mean = [&](const cv::Mat& in) {
+    cv::Mat out;
+    cv::boxFilter(in, out, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REPLICATE);
+    return out;
+  };
+  cv::Mat p, i;
+  src.convertTo(p, CV_32F, 1.0 / 255);
+  guide.convertTo(i, CV_32F, 1.0 / 255);
+  const cv::Mat mean_p = mean(p), mean_i = mean(i);
+  const cv::Mat a =
+      (mean(i.mul(p)) - mean_i.mul(mean_p)) / (mean(i.mul(i)) - mean_i.mul(mean_i) + eps);
+  const cv::Mat b = mean_p - a.mul(mean_i);
+  const cv::Mat q = mean(a).mul(p) + mean(b);
+  q.convertTo(dst, CV_8U, 255);
+}
+
 }  // namespace
 
 void list_comparisons() {
@@ -42,6 +62,17 @@ void list_comparisons() {
              },
              "cv::bilateralFilter, d 9", [=] { cv::bilateralFilter(src_mat, out_mat, 9, 25, 9); }});
     if (channels != 1) continue;
+    uint8_t* const by = keep(std::vector<uint8_t>(photo(w, h, 1)));
+    compare({sized("guided_filter_general, radius 8", w, h), pixels, 3 * pixels,
+             [=] {
+               KelvraCV::ImageData dst = to;
+               KelvraCV::guided_filter_general(from, {by, w, h, 1, w, 0, 0}, dst, 8, 1, 0.01f);
+             },
+             "cv::boxFilter and arithmetic",
+             [=] {
+               cv::Mat dst = out_mat;
+               guided_by_pieces(src_mat, cv::Mat(h, w, CV_8UC1, by), dst, 8, 0.01f);
+             }});
     for (const float scale : {1.0f, 0.25f}) {
       const std::string name =
           scale == 1.0f ? "guided_filter_self, radius 8" : "guided_filter_self, radius 8, quarter";

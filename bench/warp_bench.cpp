@@ -51,12 +51,59 @@ void compare_warps(int width, int height, float angle, const std::string& label)
            }});
 }
 
+// A face's landmarks in a crop of 512 x 512 and in the image.
+constexpr float kInCrop[10] = {170, 200, 340, 200, 256, 300, 190, 390, 320, 390};
+constexpr float kInImage[10] = {700, 400, 860, 430, 770, 510, 690, 580, 830, 600};
+
+void compare_alignment() {
+  constexpr int w = kWidth, h = kHeight, side = 512;
+  uint8_t* const rgba = keep(photo(w, h, 4));
+  uint8_t* const crop = keep(photo(side, side, 4));
+  float* const inverse = keep(std::vector<float>(6));
+  const KelvraCV::ImageData image{rgba, w, h, 4, 4 * w, 0, 0},
+      face{crop, side, side, 4, 4 * side, 0, 0};
+  KelvraCV::ImageData out = face;
+  KelvraCV::align_crop_img(image, kInCrop, kInImage, 5, out, inverse);
+  const cv::Mat back(2, 3, CV_32F, inverse), image_mat(h, w, CV_8UC4, rgba),
+      crop_mat(side, side, CV_8UC4, crop);
+  constexpr double pixels = double{side} * side;
+  compare({"align_crop_img 512x512", pixels, 8 * pixels,
+           [=] {
+             KelvraCV::ImageData to = face;
+             float found[6];
+             KelvraCV::align_crop_img(image, kInCrop, kInImage, 5, to, found);
+           },
+           "cv::warpAffine",
+           [=, to = crop_mat.clone()] {
+             cv::warpAffine(image_mat, to, back, to.size(),
+                            cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
+           }});
+  compare({"align_back_img 512x512, feathered", pixels, 12 * pixels,
+           [=] {
+             KelvraCV::ImageData to = image;
+             KelvraCV::align_back_img(face, inverse, to, 12, 3);
+           },
+           "cv::warpAffine, erode, GaussianBlur, blendLinear",
+           [=, whole = image_mat.clone()] {
+             cv::Mat pasted, mask, weight, rest;
+             cv::warpAffine(crop_mat, pasted, back, whole.size());
+             cv::warpAffine(cv::Mat(side, side, CV_8UC1, 255), mask, back, whole.size());
+             cv::erode(mask, mask, cv::Mat::ones(25, 25, CV_8UC1));
+             cv::GaussianBlur(mask, mask, cv::Size(), 6);
+             mask.convertTo(weight, CV_32F, 1 / 255.0);
+             rest = 1 - weight;
+             cv::Mat blended;
+             cv::blendLinear(pasted, whole, weight, rest, blended);
+           }});
+}
+
 }  // namespace
 
 void list_comparisons() {
   compare_warps(kWidth, kHeight, 10, "");
   compare_warps(kWidth, kHeight, 90, ", 90 degrees");
   compare_warps(32, 32, 10, "");
+  compare_alignment();
 }
 
 }  // namespace bench
