@@ -140,8 +140,10 @@ TEST(Boxes, Golden) {
   std::vector<std::vector<float>> rows;
   const auto number = [&](int limit) { return static_cast<float>(random.below(limit)) / 64.0f; };
   for (int i = 0; i < 200; ++i) {
-    rows.push_back(row(number(6400), number(6400), number(3200), number(3200), number(65),
-                       {number(65), number(65), number(65)}));
+    rows.push_back({});
+    for (const int limit : {6400, 6400, 3200, 3200, 65, 65, 65, 65}) {
+      rows.back().push_back(number(limit));
+    }
   }
   expect_golden("object_detetion_postprocess", flat(decode(rows, 0.2f, 0.3f)));
 }
