@@ -44,13 +44,14 @@ void box_blur(const uint8_t* src, uint8_t* dst, int width, int height, int radiu
   const auto area = static_cast<Sum>(n * n);
   const float inverse_area = 1.0f / static_cast<float>(area);
   const int rounded = width & ~7;  // columns that round; those after them truncate, on purpose
-  box_sums<RowSum, Sum>(
-      width, height, radius, [=](int y) { return row_at(src, y, width); },
-      [=](const Sum* columns, int y) {
-        uint8_t* out = row_at(dst, y, width);
-        round_means(columns, inverse_area, out, rounded);
-        for (int x = rounded; x < width; ++x) out[x] = static_cast<uint8_t>(columns[x] / area);
-      });
+  const auto row = [=](int y) { return row_at(src, y, width); };
+  BoxSums<RowSum, Sum, decltype(row)> sums(width, height, radius, row);
+  for (int y = 0; y < height; ++y) {
+    const Sum* const columns = sums.next();
+    uint8_t* const out = row_at(dst, y, width);
+    round_means(columns, inverse_area, out, rounded);
+    for (int x = rounded; x < width; ++x) out[x] = static_cast<uint8_t>(columns[x] / area);
+  }
 }
 
 // Widths of three box blurs that together come near a Gaussian of that sigma (P. Kovesi, "Fast

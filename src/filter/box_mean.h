@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -116,20 +117,19 @@ inline void slide_down(int32_t* columns, const uint16_t* enters, const uint16_t*
   }
 }
 
-// Feeds `finish(columns, y)` with the window sums of each row from the top.
+// The window sums of a plane, a row after the other from the top.
 //
-// `row(y)` gives row y of the samples. Rows are asked for once each, from the top, and row y before
-// row y - radius is finished; a row need not outlive the next call.
-// RowSum must hold n samples' sum, Sum that of n x n, for n = 2 radius + 1, which must fit.
-template <class RowSum, class Sum, class Row, class Finish>
+// `row(y)` gives row y of the samples. Rows are asked for once each, from the top, in bunches of up
+// to kRowsTogether, as far as row y + radius for the sums of row y; a row need not outlive the next
+// call. RowSum must hold n samples' sum, Sum that of n x n, for n = 2 radius + 1, which must fit.
+template <class RowSum, class Sum, class Row>
 class BoxSums {
  public:
-  BoxSums(int width, int height, int radius, Row row, Finish finish)
+  BoxSums(int width, int height, int radius, Row row)
       : width_(width),
         height_(height),
         radius_(radius),
-        row_(row),
-        finish_(finish),
+        row_(std::move(row)),
         // the rows of a window, the row that leaves it, and those summed ahead
         kept_(std::min<int64_t>(height, 2 * static_cast<int64_t>(radius) + 1 + kTogether)),
         pitch_(width + kBoxRowPadding),
@@ -140,15 +140,17 @@ class BoxSums {
     std::fill_n(padded_.get(), padded_pitch_ * kTogether, Sample{});
   }
 
-  void run() {
-    start_columns();
-    finish_(columns_.get(), 0);
-    for (int y = 1; y < height_; ++y) {
+  // The sums of the next row, until the next call.
+  const Sum* next() {
+    const int y = next_++;
+    if (y == 0) {
+      start_columns();
+    } else {
       const RowSum* enters = sums_of(std::min(y + radius_, height_ - 1));
       const RowSum* leaves = sums_of(std::max(y - radius_ - 1, 0));
       slide_down(columns_.get(), enters, leaves, width_);
-      finish_(columns_.get(), y);
     }
+    return columns_.get();
   }
 
  private:
@@ -197,19 +199,13 @@ class BoxSums {
 
   int width_, height_, radius_;
   Row row_;
-  Finish finish_;
   int kept_;
   size_t pitch_, padded_pitch_;
   Scratch<RowSum> row_sums_;
   Scratch<Sample> padded_;
   Scratch<Sum> columns_;
-  int known_ = 0;  // rows summed so far
+  int next_ = 0, known_ = 0;  // the row whose sums come next, and the rows summed so far
 };
-
-template <class RowSum, class Sum, class Row, class Finish>
-void box_sums(int width, int height, int radius, Row row, Finish finish) {
-  BoxSums<RowSum, Sum, Row, Finish>(width, height, radius, row, finish).run();
-}
 
 }  // namespace KelvraCV::detail
 

@@ -4,10 +4,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
+#include <optional>
 
 #include "core/numeric.h"
+#include "core/rows.h"
 #include "core/scratch.h"
 #include "filter/box_mean.h"
+#include "geometry/resize_float.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -23,79 +27,166 @@ struct Size {
 // One float per pixel, packed.
 using Plane = Scratch<float>;
 
-// Box means of what `row(y)` gives, with the whole window's area as divisor at the borders, too.
-// A window that does not fit leaves the samples as they are. `store(y, means)` takes each row.
-template <class Row, class Store>
-void box_mean(const Size& size, int radius, Row row, Store store) {
-  if (!window_fits(size.width, size.height, radius)) {
-    for (int y = 0; y < size.height; ++y) store(y, row(y));
-    return;
-  }
-  const int n = 2 * radius + 1;
-  const float scale = 1.0f / static_cast<float>(static_cast<int64_t>(n) * n);
-  Scratch<float> means(size.width);
-  box_sums<float, float>(size.width, size.height, radius, row, [&](const float* sums, int y) {
-    for (int x = 0; x < size.width; ++x) {  // vectorised
-      means[x] = sums[x] * scale;
+// A packed plane of bytes, converted a row at a time, or of floats.
+struct Samples {
+  const uint8_t* bytes;
+  const float* floats;
+  int width;
+
+  // Row y, in `buffer` if it has to be converted.
+  const float* row(int y, float* buffer) const {
+    const size_t at = static_cast<size_t>(y) * width;
+    if (bytes == nullptr) return floats + at;
+    for (int x = 0; x < width; ++x) {  // vectorised
+      buffer[x] = static_cast<float>(bytes[at + x]) * kInverse255;
     }
-    store(y, means.get());
-  });
-}
+    return buffer;
+  }
+};
 
-Plane mean_of(const Plane& plane, const Size& size, int radius) {
-  Plane mean(size.pixels());
-  box_mean(
-      size, radius, [&](int y) { return plane.get() + static_cast<size_t>(y) * size.width; },
-      [&](int y, const float* row) {
-        std::copy_n(row, size.width, mean.get() + static_cast<size_t>(y) * size.width);
-      });
-  return mean;
-}
+// Rows of samples, and of the products of two planes.
+class SampleRows {
+ public:
+  explicit SampleRows(const Samples& samples) : samples_(samples), buffer_(samples.width) {}
+  const float* operator()(int y) { return samples_.row(y, buffer_.get()); }
 
-// The mean of the products of two planes.
-Plane mean_of_products(const Plane& a, const Plane& b, const Size& size, int radius) {
-  Plane mean(size.pixels());
-  Scratch<float> products(size.width);
-  box_mean(
-      size, radius,
-      [&](int y) -> const float* {
-        const size_t row = static_cast<size_t>(y) * size.width;
-        for (int x = 0; x < size.width; ++x) {  // vectorised
-          products[x] = a[row + x] * b[row + x];
-        }
-        return products.get();
-      },
-      [&](int y, const float* row) {
-        std::copy_n(row, size.width, mean.get() + static_cast<size_t>(y) * size.width);
-      });
-  return mean;
-}
+ private:
+  Samples samples_;
+  Scratch<float> buffer_;
+};
+class ProductRows {
+ public:
+  ProductRows(const Samples& a, const Samples& b)
+      : a_(a), b_(b), buffer_a_(a.width), buffer_b_(a.width) {}
+  const float* operator()(int y) {
+    const float *const a = a_.row(y, buffer_a_.get()), *const b = b_.row(y, buffer_b_.get());
+    float* const products = buffer_a_.get();
+    for (int x = 0; x < a_.width; ++x) {  // vectorised
+      products[x] = a[x] * b[x];
+    }
+    return products;
+  }
 
-Plane resized(const Plane& plane, const Size& from, const Size& to) {
-  Plane result(to.pixels());
-  resize_bilinear_c1_float(plane.get(), result.get(), from.width, from.height, from.width, to.width,
-                           to.height, to.width);
-  return result;
-}
+ private:
+  Samples a_, b_;
+  Scratch<float> buffer_a_, buffer_b_;
+};
 
-// The regression p = a I + b in each window: on return `mean_i` holds a and `mean_p` b.
-void regress(Plane& mean_i, const Plane& corr_i, Plane& mean_p, const Plane& corr_ip, float eps,
-             size_t count) {
-  for (size_t i = 0; i < count; ++i) {  // vectorised
-    const float variance = std::fma(-mean_i[i], mean_i[i], corr_i[i]);
-    const float covariance = std::fma(-mean_i[i], mean_p[i], corr_ip[i]);
-    const float a = covariance / (variance + eps);
-    mean_p[i] = std::fma(-a, mean_i[i], mean_p[i]);
-    mean_i[i] = a;
+// Box means of what `row(y)` gives, a row after the other, with the whole window's area as divisor
+// at the borders, too. A window that does not fit leaves the samples as they are.
+template <class Row>
+class MeanRows {
+ public:
+  MeanRows(const Size& size, int radius, Row row)
+      : fits_(window_fits(size.width, size.height, radius)),
+        width_(size.width),
+        scale_(1.0f / static_cast<float>((2 * int64_t{radius} + 1) * (2 * int64_t{radius} + 1))),
+        row_(std::move(row)),
+        means_(size.width) {
+    if (fits_) sums_.emplace(size.width, size.height, radius, [this](int y) { return row_(y); });
+  }
+  MeanRows(const MeanRows&) = delete;
+  MeanRows& operator=(const MeanRows&) = delete;
+
+  const float* next() {
+    if (!fits_) return row_(next_++);
+    const float* const sums = sums_->next();
+    for (int x = 0; x < width_; ++x) {  // vectorised
+      means_[x] = sums[x] * scale_;
+    }
+    return means_.get();
+  }
+
+ private:
+  bool fits_;
+  int width_;
+  float scale_;
+  Row row_;
+  Scratch<float> means_;
+  std::optional<BoxSums<float, float, std::function<const float*(int)>>> sums_;
+  int next_ = 0;
+};
+
+// The regression p = a I + b in each window, a row after the other, given the window means.
+void regress(const float* mean_i, const float* corr_i, const float* mean_p, const float* corr_ip,
+             float eps, float* a, float* b, int width) {
+  for (int x = 0; x < width; ++x) {  // vectorised
+    const float variance = std::fma(-mean_i[x], mean_i[x], corr_i[x]);
+    const float covariance = std::fma(-mean_i[x], mean_p[x], corr_ip[x]);
+    a[x] = covariance / (variance + eps);
+    b[x] = std::fma(-a[x], mean_i[x], mean_p[x]);
   }
 }
 // Guided by itself, the covariance is the variance.
-void regress_self(Plane& mean_i, Plane& corr_i, float eps, size_t count) {
-  for (size_t i = 0; i < count; ++i) {  // vectorised
-    const float variance = std::fma(-mean_i[i], mean_i[i], corr_i[i]);
-    const float a = variance / (variance + eps);
-    corr_i[i] = std::fma(-a, mean_i[i], mean_i[i]);
-    mean_i[i] = a;
+void regress_self(const float* mean_i, const float* corr_i, float eps, float* a, float* b,
+                  int width) {
+  for (int x = 0; x < width; ++x) {  // vectorised
+    const float variance = std::fma(-mean_i[x], mean_i[x], corr_i[x]);
+    a[x] = variance / (variance + eps);
+    b[x] = std::fma(-a[x], mean_i[x], mean_i[x]);
+  }
+}
+
+// The regressions of a plane, a row after the other. `guide` is null where the input guides itself.
+class Regression {
+ public:
+  Regression(const Samples& input, const Samples* guide, const Size& size, int radius, float eps)
+      : width_(size.width),
+        eps_(eps),
+        mean_p_(size, radius, SampleRows(input)),
+        corr_p_(size, radius,
+                guide == nullptr ? ProductRows(input, input) : ProductRows(*guide, input)),
+        // The means of a and then those of b ask for a window's start at once.
+        kept_(static_cast<int>(std::min<int64_t>(size.height, int64_t{radius} + 2 * kTogether))),
+        a_(std::max(kept_, 1), size.width),
+        b_(std::max(kept_, 1), size.width) {
+    if (guide == nullptr) return;
+    mean_i_.emplace(size, radius, SampleRows(*guide));
+    corr_i_.emplace(size, radius, ProductRows(*guide, *guide));
+  }
+
+  const float* a(int y) { return known(y), a_.get() + place(y); }
+  const float* b(int y) { return known(y), b_.get() + place(y); }
+
+ private:
+  static constexpr int kTogether = kRowsTogether<float>;
+
+  size_t place(int y) const { return static_cast<size_t>(y % std::max(kept_, 1)) * width_; }
+
+  void known(int y) {
+    for (; known_ <= y; ++known_) {
+      float *const a = a_.get() + place(known_), *const b = b_.get() + place(known_);
+      const float *const mean_p = mean_p_.next(), *const corr_p = corr_p_.next();
+      if (mean_i_) {
+        regress(mean_i_->next(), corr_i_->next(), mean_p, corr_p, eps_, a, b, width_);
+      } else {
+        regress_self(mean_p, corr_p, eps_, a, b, width_);
+      }
+    }
+  }
+
+  int width_;
+  float eps_;
+  MeanRows<SampleRows> mean_p_;
+  MeanRows<ProductRows> corr_p_;
+  std::optional<MeanRows<SampleRows>> mean_i_;
+  std::optional<MeanRows<ProductRows>> corr_i_;
+  int kept_, known_ = 0;
+  Scratch<float> a_, b_;
+};
+
+// Calls `store(y, a, b)` with the means of the regressions of each row.
+template <class Store>
+void mean_regressions(const Samples& input, const Samples* guide, const Size& size, int radius,
+                      float eps, Store store) {
+  Regression regression(input, guide, size, radius, eps);
+  const auto a = [&](int y) { return regression.a(y); };
+  const auto b = [&](int y) { return regression.b(y); };
+  MeanRows<decltype(a)> mean_a(size, radius, a);
+  MeanRows<decltype(b)> mean_b(size, radius, b);
+  for (int y = 0; y < size.height; ++y) {
+    const float* const row_a = mean_a.next();
+    store(y, row_a, mean_b.next());
   }
 }
 
@@ -120,59 +211,65 @@ struct Parameters {
   }
 };
 
-// The means of a and b at full size. `guide` is null where the input guides itself.
-struct Coefficients {
-  Plane a, b;
-};
-Coefficients coefficients_of(const Plane& input, const Plane* guide, const Parameters& parameters) {
-  const Size size = parameters.statistics_size();
-  const int radius = parameters.statistics_radius();
-  const auto mean_coefficients = [&](const Plane& p, const Plane* i) -> Coefficients {
-    if (i == nullptr) {
-      Plane mean_i = mean_of(p, size, radius), corr_i = mean_of_products(p, p, size, radius);
-      regress_self(mean_i, corr_i, parameters.eps, size.pixels());
-      return {mean_of(mean_i, size, radius), mean_of(corr_i, size, radius)};
-    }
-    Plane mean_i = mean_of(*i, size, radius), mean_p = mean_of(p, size, radius);
-    {
-      const Plane corr_i = mean_of_products(*i, *i, size, radius);
-      const Plane corr_ip = mean_of_products(*i, p, size, radius);
-      regress(mean_i, corr_i, mean_p, corr_ip, parameters.eps, size.pixels());
-    }
-    return {mean_of(mean_i, size, radius), mean_of(mean_p, size, radius)};
-  };
-  if (!parameters.is_scaled()) return mean_coefficients(input, guide);
-  const Plane small_input = resized(input, parameters.size, size);
-  Coefficients small = [&] {
-    if (guide == nullptr) return mean_coefficients(small_input, nullptr);
-    const Plane small_guide = resized(*guide, parameters.size, size);
-    return mean_coefficients(small_input, &small_guide);
-  }();
-  Plane a = resized(small.a, size, parameters.size), b = resized(small.b, size, parameters.size);
-  return {std::move(a), std::move(b)};
-}
-
-void to_floats(const uint8_t* bytes, float* floats, size_t count) {
-  for (size_t i = 0; i < count; ++i) {  // vectorised
-    floats[i] = static_cast<float>(bytes[i]) * kInverse255;
+// A row of the result, in place. The regression was against the guide; it is applied to the input,
+// on purpose.
+void apply(const float* a, const float* b, uint8_t* row, int width) {
+  for (int x = 0; x < width; ++x) {  // vectorised
+    const float input = static_cast<float>(row[x]) * kInverse255;
+    row[x] = truncate_byte(std::fma(a[x], input, b[x]) * 255.0f);
   }
 }
 
-// Filters one packed channel in place, guided by `guide`, or by itself if that is null.
+// A plane of bytes, resized as floats.
+Plane shrunk(const uint8_t* plane, const Size& from, const Size& to) {
+  SampleRows rows(Samples{plane, nullptr, from.width});
+  const auto source = [&](int y) { return rows(y); };
+  FloatResizer<decltype(source)> resizer(from.width, from.height, to.width, to.height, source);
+  Plane result(to.pixels());
+  for (int y = 0; y < to.height; ++y) {
+    resizer.row(y, result.get() + static_cast<size_t>(y) * to.width);
+  }
+  return result;
+}
+
+// With the statistics on a smaller image, and the means of a and b enlarged again.
+void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& parameters) {
+  const Size full = parameters.size, size = parameters.statistics_size();
+  Plane input = shrunk(channel, full, size);
+  Plane by = guide == nullptr ? Plane(0) : shrunk(guide, full, size);
+  const Samples input_samples{nullptr, input.get(), size.width},
+      guide_samples{nullptr, by.get(), size.width};
+  Plane means_a(size.pixels()), means_b(size.pixels());
+  const auto place = [&](int y) { return static_cast<size_t>(y) * size.width; };
+  mean_regressions(input_samples, guide == nullptr ? nullptr : &guide_samples, size,
+                   parameters.statistics_radius(), parameters.eps,
+                   [&](int y, const float* a, const float* b) {
+                     std::copy_n(a, size.width, means_a.get() + place(y));
+                     std::copy_n(b, size.width, means_b.get() + place(y));
+                   });
+  const auto row_a = [&](int y) { return means_a.get() + place(y); };
+  const auto row_b = [&](int y) { return means_b.get() + place(y); };
+  FloatResizer<decltype(row_a)> a(size.width, size.height, full.width, full.height, row_a);
+  FloatResizer<decltype(row_b)> b(size.width, size.height, full.width, full.height, row_b);
+  Scratch<float> full_a(full.width), full_b(full.width);
+  for (int y = 0; y < full.height; ++y) {
+    a.row(y, full_a.get());
+    b.row(y, full_b.get());
+    apply(full_a.get(), full_b.get(), row_at(channel, y, full.width), full.width);
+  }
+}
+
+// Filters one packed channel in place, guided by `guide`, or by itself if that is null. A row is
+// written after the windows of all statistics have passed it.
 void filter_channel(uint8_t* channel, const uint8_t* guide, const Parameters& parameters) {
-  const size_t count = parameters.size.pixels();
-  Plane input(count);
-  to_floats(channel, input.get(), count);
-  const Coefficients mean = [&] {
-    if (guide == nullptr) return coefficients_of(input, nullptr, parameters);
-    Plane guide_plane(count);
-    to_floats(guide, guide_plane.get(), count);
-    return coefficients_of(input, &guide_plane, parameters);
-  }();
-  // The regression was against the guide; it is applied to the input, on purpose.
-  for (size_t i = 0; i < count; ++i) {
-    channel[i] = truncate_byte(std::fma(mean.a[i], input[i], mean.b[i]) * 255.0f);
-  }
+  if (parameters.is_scaled()) return filter_scaled(channel, guide, parameters);
+  const Size size = parameters.size;
+  const Samples input_samples{channel, nullptr, size.width},
+      guide_samples{guide, nullptr, size.width};
+  mean_regressions(input_samples, guide == nullptr ? nullptr : &guide_samples, size,
+                   parameters.radius, parameters.eps, [&](int y, const float* a, const float* b) {
+                     apply(a, b, row_at(channel, y, size.width), size.width);
+                   });
 }
 
 // The channels of an image as packed planes. A single channel is taken as packed, whatever its

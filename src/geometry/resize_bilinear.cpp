@@ -1,5 +1,6 @@
 // Bilinear resizing of bytes in 11-bit fixed point, truncating, and of floats.
 #include "core/rows.h"
+#include "geometry/resize_float.h"
 #include "geometry/resize_separable.h"
 #include "geometry/resize_shortcuts.h"
 #include "kelvra_cv.h"
@@ -30,29 +31,6 @@ void resize_color(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, bo
   const Shortcuts<kSource, kChannels> shortcuts(src_width, dst_width, taps, swap);
   using Filter = ColorRowFilter<Linear, kSource, kChannels>;
   resize(src, dst, sizes, shortcuts, Filter(src_width, dst_width, std::move(taps), swap));
-}
-
-// a (1 - t) + b t, one product fused.
-float blend(float a, float b, float t) {
-  return std::fma(b, t, a * (1.0f - t));
-}
-
-void filter_floats(const float* src, int src_width, const Position* positions, int count,
-                   float* out) {
-  if (src_width == 1) {
-    std::fill_n(out, count, src[0]);
-    return;
-  }
-  for (int x = 0; x < count; ++x) {
-    const float* const taps = src + positions[x].tap;
-    out[x] = blend(taps[0], taps[1], positions[x].fraction);
-  }
-}
-
-void blend_floats(const float* top, const float* bottom, float t, float* out, int count) {
-  for (int x = 0; x < count; ++x) {  // vectorised
-    out[x] = blend(top[x], bottom[x], t);
-  }
 }
 
 }  // namespace
@@ -94,22 +72,9 @@ void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int s
           .is_empty()) {
     return;
   }
-  Scratch<Position> columns(dst_width);
-  const Coordinates x_coordinate(src_width, dst_width), y_coordinate(src_height, dst_height);
-  for (int x = 0; x < dst_width; ++x) columns[x] = position_of(x_coordinate(x), src_width);
-  FilteredRows<float, 2> filtered(dst_width);
-  for (int y = 0; y < dst_height; ++y) {
-    const Position at = position_of(y_coordinate(y), src_height);
-    filtered.load({std::max(at.tap, 0), at.tap + 1}, [&](int row, float* values) {
-      filter_floats(row_at(src, row, src_stride), src_width, columns.get(), dst_width, values);
-    });
-    float* const out = row_at(dst, y, dst_stride);
-    if (src_height == 1) {
-      std::copy_n(filtered.rows()[0], dst_width, out);
-    } else {
-      blend_floats(filtered.rows()[0], filtered.rows()[1], at.fraction, out, dst_width);
-    }
-  }
+  const auto source = [=](int y) { return row_at(src, y, src_stride); };
+  FloatResizer<decltype(source)> resizer(src_width, src_height, dst_width, dst_height, source);
+  for (int y = 0; y < dst_height; ++y) resizer.row(y, row_at(dst, y, dst_stride));
 }
 
 }  // namespace KelvraCV

@@ -160,9 +160,12 @@ TEST(Box, FloatSumsKeepTheirOrder) {
     };
     for (int y = 0; y < height; ++y) run(&src[y * width], &rows[y * width], width, 1);
     for (int x = 0; x < width; ++x) run(&rows[x], &want[x], height, width);
-    KelvraCV::detail::box_sums<float, float>(
-        width, height, radius, [&, w = width](int y) { return &src[y * w]; },
-        [&, w = width](const float* sums, int) { got.insert(got.end(), sums, sums + w); });
+    const auto row = [&, w = width](int y) { return &src[y * w]; };
+    KelvraCV::detail::BoxSums<float, float, decltype(row)> box_sums(width, height, radius, row);
+    for (int y = 0; y < height; ++y) {
+      const float* const sums = box_sums.next();
+      got.insert(got.end(), sums, sums + width);
+    }
     EXPECT_EQ(got, want);
   }
 }
