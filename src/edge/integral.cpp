@@ -33,20 +33,21 @@ HWY_INLINE hn::Vec<D16> running_sums(D16 d16, const uint8_t* src) {
 }
 
 // Writes eight sums, from those of their block. `before`, in all lanes, is the sum of the row's
-// bytes before them and becomes that of the next.
+// bytes before them and becomes that of the next: by one addition, which is all that the next block
+// waits for.
 template <class V16>
 HWY_INLINE void store_sums(V16 block, const uint32_t* above, uint32_t* sum, Sums& before) {
   const hn::Rebind<uint16_t, decltype(kSums)> part;
   const auto store = [=](auto sums, int at) HWY_ATTR {
-    const auto in_row = hn::PromoteTo(kSums, sums) + before;
-    hn::StoreU(in_row + hn::LoadU(kSums, above + at), kSums, sum + at);
-    return in_row;
+    const auto in_block = hn::PromoteTo(kSums, sums);
+    hn::StoreU(in_block + before + hn::LoadU(kSums, above + at), kSums, sum + at);
+    return in_block;
   };
   if constexpr (hn::MaxLanes(part) == 8) {
-    before = broadcast_last(store(block, 0));
+    before = before + broadcast_last(store(block, 0));
   } else {
     store(hn::LowerHalf(part, block), 0);
-    before = broadcast_last(store(hn::UpperHalf(part, block), 4));
+    before = before + broadcast_last(store(hn::UpperHalf(part, block), 4));
   }
 }
 
