@@ -83,12 +83,13 @@ void clip_histogram(uint64_t* hist, int bin_count, uint64_t limit) {
 // from left to right.
 void map_values(const uint64_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
-  uint64_t cumulated = 0;
-  for (int value = 0; value < 256; value += values_per_bin, ++hist) {
-    cumulated += *hist;
+  int64_t cumulated = 0;  // signed, as processors convert those to floats
+  for (int value = 0; value < 256; ++hist) {
+    cumulated += static_cast<int64_t>(*hist);
     const float level = static_cast<float>(cumulated) * 255.0f * reciprocal;
-    std::memset(mapping + value, static_cast<int>(std::min(level, 255.0f)),
-                static_cast<size_t>(std::min(values_per_bin, 256 - value)));
+    const auto byte = static_cast<uint8_t>(static_cast<int>(std::min(level, 255.0f)));
+    const int next = std::min(value + values_per_bin, 256);
+    for (; value < next; ++value) mapping[value] = byte;
   }
 }
 
@@ -191,22 +192,19 @@ void equalise(const Plane& plane, int tiles, int bins, float clip) {
   }
 }
 
-// From HSV to `dst`, packed, a row of the image at a time. Channels beyond the third are the
-// source's.
+// From HSV to `dst`, packed. Channels beyond the third are the source's.
 void write_color(const ImageData& src, uint8_t* hsv, const ImageData& dst) {
-  const auto channels = static_cast<size_t>(src.channels), width = static_cast<size_t>(src.width);
-  Scratch<uint8_t> rgb(width * 3);
-  for (size_t y = 0; y < static_cast<size_t>(src.height); ++y) {
-    const ImageData hsv_row{hsv + y * width * 3, src.width, 1, 3, src.width * 3, 0, 0};
-    ImageData rgb_row{rgb.get(), src.width, 1, 3, src.width * 3, 0, 0};
-    hsv2rgb(hsv_row, rgb_row);
-    const uint8_t* from = src.data + y * width * channels;
-    uint8_t* to = dst.data + y * width * channels;
-    for (size_t x = 0; x < width; ++x) {
-      std::copy_n(rgb.get() + x * 3, 3, to + x * channels);
-      for (size_t c = 3; c < channels; ++c) to[x * channels + c] = from[x * channels + c];
-    }
+  ImageData hsv_image{hsv, src.width, src.height, 3, src.width * 3, 0, 0};
+  if (src.channels == 3) {
+    ImageData rgb_image{dst.data, src.width, src.height, 3, src.width * 3, 0, 0};
+    hsv2rgb(hsv_image, rgb_image);
+    return;
   }
+  hsv2rgb(hsv_image, hsv_image);
+  const auto channels = static_cast<size_t>(src.channels);
+  const size_t pixels = static_cast<size_t>(src.width) * src.height;
+  if (src.data != dst.data) std::memcpy(dst.data, src.data, pixels * channels);
+  for (size_t i = 0; i < pixels; ++i) std::memcpy(dst.data + i * channels, hsv + 3 * i, 3);
 }
 
 }  // namespace
