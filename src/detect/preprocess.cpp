@@ -26,22 +26,27 @@ struct Normalization {
 template <bool kPlanar>
 void convert_row(const uint8_t* src, float* const out[3], int width, const int source_channel[3],
                  const Normalization normalization[3]) {
+  const Full<uint8_t> d8;
   const Full<float> d;
-  const hn::Rebind<uint8_t, decltype(d)> d8;
+  const hn::Rebind<uint8_t, decltype(d)> part;
   const hn::Rebind<int32_t, decltype(d)> d32;
-  const int lanes = static_cast<int>(hn::Lanes(d));
+  const int lanes = static_cast<int>(hn::Lanes(d)), pixels = 4 * lanes;
   int x = 0;
-  for (; x + lanes <= width; x += lanes) {
-    hn::Vec<decltype(d8)> bytes[3];
-    hn::LoadInterleaved3(d8, src + 3 * x, bytes[0], bytes[1], bytes[2]);
-    const auto channel = [&](int k) {
-      const auto value = hn::ConvertTo(d, hn::PromoteTo(d32, bytes[source_channel[k]]));
-      return normalization[k].of(d, value);
-    };
-    if constexpr (kPlanar) {
-      for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x);
-    } else {
-      hn::StoreInterleaved3(channel(0), channel(1), channel(2), d, out[0] + 3 * x);
+  for (; x + pixels <= width; x += pixels) {
+    hn::Vec<decltype(d8)> channels[3];
+    load_pixels<3>(d8, src + 3 * x, channels);
+    uint8_t bytes[3][hn::MaxLanes(d8)];
+    for (int k = 0; k < 3; ++k) hn::StoreU(channels[source_channel[k]], d8, bytes[k]);
+    for (int i = 0; i < pixels; i += lanes) {
+      const auto channel = [&](int k) {
+        const auto values = hn::PromoteTo(d32, hn::LoadU(part, bytes[k] + i));
+        return normalization[k].of(d, hn::ConvertTo(d, values));
+      };
+      if constexpr (kPlanar) {
+        for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x + i);
+      } else {
+        hn::StoreInterleaved3(channel(0), channel(1), channel(2), d, out[0] + 3 * (x + i));
+      }
     }
   }
   for (; x < width; ++x) {

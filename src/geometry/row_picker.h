@@ -17,8 +17,8 @@ inline bool is_regular(const int* taps, int count, int step, int first) {
   return true;
 }
 
-// Copies the pixels of one row. Single bytes at a whole ratio have loops of their own, which
-// vectorise.
+// Copies the pixels of one row. Whole ratios at which a gather reaches too far have loops of their
+// own; so have single bytes, whose loops vectorise.
 template <int kChannels>
 class RowPicker {
  public:
@@ -35,6 +35,8 @@ class RowPicker {
   void pick(const uint8_t* src, uint8_t* dst) const {
     if (step_ == 1) {
       std::memcpy(dst, src, static_cast<size_t>(width_) * kChannels);
+    } else if (step_ != 0 && kChannels > 1) {
+      pick_pixels(src, dst, [step = step_](int x) { return step * x + (step - 1) / 2; });
     } else if (step_ == 2) {
       pick_every<2>(src, dst);
     } else if (step_ == 3) {
@@ -42,7 +44,7 @@ class RowPicker {
     } else if (gather_.is_usable()) {
       pick_gathered(src, dst);
     } else {
-      pick_single(src, dst);
+      pick_pixels(src, dst, [taps = taps_.get()](int x) { return taps[x]; });
     }
   }
 
@@ -56,7 +58,7 @@ class RowPicker {
 
   // `step` if it has a loop of its own and all columns really keep to it, else 0.
   int regular_step(int step) const {
-    const bool has_loop = step == 1 || (kChannels == 1 && (step == 2 || step == 3));
+    const bool has_loop = step == 1 || step == 3 || (kChannels == 1 ? step == 2 : step > 3);
     return has_loop && is_regular(taps_.get(), width_, step, (step - 1) / 2) ? step : 0;
   }
 
@@ -81,12 +83,13 @@ class RowPicker {
   }
 
   // Three bytes go as four where there is a pixel behind them, to be overwritten by the next one.
-  void pick_single(const uint8_t* src, uint8_t* dst) const {
+  template <class Tap>
+  void pick_pixels(const uint8_t* src, uint8_t* dst, Tap tap) const {
     const int width = width_, last = src_width_ - 1;
-    const int* const taps = taps_.get();
     for (int x = 0; x < width; ++x, dst += kChannels) {
-      const uint8_t* const pixel = src + static_cast<size_t>(taps[x]) * kChannels;
-      if (kChannels == 3 && x + 1 < width && taps[x] < last) {
+      const int at = tap(x);
+      const uint8_t* const pixel = src + static_cast<size_t>(at) * kChannels;
+      if (kChannels == 3 && x + 1 < width && at < last) {
         std::memcpy(dst, pixel, 4);
       } else {
         std::memcpy(dst, pixel, kChannels);
