@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 #include <memory>
+#include <vector>
 
 #include "core/scratch.h"
 
@@ -78,7 +78,7 @@ class FileContents {
 
 // Empties a file that open_to_write() gave, writes the pieces one after the other and then
 // `zeros` bytes of zero. False if not everything could be written.
-inline bool replace_contents(File file, std::initializer_list<Bytes> pieces, size_t zeros = 0) {
+inline bool replace_contents(File file, const std::vector<Bytes>& pieces, size_t zeros = 0) {
   // Devices and pipes have no length to set.
   [[maybe_unused]] const int status = ftruncate(fileno(file.get()), 0);
   bool ok = true;

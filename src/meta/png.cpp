@@ -4,7 +4,6 @@
 // letters, n bytes of data and a 4-byte checksum.
 #include <vector>
 
-#include "core/scratch.h"
 #include "kelvra_cv.h"
 #include "meta/bytes.h"
 
@@ -85,21 +84,18 @@ int remove_png_info(const char* input_path, const char* output_path) {
   const Bytes input = contents.bytes();
   if (!input.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
 
-  Scratch<uint8_t> kept(input.size);
-  std::memcpy(kept.get(), input.data, kSignatureSize);
-  size_t at = kSignatureSize, kept_size = kSignatureSize, removed = 0;
-  for (Bytes chunk{}; (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
-    if (chunk.has_text(4, "iCCP")) {
-      removed += chunk.size;
-      continue;
-    }
-    std::memcpy(kept.get() + kept_size, chunk.data, chunk.size);
-    kept_size += chunk.size;
-    if (chunk.has_text(4, "IEND")) break;
+  std::vector<Bytes> kept;
+  size_t at = kSignatureSize, kept_from = 0;
+  bool is_end = false;
+  for (Bytes chunk{}; !is_end && (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
+    is_end = chunk.has_text(4, "IEND");
+    if (!chunk.has_text(4, "iCCP")) continue;
+    kept.push_back(input.part(kept_from, at - kept_from));
+    kept_from = at + chunk.size;
   }
+  kept.push_back(input.part(kept_from, at - kept_from));
   // What follows the last chunk is not copied; the file is as long as if it were.
-  const bool written = replace_contents(std::move(output_file), {{kept.get(), kept_size}},
-                                        input.size - removed - kept_size);
+  const bool written = replace_contents(std::move(output_file), kept, input.size - at);
   if (!written) return log_print("output png path error\n"), -1;
   return 0;
 }
