@@ -35,44 +35,35 @@ void convert_pixel(const Formula (&formulas)[3], const uint8_t in[3], uint8_t ou
   }
 }
 
-// The formula on the pairs (first, second) and (third, 0) of 16-bit lanes.
-template <class D32, class V16>
-HWY_INLINE hn::Vec<D32> apply(D32 d32, const Formula& f, V16 first_and_second, V16 third) {
-  const hn::DFromV<V16> d16;
-  const auto weights = hn::BitCast(d16, hn::Set(d32, f.b * 65536 + (f.a & 0xffff)));
-  const auto third_weight = hn::BitCast(d16, hn::Set(d32, f.c & 0xffff));
-  return hn::ShiftRight<kShift>(multiply_add_pairs(d32, first_and_second, weights) +
-                                multiply_add_pairs(d32, third, third_weight) +
-                                hn::Set(d32, f.offset));
+using D8 = Full<uint8_t>;
+using D16 = hn::Repartition<int16_t, D8>;
+using D32 = hn::Repartition<int32_t, D8>;
+using Bytes = hn::Vec<D8>;
+using Words = hn::Vec<D16>;
+constexpr int kLanes = static_cast<int>(hn::MaxLanes(D8()));
+
+// kLanes pixels as pairs of 16-bit lanes, (first, second) and (third, 1). Part i of four has pixels
+// 4 i to 4 i + 3 of each 16.
+struct Terms {
+  Words pairs[4], thirds[4];
+};
+
+HWY_INLINE Words weights(int first, int second) {
+  return hn::BitCast(D16(), hn::Set(D32(), second * 65536 + (first & 0xffff)));
 }
 
-// As many pixels as a vector of bytes has lanes, from three vectors to three vectors.
-template <class V8>
-HWY_INLINE void convert_vectors(const Formula (&formulas)[3], const V8 (&in)[3], V8 (&out)[3]) {
-  const hn::DFromV<V8> d8;
-  const hn::Repartition<int16_t, decltype(d8)> d16;
-  const hn::Repartition<int32_t, decltype(d8)> d32;
-  using V16 = hn::Vec<decltype(d16)>;
-  const auto zero = hn::Zero(d8);
-  // Inside blocks: lower and upper halves as pairs of 16-bit lanes, in four parts.
-  V16 pairs[4], thirds[4];
-  const auto split = [&](V8 a, V8 b, V16* parts) {
-    const auto a_low = hn::BitCast(d16, hn::InterleaveLower(a, zero)),
-               a_high = hn::BitCast(d16, hn::InterleaveUpper(d8, a, zero)),
-               b_low = hn::BitCast(d16, hn::InterleaveLower(b, zero)),
-               b_high = hn::BitCast(d16, hn::InterleaveUpper(d8, b, zero));
-    parts[0] = hn::InterleaveLower(a_low, b_low);
-    parts[1] = hn::InterleaveUpper(d16, a_low, b_low);
-    parts[2] = hn::InterleaveLower(a_high, b_high);
-    parts[3] = hn::InterleaveUpper(d16, a_high, b_high);
+// The whole part of the offset is added after the shift, to half as many vectors, and the rest is
+// the weight of 1.
+HWY_INLINE Bytes apply(const Formula& f, const Terms& terms) {
+  const int whole = f.offset >> kShift, rest = f.offset - (whole << kShift);
+  const Words pair_weights = weights(f.a, f.b), third_weights = weights(f.c, rest);
+  const auto part = [&](int i) {
+    return hn::ShiftRight<kShift>(multiply_add_pairs(D32(), terms.pairs[i], pair_weights) +
+                                  multiply_add_pairs(D32(), terms.thirds[i], third_weights));
   };
-  split(in[0], in[1], pairs);
-  split(in[2], zero, thirds);
-  for (int k = 0; k < 3; ++k) {
-    const auto part = [&](int i) { return apply(d32, formulas[k], pairs[i], thirds[i]); };
-    out[k] = narrow_to_u8_blocks(narrow_to_i16_blocks(part(0), part(1)),
-                                 narrow_to_i16_blocks(part(2), part(3)));
-  }
+  const Words offset = hn::Set(D16(), static_cast<int16_t>(whole));
+  return narrow_to_u8_blocks(narrow_to_i16_blocks(part(0), part(1)) + offset,
+                             narrow_to_i16_blocks(part(2), part(3)) + offset);
 }
 
 // A row of three samples a pixel: interleaved, or in three planes.
@@ -81,13 +72,25 @@ struct Interleaved {
 
   uint8_t get(int x, int k) const { return samples[3 * x + k]; }
   void set(int x, int k, uint8_t value) const { samples[3 * x + k] = value; }
-  template <class D>
-  HWY_INLINE void load(D d8, int x, hn::Vec<D> (&v)[3]) const {
-    load_pixels<3>(d8, samples + 3 * x, v);
+  // Loads read less than two pixels too many.
+  static constexpr int kSparePixels = 2;
+  HWY_INLINE void load(int x, Terms& terms) const {
+    alignas(16) static constexpr uint8_t kPairs[16] = {0, 128, 1, 128, 3, 128, 4,  128,
+                                                       6, 128, 7, 128, 9, 128, 10, 128};
+    alignas(16) static constexpr uint8_t kThirds[16] = {2, 128, 128, 128, 5,  128, 128, 128,
+                                                        8, 128, 128, 128, 11, 128, 128, 128};
+    const D8 d8;
+    for (int i = 0; i < 4; ++i) {
+      const auto pixels = load_blocks(d8, samples + 3 * x + 12 * i, 48);
+      const auto shuffled = [&](const uint8_t* order) {
+        return hn::BitCast(D16(), hn::TableLookupBytesOr0(pixels, hn::LoadDup128(d8, order)));
+      };
+      terms.pairs[i] = shuffled(kPairs);
+      terms.thirds[i] = hn::Or(shuffled(kThirds), weights(0, 1));
+    }
   }
-  template <class D>
-  HWY_INLINE void store(D d8, const hn::Vec<D> (&v)[3], int x) const {
-    store_pixels<3>(d8, v, samples + 3 * x);
+  HWY_INLINE void store(const Bytes (&v)[3], int x) const {
+    store_pixels<3>(D8(), v, samples + 3 * x);
   }
   bool overlaps(const uint8_t* other, size_t bytes, int width) const {
     return overlap(samples, size_t{3} * width, other, bytes);
@@ -98,13 +101,27 @@ struct Planar {
 
   uint8_t get(int x, int k) const { return rows[k][x]; }
   void set(int x, int k, uint8_t value) const { rows[k][x] = value; }
-  template <class D>
-  HWY_INLINE void load(D d8, int x, hn::Vec<D> (&v)[3]) const {
-    for (int k = 0; k < 3; ++k) v[k] = hn::LoadU(d8, rows[k] + x);
+  static constexpr int kSparePixels = 0;
+  HWY_INLINE void load(int x, Terms& terms) const {
+    const D8 d8;
+    const D16 d16;
+    const auto zero = hn::Zero(d8);
+    const auto interleaved = [&](int k, bool upper) {
+      const auto v = hn::LoadU(d8, rows[k] + x);
+      return hn::BitCast(d16,
+                         upper ? hn::InterleaveUpper(d8, v, zero) : hn::InterleaveLower(v, zero));
+    };
+    for (int half = 0; half < 2; ++half) {
+      const Words first = interleaved(0, half != 0), second = interleaved(1, half != 0),
+                  third = interleaved(2, half != 0), one = hn::Set(d16, 1);
+      terms.pairs[2 * half] = hn::InterleaveLower(first, second);
+      terms.pairs[2 * half + 1] = hn::InterleaveUpper(d16, first, second);
+      terms.thirds[2 * half] = hn::InterleaveLower(third, one);
+      terms.thirds[2 * half + 1] = hn::InterleaveUpper(d16, third, one);
+    }
   }
-  template <class D>
-  HWY_INLINE void store(D d8, const hn::Vec<D> (&v)[3], int x) const {
-    for (int k = 0; k < 3; ++k) hn::StoreU(v[k], d8, rows[k] + x);
+  HWY_INLINE void store(const Bytes (&v)[3], int x) const {
+    for (int k = 0; k < 3; ++k) hn::StoreU(v[k], D8(), rows[k] + x);
   }
   bool overlaps(const uint8_t* other, size_t bytes, int width) const {
     return std::any_of(rows, rows + 3,
@@ -115,14 +132,13 @@ struct Planar {
 template <class Source, class Destination>
 void convert_row(const Formula (&formulas)[3], const Source& src, const Destination& dst, int width,
                  bool in_order) {
-  const Full<uint8_t> d8;
-  const int lanes = static_cast<int>(hn::Lanes(d8));
   int x = 0;
-  for (; !in_order && x + lanes <= width; x += lanes) {
-    hn::Vec<decltype(d8)> in[3], out[3];
-    src.load(d8, x, in);
-    convert_vectors(formulas, in, out);
-    dst.store(d8, out, x);
+  for (; !in_order && x + kLanes + Source::kSparePixels <= width; x += kLanes) {
+    Terms terms;
+    src.load(x, terms);
+    const Bytes out[3] = {apply(formulas[0], terms), apply(formulas[1], terms),
+                          apply(formulas[2], terms)};
+    dst.store(out, x);
   }
   for (; x < width; ++x) {
     const uint8_t in[3] = {src.get(x, 0), src.get(x, 1), src.get(x, 2)};
