@@ -58,8 +58,9 @@ HWY_INLINE Bytes apply(const Formula& f, const Terms& terms) {
   const int whole = f.offset >> kShift, rest = f.offset - (whole << kShift);
   const Words pair_weights = weights(f.a, f.b), third_weights = weights(f.c, rest);
   const auto part = [&](int i) {
-    return hn::ShiftRight<kShift>(multiply_add_pairs(D32(), terms.pairs[i], pair_weights) +
-                                  multiply_add_pairs(D32(), terms.thirds[i], third_weights));
+    const auto third =
+        f.c == 0 ? hn::Set(D32(), rest) : multiply_add_pairs(D32(), terms.thirds[i], third_weights);
+    return hn::ShiftRight<kShift>(multiply_add_pairs(D32(), terms.pairs[i], pair_weights) + third);
   };
   const Words offset = hn::Set(D16(), static_cast<int16_t>(whole));
   return narrow_to_u8_blocks(narrow_to_i16_blocks(part(0), part(1)) + offset,
@@ -129,21 +130,20 @@ struct Planar {
   }
 };
 
-template <class Source, class Destination>
-void convert_row(const Formula (&formulas)[3], const Source& src, const Destination& dst, int width,
-                 bool in_order) {
+template <const Formula (&kFormulas)[3], class Source, class Destination>
+void convert_row(const Source& src, const Destination& dst, int width, bool in_order) {
   int x = 0;
   for (; !in_order && x + kLanes + Source::kSparePixels <= width; x += kLanes) {
     Terms terms;
     src.load(x, terms);
-    const Bytes out[3] = {apply(formulas[0], terms), apply(formulas[1], terms),
-                          apply(formulas[2], terms)};
+    const Bytes out[3] = {apply(kFormulas[0], terms), apply(kFormulas[1], terms),
+                          apply(kFormulas[2], terms)};
     dst.store(out, x);
   }
   for (; x < width; ++x) {
     const uint8_t in[3] = {src.get(x, 0), src.get(x, 1), src.get(x, 2)};
     uint8_t out[3];
-    convert_pixel(formulas, in, out);
+    convert_pixel(kFormulas, in, out);
     for (int k = 0; k < 3; ++k) dst.set(x, k, out[k]);
   }
 }
@@ -164,10 +164,10 @@ void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int h
     const Interleaved from{const_cast<uint8_t*>(row_at(src, y, src_stride))};
     if (planar) {
       const Planar to = plane_rows(dst, width, height, y);
-      convert_row(kForward, from, to, width, to.overlaps(from.samples, size_t{3} * width, width));
+      convert_row<kForward>(from, to, width, to.overlaps(from.samples, size_t{3} * width, width));
     } else {
       const Interleaved to{dst + size_t{3} * width * y};
-      convert_row(kForward, from, to, width, to.overlaps(from.samples, size_t{3} * width, width));
+      convert_row<kForward>(from, to, width, to.overlaps(from.samples, size_t{3} * width, width));
     }
   }
 }
@@ -181,10 +181,10 @@ void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int h
     const size_t bytes = size_t{3} * width;
     if (planar) {
       const Planar from = plane_rows(samples, width, height, y);
-      convert_row(kInverse, from, to, width, from.overlaps(to.samples, bytes, width));
+      convert_row<kInverse>(from, to, width, from.overlaps(to.samples, bytes, width));
     } else {
       const Interleaved from{row_at(samples, y, src_stride)};
-      convert_row(kInverse, from, to, width, from.overlaps(to.samples, bytes, width));
+      convert_row<kInverse>(from, to, width, from.overlaps(to.samples, bytes, width));
     }
   }
 }
