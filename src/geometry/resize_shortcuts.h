@@ -126,16 +126,21 @@ class Shortcuts {
     constexpr int kSpare = kSource == 3 || kChannels == 3 ? 2 : 0;
     int x = for_vectors(dst_width_ - kSpare, kAll, [&](int at_x) {
       const auto sums = [&](const uint8_t* row) {
-        const auto pixels = load_blocks(d8, row, 2 * kStep);
-        return multiply_add_pairs(kChannels == 1 ? pixels : shuffle(pixels, neighbours_), ones);
+        if constexpr (kChannels == 1) return multiply_add_pairs(hn::LoadU(d8, row), ones);
+        return multiply_add_pairs(shuffle(load_blocks(d8, row, 2 * kStep), neighbours_), ones);
       };
       const ptrdiff_t at = ptrdiff_t{2} * at_x * kSource;
       const auto mean = [&](ptrdiff_t from) {
         return hn::ShiftRight<2>(sums(top + from) + sums(bottom + from));
       };
-      const auto means = narrow_to_u8_blocks(mean(at), mean(at + kStep));
-      store_blocks(d8, kChannels == 1 ? means : shuffle(means, compact_),
-                   out + ptrdiff_t{at_x} * kChannels, kPixels * kChannels);
+      uint8_t* const to = out + ptrdiff_t{at_x} * kChannels;
+      if constexpr (kChannels == 1) {
+        hn::StoreU(narrow_to_u8(mean(at), mean(at + kAll)), d8, to);
+      } else {
+        const auto means = narrow_to_u8_blocks(mean(at), mean(at + kStep));
+        store_blocks(d8, kChannels == 4 ? means : shuffle(means, compact_), to,
+                     kPixels * kChannels);
+      }
     });
     for (; x < dst_width_; ++x) {
       for (int c = 0; c < kChannels; ++c) {
