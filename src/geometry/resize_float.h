@@ -27,15 +27,15 @@ class FloatResizer {
         weights_(2, dst_width),
         rows_(src_height, dst_height),
         filtered_(dst_width) {
-    const Coordinates columns(src_width, dst_width);
     float *const left = weights_.get(), *const right = left + dst_width;
-    for (int x = 0; x < dst_width; ++x) {
-      const Position at = position_of(columns(x), src_width);
-      taps_[x] = at.tap;
-      left[x] = 1.0f - at.fraction;
-      right[x] = at.fraction;
-      are_pairs_ = are_pairs_ && at.tap == 2 * x;
-    }
+    Coordinates(src_width, dst_width)
+        .for_each(dst_width, [=, taps = taps_.get()](int x, float coordinate) {
+          const Position at = position_of(coordinate, src_width);
+          taps[x] = at.tap;
+          left[x] = 1.0f - at.fraction;
+          right[x] = at.fraction;
+        });
+    for (int x = 0; x < dst_width; ++x) are_pairs_ = are_pairs_ && taps_[x] == 2 * x;
   }
 
   // Row y of the destination. Rows are meant to be asked for from the top.

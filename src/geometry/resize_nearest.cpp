@@ -19,9 +19,11 @@ template <int kChannels>
 void resize_nearest(const uint8_t* src, uint8_t* dst, int src_width, int src_height, int src_stride,
                     int dst_width, int dst_height, int dst_stride) {
   if (src_width < 1 || src_height < 1 || dst_width < 1 || dst_height < 1) return;
-  const Coordinates column_coordinate(src_width, dst_width);
-  const RowPicker<kChannels> columns(
-      src_width, dst_width, [&](int x) { return nearest_tap(column_coordinate(x), src_width); });
+  Scratch<int> taps(dst_width);
+  Coordinates(src_width, dst_width).for_each(dst_width, [=, out = taps.get()](int x, float at) {
+    out[x] = nearest_tap(at, src_width);
+  });
+  const RowPicker<kChannels> columns(src_width, dst_width, std::move(taps));
   const Coordinates row_coordinate(src_height, dst_height);
   int previous = -1;
   for (int y = 0; y < dst_height; ++y) {

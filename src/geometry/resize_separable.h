@@ -19,9 +19,8 @@ namespace KelvraCV::detail {
 
 // Two weights side by side, as products of pairs want them.
 inline int32_t weight_pair(const int16_t* weights) {
-  int32_t pair;
-  std::memcpy(&pair, weights, sizeof pair);
-  return pair;
+  return static_cast<int32_t>(static_cast<uint16_t>(weights[0]) |
+                              static_cast<uint32_t>(static_cast<uint16_t>(weights[1])) << 16);
 }
 
 // The taps of every destination column.
@@ -34,14 +33,14 @@ class ColumnTaps {
       : stride_(static_cast<size_t>(destination) + kSpareValues),
         first_(destination),
         pairs_(kTaps / 2, stride_) {
-    const Coordinates coordinate(source, destination);
-    for (int x = 0; x < destination; ++x) {
-      const Taps<kTaps> taps = Kernel::taps(coordinate(x), source);
-      first_[x] = taps.first;
-      for (int p = 0; p < kTaps / 2; ++p) {
-        pairs_[p * stride_ + x] = weight_pair(taps.weights + 2 * p);
-      }
-    }
+    int* const first = first_.get();
+    int32_t* const pairs = pairs_.get();
+    Coordinates(source, destination).for_each(destination, [=](int x, float coordinate) {
+      const Taps<kTaps> taps = Kernel::taps(coordinate, source);
+      first[x] = taps.first;
+      for (int p = 0; p < kTaps / 2; ++p)
+        pairs[p * stride_ + x] = weight_pair(taps.weights + 2 * p);
+    });
     for (int p = 0; p < kTaps / 2; ++p) {
       std::fill_n(&pairs_[p * stride_ + destination], kSpareValues, 0);
     }

@@ -38,8 +38,11 @@ class Shortcuts {
       columns_ = Columns::kDouble;
     } else if (kSource == kChannels && !swap_red_and_blue &&
                all([](int, int, int w) { return w == 0 || w == kWeightOne; })) {
-      picker_.emplace(src_width, dst_width,
-                      [&](int x) { return taps.first(x) + (taps.first_weight(x) == 0); });
+      Scratch<int> picked(dst_width);
+      for (int x = 0; x < dst_width; ++x) {
+        picked[x] = taps.first(x) + (taps.first_weight(x) == 0);
+      }
+      picker_.emplace(src_width, dst_width, std::move(picked));
     }
     if (columns_ != Columns::kOther) make_tables();
   }

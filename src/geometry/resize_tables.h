@@ -25,13 +25,22 @@ class Coordinates {
         ratio_(static_cast<float>(source) / static_cast<float>(destination)),
         reciprocal_(1.0f / static_cast<float>(destination)) {}
 
-  float operator()(int i) const {
-    const float centre = static_cast<float>(i) + 0.5f;
-    return i < grouped_ ? std::fma(centre, ratio_, -0.5f)
-                        : std::fma(centre * source_, reciprocal_, -0.5f);
+  float operator()(int i) const { return i < grouped_ ? of_group(i) : of_rest(i); }
+
+  // Calls f(i, coordinate) for the first `count` positions.
+  template <class F>
+  void for_each(int count, F f) const {
+    const int grouped = std::min(grouped_, count);
+    for (int i = 0; i < grouped; ++i) f(i, of_group(i));
+    for (int i = grouped; i < count; ++i) f(i, of_rest(i));
   }
 
  private:
+  float of_group(int i) const { return std::fma(static_cast<float>(i) + 0.5f, ratio_, -0.5f); }
+  float of_rest(int i) const {
+    return std::fma((static_cast<float>(i) + 0.5f) * source_, reciprocal_, -0.5f);
+  }
+
   int grouped_;
   float source_, ratio_, reciprocal_;
 };
@@ -46,8 +55,9 @@ inline Position position_of(float coordinate, int source) {
   const float whole = std::floor(coordinate);
   // Rounding can lead past the last pixel, not past the int range: sources have fewer pixels.
   const int tap = std::max(static_cast<int>(whole), 0);
-  if (tap >= source - 1) return {source - 2, 1.0f};
-  return {tap, whole < 0.0f ? 0.0f : coordinate - whole};
+  const bool is_last = tap >= source - 1;
+  const float fraction = whole < 0.0f ? 0.0f : coordinate - whole;
+  return {is_last ? source - 2 : tap, is_last ? 1.0f : fraction};
 }
 
 // kTaps neighbouring source positions from `first` on, and their integer weights, which sum to

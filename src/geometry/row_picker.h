@@ -3,6 +3,7 @@
 #define KELVRA_CV_GEOMETRY_ROW_PICKER_H_
 
 #include <cstring>
+#include <utility>
 
 #include "core/scratch.h"
 #include "geometry/byte_gather.h"
@@ -22,12 +23,11 @@ inline bool is_regular(const int* taps, int count, int step, int first) {
 template <int kChannels>
 class RowPicker {
  public:
-  // Destination column x takes source column `tap(x)`.
-  template <class Tap>
-  RowPicker(int src_width, int dst_width, Tap tap)
+  // Destination column x takes source column taps[x].
+  RowPicker(int src_width, int dst_width, Scratch<int> taps)
       : src_width_(src_width),
         width_(dst_width),
-        taps_(taps_of(dst_width, tap)),
+        taps_(std::move(taps)),
         step_(regular_step(src_width / dst_width)),
         gather_(step_ == 0 ? dst_width * kChannels : 0, src_width * kChannels,
                 [&](int i) { return taps_[i / kChannels] * kChannels + i % kChannels; }) {}
@@ -49,13 +49,6 @@ class RowPicker {
   }
 
  private:
-  template <class Tap>
-  static Scratch<int> taps_of(int dst_width, Tap tap) {
-    Scratch<int> taps(dst_width);
-    for (int x = 0; x < dst_width; ++x) taps[x] = tap(x);
-    return taps;
-  }
-
   // `step` if it has a loop of its own and all columns really keep to it, else 0.
   int regular_step(int step) const {
     const bool has_loop = step == 1 || step == 3 || (kChannels == 1 ? step == 2 : step > 3);
