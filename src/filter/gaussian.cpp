@@ -94,6 +94,14 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
   }
 }
 
+// Columns that are blurred together: so many that the rows of a kernel's taps stay in the fastest
+// cache as floats.
+int strip_width(int width, int taps) {
+  constexpr int kCachedFloats = 24 * 1024 / 4;
+  const int whole = (width + kTile - 1) / kTile * kTile;
+  return std::clamp(kCachedFloats / taps / kTile * kTile, kTile, whole);
+}
+
 // Keeps as many rows as the kernel has taps, blurred along and truncated, as floats or bytes.
 template <class Kept>
 class Blur {
@@ -103,52 +111,59 @@ class Blur {
         width_(width),
         height_(height),
         radius_(kernel.taps / 2),
-        pitch_((static_cast<size_t>(width) + kTile - 1) / kTile * kTile),
-        samples_(pitch_ + 2 * radius_),
-        along_(kernel.taps, pitch_),
+        strip_(strip_width(width, kernel.taps)),
+        samples_(static_cast<size_t>(strip_) + 2 * static_cast<size_t>(radius_)),
+        along_(kernel.taps, strip_),
         row_taps_(kernel.taps),
         column_taps_(kernel.taps) {
     for (int j = 0; j < kernel.taps; ++j) row_taps_[j] = samples_.get() + j;
-    std::fill_n(samples_.get(), pitch_ + 2 * radius_, 0.0f);
+    std::fill_n(samples_.get(), strip_ + 2 * radius_, 0.0f);
   }
 
   void run(const uint8_t* src, uint8_t* dst) {
-    int known = 0;
-    for (int y = 0; y < height_; ++y) {
-      for (; known < height_ && known - y <= radius_; ++known) {
-        blur_along(row_at(src, known, width_), place_of(known));
-      }
-      blur_across(y, row_at(dst, y, width_));
-    }
+    for (int x = 0; x < width_; x += strip_) blur_strip(src, dst, x, std::min(strip_, width_ - x));
   }
 
  private:
-  Kept* place_of(int y) { return along_.get() + static_cast<size_t>(y % kernel_.taps) * pitch_; }
-
-  void blur_along(const uint8_t* row, Kept* out) {
-    float* samples = samples_.get();
-    std::fill_n(samples, radius_, static_cast<float>(row[0]));
-    for (int x = 0; x < width_; ++x) samples[radius_ + x] = static_cast<float>(row[x]);
-    std::fill_n(samples + radius_ + width_, radius_, static_cast<float>(row[width_ - 1]));
-    for (int x = 0; x < width_; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
+  void blur_strip(const uint8_t* src, uint8_t* dst, int first, int count) {
+    int known = 0;
+    for (int y = 0; y < height_; ++y) {
+      for (; known < height_ && known - y <= radius_; ++known) {
+        blur_along(row_at(src, known, width_), first, count, place_of(known));
+      }
+      blur_across(y, row_at(dst, y, width_) + first, count);
+    }
   }
 
-  void blur_across(int y, uint8_t* out) {
+  Kept* place_of(int y) { return along_.get() + static_cast<size_t>(y % kernel_.taps) * strip_; }
+
+  void blur_along(const uint8_t* row, int first, int count, Kept* out) {
+    // The columns from first - radius on, of which those from `begin` to `end` are in the image.
+    float* const samples = samples_.get();
+    const int all = count + 2 * radius_, start = first - radius_;
+    const int begin = std::max(-start, 0), end = std::min(width_ - start, all);
+    std::fill_n(samples, begin, static_cast<float>(row[0]));
+    for (int i = begin; i < end; ++i) samples[i] = static_cast<float>(row[start + i]);
+    std::fill_n(samples + end, all - end, static_cast<float>(row[width_ - 1]));
+    for (int x = 0; x < count; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
+  }
+
+  void blur_across(int y, uint8_t* out, int count) {
     for (int j = 0; j < kernel_.taps; ++j) {
       column_taps_[j] = place_of(std::clamp(y + j - radius_, 0, height_ - 1));
     }
     int x = 0;
-    for (; x + kTile <= width_; x += kTile) blur_tile(column_taps_.get(), kernel_, x, out + x);
-    if (x < width_) {
+    for (; x + kTile <= count; x += kTile) blur_tile(column_taps_.get(), kernel_, x, out + x);
+    if (x < count) {
       uint8_t last[kTile];
       blur_tile(column_taps_.get(), kernel_, x, last);
-      std::memcpy(out + x, last, width_ - x);
+      std::memcpy(out + x, last, count - x);
     }
   }
 
   const Kernel& kernel_;
   int width_, height_, radius_;
-  size_t pitch_;
+  int strip_;  // columns, whole tiles
   Scratch<float> samples_;
   Scratch<Kept> along_;
   Scratch<const float*> row_taps_;
@@ -175,7 +190,8 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
   }
   const Kernel kernel(taps, sigma);
   // Floats save conversions, but must not take more memory than a plane of bytes.
-  if (taps <= height / 4) {
+  const size_t floats = static_cast<size_t>(strip_width(width, taps)) * taps;
+  if (sizeof(float) * floats <= static_cast<size_t>(width) * height) {
     Blur<float>(width, height, kernel).run(src, dst);
   } else {
     Blur<uint8_t>(width, height, kernel).run(src, dst);

@@ -261,10 +261,12 @@ TEST(Gaussian, EveryShapeFollowsTheFormula) {
           return fits ? gaussian(src, width, height, size, c.used_sigma) : Plane(src.size());
         });
   }
-  const Plane src = picture(97, 60, 1);
-  Plane dst(src.size());
-  gaussian_blur(src.data(), dst.data(), 97, 60, 59, 11.0f);
-  EXPECT_EQ(dst, gaussian(src, 97, 60, 59, 11.0f));
+  for (const auto& [w, h] : {std::pair{97, 60}, {200, 80}}) {  // rows in several strips
+    const Plane src = picture(w, h, 1);
+    Plane dst(src.size());
+    gaussian_blur(src.data(), dst.data(), w, h, 59, 11.0f);
+    EXPECT_EQ(dst, gaussian(src, w, h, 59, 11.0f));
+  }
   // Flat images show the last bits of the weights' sum, and so of the default sigma.
   for (int level = 0; level < 256; ++level) {
     const Plane flat(64, static_cast<uint8_t>(level));
