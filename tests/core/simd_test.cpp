@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -62,11 +63,52 @@ void check_block_operations() {
   }
 }
 
+// Three channels apart and together again, and sums of products of neighbouring bytes.
+template <template <class> class Tag>
+void check_bytes() {
+  const Tag<uint8_t> d8;
+  constexpr int kLanes = static_cast<int>(hn::MaxLanes(d8));
+  uint8_t pixels[3 * kLanes], again[3 * kLanes];
+  for (int i = 0; i < 3 * kLanes; ++i) pixels[i] = static_cast<uint8_t>(7 * i + 1);
+  hn::Vec<decltype(d8)> channels[3];
+  load_pixels<3>(d8, pixels, channels);
+  for (int c = 0; c < 3; ++c) {
+    const auto lanes = lanes_of(d8, channels[c]);
+    for (int x = 0; x < kLanes; ++x) EXPECT_EQ(lanes[x], pixels[3 * x + c]);
+  }
+  store_pixels<3>(d8, channels, again);
+  EXPECT_TRUE(std::equal(pixels, pixels + 3 * kLanes, again));
+
+  const auto sums = multiply_add_pairs(hn::LoadU(d8, pixels), hn::Iota(d8, 1));
+  const auto lanes = lanes_of(hn::Repartition<int16_t, decltype(d8)>(), sums);
+  for (int i = 0; i < kLanes / 2; ++i) {
+    EXPECT_EQ(lanes[i], pixels[2 * i] * (1 + 2 * i) + pixels[2 * i + 1] * (2 + 2 * i));
+  }
+}
+
 }  // namespace
 
 TEST(Simd, BlockOperations) {
   check_block_operations<Full>();
   check_block_operations<Block>();
+}
+
+TEST(Simd, Bytes) {
+  check_bytes<Full>();
+  check_bytes<Block>();
+}
+
+TEST(Simd, Floats) {
+  const Full<float> d;
+  const Full<int32_t> d32;
+  for (float v = 1; v < 2; v += 1e-5f) {
+    const double error = double{hn::GetLane(reciprocal(hn::Set(d, v)))} * v - 1;
+    ASSERT_LT(std::fabs(error), 1.0 / (1 << 22)) << v;
+  }
+  const float table[8] = {3, 1, 4, 1.5f, 9, 2, 6, 5};
+  for (int i = -8; i < 20; ++i) {
+    EXPECT_EQ(hn::GetLane(look_up8(d, table, hn::Set(d32, i))), table[i & 7]);
+  }
 }
 
 TEST(Numeric, ClampAndTruncate) {
