@@ -216,7 +216,7 @@ class StripFilter {
 template <int kChannels>
 HWY_INLINE void copy_pixels(const uint8_t* from, size_t from_step, uint8_t* to, size_t to_step,
                             int count) {
-  constexpr int kBytes = kChannels == 3 ? 4 : kChannels;
+  constexpr int kBytes = kChannels + (kChannels == 3);
   for (int i = 0; i + 1 < count; ++i, from += from_step, to += to_step) {
     std::memcpy(to, from, kBytes);
   }

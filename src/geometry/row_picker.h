@@ -78,12 +78,13 @@ class RowPicker {
   // Three bytes go as four where there is a pixel behind them, to be overwritten by the next one.
   template <class Tap>
   void pick_pixels(const uint8_t* src, uint8_t* dst, Tap tap) const {
+    constexpr int kBytes = kChannels + (kChannels == 3);
     const int width = width_, last = src_width_ - 1;
     for (int x = 0; x < width; ++x, dst += kChannels) {
       const int at = tap(x);
       const uint8_t* const pixel = src + static_cast<size_t>(at) * kChannels;
-      if (kChannels == 3 && x + 1 < width && at < last) {
-        std::memcpy(dst, pixel, 4);
+      if (x + 1 < width && at < last) {
+        std::memcpy(dst, pixel, kBytes);
       } else {
         std::memcpy(dst, pixel, kChannels);
       }
