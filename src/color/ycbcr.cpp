@@ -55,7 +55,7 @@ HWY_INLINE Words weights(int first, int second) {
 // The whole part of the offset is added after the shift, to half as many vectors, and the rest is
 // the weight of 1.
 HWY_INLINE Bytes apply(const Formula& f, const Terms& terms) {
-  const int whole = f.offset >> kShift, rest = f.offset - (whole << kShift);
+  const int whole = f.offset >> kShift, rest = f.offset - whole * (1 << kShift);
   const Words pair_weights = weights(f.a, f.b), third_weights = weights(f.c, rest);
   const auto part = [&](int i) {
     const auto third =

@@ -80,10 +80,12 @@ class MeanRows {
   MeanRows(const Size& size, int radius, Row row)
       : fits_(window_fits(size.width, size.height, radius)),
         width_(size.width),
-        scale_(1.0f / static_cast<float>((2 * int64_t{radius} + 1) * (2 * int64_t{radius} + 1))),
         row_(std::move(row)),
         means_(size.width) {
-    if (fits_) sums_.emplace(size.width, size.height, radius, [this](int y) { return row_(y); });
+    if (!fits_) return;
+    const int64_t n = 2 * int64_t{radius} + 1;
+    scale_ = 1.0f / static_cast<float>(n * n);
+    sums_.emplace(size.width, size.height, radius, [this](int y) { return row_(y); });
   }
   MeanRows(const MeanRows&) = delete;
   MeanRows& operator=(const MeanRows&) = delete;
@@ -100,7 +102,7 @@ class MeanRows {
  private:
   bool fits_;
   int width_;
-  float scale_;
+  float scale_ = 0;  // one over the window's area
   Row row_;
   Scratch<float> means_;
   std::optional<BoxSums<float, float, std::function<const float*(int)>>> sums_;
