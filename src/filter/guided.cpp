@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "core/numeric.h"
@@ -85,7 +86,8 @@ class MeanRows {
     if (!fits_) return;
     const int64_t n = 2 * int64_t{radius} + 1;
     scale_ = 1.0f / static_cast<float>(n * n);
-    sums_.emplace(size.width, size.height, radius, [this](int y) { return row_(y); });
+    sums_ =
+        std::make_unique<Sums>(size.width, size.height, radius, [this](int y) { return row_(y); });
   }
   MeanRows(const MeanRows&) = delete;
   MeanRows& operator=(const MeanRows&) = delete;
@@ -100,12 +102,14 @@ class MeanRows {
   }
 
  private:
+  using Sums = BoxSums<float, float, std::function<const float*(int)>>;
+
   bool fits_;
   int width_;
   float scale_ = 0;  // one over the window's area
   Row row_;
   Scratch<float> means_;
-  std::optional<BoxSums<float, float, std::function<const float*(int)>>> sums_;
+  std::unique_ptr<Sums> sums_;  // none if no window fits
   int next_ = 0;
 };
 

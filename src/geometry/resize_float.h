@@ -70,7 +70,7 @@ class FloatResizer {
     const float *const left = weights_.get(), *const right = left + width;
     int x = 0;
     for (; x + 4 <= width; x += 4) {
-      auto first = hn::Undefined(d), second = first;  // two pairs of neighbours each
+      auto first = hn::Zero(d), second = first;  // two pairs of neighbours each
       if (are_pairs_) {
         first = hn::LoadU(d, src + 2 * x);
         second = hn::LoadU(d, src + 2 * x + 4);
