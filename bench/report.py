@@ -13,7 +13,7 @@ matplotlib.use("Agg")
 import matplotlib.pyplot as plt  # noqa: E402
 
 ROW = re.compile(
-    r"^(?P<case>.{44}) +(?P<ours>[\d.]+) +(?P<peer>[\d.]+) +(?P<ratio>[\d.]+)x +(?P<memory>\d+)%  (?P<name>.+)$"
+    r"^(?P<case>\S.*?) {2,}(?P<ours>[\d.]+) +(?P<peer>[\d.]+) +(?P<ratio>[\d.]+)x +(?P<memory>\d+)%  (?P<name>.+)$"
 )
 
 INTRODUCTION = """# Benchmarks

@@ -10,18 +10,43 @@ namespace {
 
 using namespace detail;
 
+// Of each 16 pixels, 64 bytes in four parts, the 48 bytes that stay, in three: which byte of part p
+// becomes byte i of result r, or none. The first and the third byte may change places.
+struct KeptBytes {
+  alignas(16) uint8_t of[2][4][3][16] = {};
+
+  constexpr KeptBytes() {
+    for (int swap = 0; swap < 2; ++swap) {
+      for (int p = 0; p < 4; ++p) {
+        for (int i = 0; i < 48; ++i) {
+          const int pixel = i / 3, channel = swap != 0 ? 2 - i % 3 : i % 3;
+          const int from = pixel % 4 * 4 + channel;
+          of[swap][p][i / 16][i % 16] = static_cast<uint8_t>(pixel / 4 == p ? from : 0x80);
+        }
+      }
+    }
+  }
+};
+constexpr KeptBytes kKeptBytes;
+
 // One row of pixels without their fourth bytes.
 void drop_fourth(const uint8_t* src, uint8_t* dst, int width, bool swap) {
   const int first = swap ? 2 : 0;
   int x = 0;
   if (!overlap(src, size_t{4} * width, dst, size_t{3} * width)) {
-    // Four pixels at a time; the four bytes stored too many are overwritten by what comes next.
-    const Block<uint8_t> d;
-    alignas(16) static constexpr uint8_t kKept[2][16] = {{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14},
-                                                         {2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12}};
-    const auto kept = hn::Load(d, kKept[swap]);
-    for (; x + 6 <= width; x += 4) {
-      hn::StoreU(hn::TableLookupBytes(hn::LoadU(d, src + 4 * x), kept), d, dst + 3 * x);
+    const Full<uint8_t> d8;
+    const int lanes = static_cast<int>(hn::Lanes(d8));
+    const auto& kept = kKeptBytes.of[swap];
+    for (; x + lanes <= width; x += lanes) {
+      const auto part = [&](int p) { return load_blocks(d8, src + 4 * x + 16 * p, 64); };
+      const auto from = [&](int p, auto v, int r) {
+        return hn::TableLookupBytesOr0(v, hn::LoadDup128(d8, kept[p][r]));
+      };
+      const auto v0 = part(0), v1 = part(1), v2 = part(2), v3 = part(3);
+      uint8_t* const out = dst + 3 * x;
+      store_blocks(d8, hn::Or(from(0, v0, 0), from(1, v1, 0)), out, 48);
+      store_blocks(d8, hn::Or(from(1, v1, 1), from(2, v2, 1)), out + 16, 48);
+      store_blocks(d8, hn::Or(from(2, v2, 2), from(3, v3, 2)), out + 32, 48);
     }
   }
   for (; x < width; ++x) {
