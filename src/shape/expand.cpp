@@ -69,11 +69,15 @@ class Painter {
     for (int64_t v = 1 - radius_; v < radius_; ++v) {
       const int64_t half = half_widths_[static_cast<size_t>(std::abs(v))];
       const auto old_row = static_cast<size_t>(std::abs(v + dy));
-      const bool has_old = old_row < half_widths_.size();
-      for (int64_t u = -half; u <= half; ++u) {
-        if (has_old && std::abs(u + dx) <= half_widths_[old_row]) continue;
-        offsets.push_back(static_cast<ptrdiff_t>(v * stride_ + u));
+      // Left and right of the old disc's columns; all of them where it has none.
+      int64_t left_end = half + 1, right_start = half + 1;
+      if (old_row < half_widths_.size()) {
+        const int64_t old_half = half_widths_[old_row];
+        left_end = std::min(left_end, -old_half - dx);
+        right_start = std::max(-half, old_half - dx + 1);
       }
+      for (int64_t u = -half; u < left_end; ++u) offsets.push_back(v * stride_ + u);
+      for (int64_t u = right_start; u <= half; ++u) offsets.push_back(v * stride_ + u);
     }
     return offsets;
   }
