@@ -143,9 +143,10 @@ class Regression {
         corr_p_(size, radius,
                 guide == nullptr ? ProductRows(input, input) : ProductRows(*guide, input)),
         // The means of a and then those of b ask for a window's start at once.
-        kept_(static_cast<int>(std::min<int64_t>(size.height, int64_t{radius} + 2 * kTogether))),
-        a_(std::max(kept_, 1), size.width),
-        b_(std::max(kept_, 1), size.width) {
+        kept_(
+            static_cast<int>(std::clamp<int64_t>(int64_t{radius} + 2 * kTogether, 1, size.height))),
+        a_(kept_, size.width),
+        b_(kept_, size.width) {
     if (guide == nullptr) return;
     mean_i_.emplace(size, radius, SampleRows(*guide));
     corr_i_.emplace(size, radius, ProductRows(*guide, *guide));
@@ -157,7 +158,7 @@ class Regression {
  private:
   static constexpr int kTogether = kRowsTogether<float>;
 
-  size_t place(int y) const { return static_cast<size_t>(y % std::max(kept_, 1)) * width_; }
+  size_t place(int y) const { return static_cast<size_t>(y % kept_) * width_; }
 
   void known(int y) {
     for (; known_ <= y; ++known_) {

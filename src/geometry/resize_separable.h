@@ -187,6 +187,11 @@ class GrayRowFilter {
   std::vector<ByteGather> gathers_;  // made for the first row
 };
 
+// Where channel c of a destination pixel stands in a source pixel.
+constexpr int source_channel(int c, bool swap_red_and_blue) {
+  return swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
+}
+
 // ---- Along the row: several channels, a pixel at a time, of which all taps are loaded at once.
 //
 // kSource bytes a source pixel become kChannels values; of four bytes, the last may be dropped.
@@ -197,13 +202,12 @@ class ColorRowFilter {
 
   ColorRowFilter(int src_width, int dst_width, ColumnTaps<Kernel> taps, bool swap_red_and_blue)
       : src_width_(src_width), dst_width_(dst_width), taps_(std::move(taps)) {
-    int order[kChannels];
-    for (int c = 0; c < kChannels; ++c) order[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
     for (int p = 0; p < kTaps / 2; ++p) {
       std::fill_n(shuffles_[p], kBlock, uint8_t{0x80});
       for (int c = 0; c < kChannels; ++c) {
         for (int i = 0; i < 2; ++i) {
-          shuffles_[p][4 * c + 2 * i] = static_cast<uint8_t>((2 * p + i) * kSource + order[c]);
+          shuffles_[p][4 * c + 2 * i] =
+              static_cast<uint8_t>((2 * p + i) * kSource + source_channel(c, swap_red_and_blue));
         }
       }
     }

@@ -11,15 +11,13 @@
 
 namespace KelvraCV::detail {
 
-// What becomes of kSource bytes a pixel: kChannels of them, in an order.
+// Destination rows in a simpler way. Of kSource bytes a pixel, kChannels are kept, in an order.
 template <int kSource, int kChannels>
 class Shortcuts {
  public:
   Shortcuts(int src_width, int dst_width, const ColumnTaps<Linear>& taps, bool swap_red_and_blue)
       : src_width_(src_width), dst_width_(dst_width), columns_(Columns::kOther) {
-    for (int c = 0; c < kChannels; ++c) {
-      order_[c] = swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
-    }
+    for (int c = 0; c < kChannels; ++c) order_[c] = source_channel(c, swap_red_and_blue);
     const auto all = [&](auto holds) {
       for (int x = 0; x < dst_width; ++x) {
         if (!holds(x, taps.first(x), taps.first_weight(x))) return false;

@@ -2,31 +2,17 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "support/captured_log.h"
 #include "support/images.h"
+#include "support/temporary_folder.h"
 
 using namespace KelvraCV;
 
 namespace {
 
-class Files : public testing::Test {
- protected:
-  void SetUp() override {
-    char name[] = "/tmp/kelvra_cv_test_XXXXXX";
-    folder_ = mkdtemp(name);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  std::string write(const std::string& bytes) {
-    const std::string path = folder_ + "/file";
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-  }
-  std::string folder_;
-};
+class Files : public testing::Test, protected test::TemporaryFolder {};
 
 size_t open_files() {
   const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -39,7 +25,7 @@ TEST_F(Files, WholeFileIsRead) {
   const std::string bytes("a\0\r\n\xff", 5);
   int size = -5;
   const size_t open_before = open_files();
-  const std::unique_ptr<unsigned char[]> read(read_file_into_buffer(write(bytes), size));
+  const std::unique_ptr<unsigned char[]> read(read_file_into_buffer(write("file", bytes), size));
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(std::string(read.get(), read.get() + size), bytes);
   EXPECT_EQ(open_files(), open_before);
@@ -47,21 +33,21 @@ TEST_F(Files, WholeFileIsRead) {
 
 TEST_F(Files, MissingEmptyAndUnreadable) {
   int size = 5;
-  EXPECT_EQ(read_file_into_buffer(folder_ + "/absent", size), nullptr);
+  EXPECT_EQ(read_file_into_buffer(path("absent"), size), nullptr);
   EXPECT_EQ(size, 0);
   const size_t open_before = open_files();
   size = 5;
-  EXPECT_EQ(read_file_into_buffer(write(""), size), nullptr);
+  EXPECT_EQ(read_file_into_buffer(write("file", ""), size), nullptr);
   EXPECT_EQ(size, 5);
   EXPECT_EQ(open_files(), open_before + 1) << "an empty file stays open";
-  EXPECT_EQ(read_file_into_buffer(folder_, size), nullptr);
+  EXPECT_EQ(read_file_into_buffer(path(), size), nullptr);
   EXPECT_EQ(size, 5);
 }
 
 TEST_F(Files, NumbersRestartOnEveryLine) {
   const auto parse = [&](const std::string& text, const char* delimiters) {
     std::vector<float> values(6, -9.0f);
-    parse_file_float(write(text), delimiters, values.data());
+    parse_file_float(write("file", text), delimiters, values.data());
     return values;
   };
   EXPECT_EQ(parse("1 2 3\n4 5\n", " "), (std::vector<float>{4, 5, 3, -9, -9, -9}));
@@ -74,8 +60,8 @@ TEST_F(Files, NumbersRestartOnEveryLine) {
 TEST_F(Files, MissingNumberFileIsReported) {
   test::CapturedLog log;
   float untouched = 4;
-  parse_file_float(folder_ + "/no %s", " ", &untouched);
-  EXPECT_EQ(log.take(), test::Messages{"Can not find " + folder_ + "/no %s\n"});
+  parse_file_float(path("no %s"), " ", &untouched);
+  EXPECT_EQ(log.take(), test::Messages{"Can not find " + path("no %s") + "\n"});
   EXPECT_EQ(untouched, 4);
 }
 

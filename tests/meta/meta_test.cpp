@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "support/captured_log.h"
 #include "support/images.h"
+#include "support/temporary_folder.h"
 
 using namespace KelvraCV;
 using test::CapturedLog;
@@ -38,22 +37,8 @@ const std::string kScan = segment(0xda, "scan header") + "entropy coded \xff\x01
 
 using Call = std::function<int(const char*, const char*, const char*)>;
 
-class Meta : public testing::Test {
+class Meta : public testing::Test, protected test::TemporaryFolder {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/kelvra_cv_test_XXXXXX";
-    folder_ = mkdtemp(name);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  std::string path(const char* name) const { return folder_ + "/" + name; }
-  void write(const char* name, const std::string& bytes) {
-    std::ofstream(path(name), std::ios::binary) << bytes;
-  }
-  std::string read(const char* name) const {
-    std::ifstream file(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
   // The output for these contents; "failed" if the call says so.
   std::string spliced(const Call& call, const std::string& origin, const std::string& input) {
     write("origin", origin);
@@ -65,7 +50,6 @@ class Meta : public testing::Test {
     EXPECT_TRUE(status == 0 || (status == -1 && read("output").empty()));
     return status == 0 ? read("output") : "failed";
   }
-  std::string folder_;
 };
 
 int strip(const char*, const char* input, const char* output) {
@@ -151,7 +135,7 @@ TEST_F(Meta, JpegFirstSegmentIsMeasuredSigned) {
 
 TEST_F(Meta, MessagesInOrder) {
   CapturedLog log;
-  const std::string good = kHeader + kImage, missing = path("none"), folder = folder_ + "/no/x";
+  const std::string good = kHeader + kImage, missing = path("none"), folder = path("no/x");
   write("png", good);
   write("jpeg", kJpegStart + kScan);
   write("text", "text");
@@ -172,13 +156,13 @@ TEST_F(Meta, MessagesInOrder) {
     expect(call, missing.c_str(), missing.c_str(), folder, {"origin " + name + " path error\n"});
     expect(call, text.c_str(), missing.c_str(), folder, {"input " + name + " path error\n"});
     expect(call, text.c_str(), text.c_str(), folder, {"output " + name + " path error\n"});
-    expect(call, text.c_str(), ok, folder_, {"output " + name + " path error\n"});
+    expect(call, text.c_str(), ok, path(), {"output " + name + " path error\n"});
     EXPECT_FALSE(std::filesystem::exists(out));
     const std::string not_format = "origin " + name + " is not " + name + " format!\n";
     expect(call, text.c_str(), text.c_str(), out, {not_format});
     EXPECT_TRUE(std::filesystem::exists(out)) << "created before the origin is judged";
     expect(call, ok, text.c_str(), out, {not_format, name + " in is not " + name + " format!\n"});
-    expect(call, folder_.c_str(), ok, out, {not_format});
+    expect(call, path().c_str(), ok, out, {not_format});
     std::filesystem::remove(out);
   }
   EXPECT_EQ(remove_png_info(png.c_str(), nullptr), -1);
