@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // Without it MulAdd would round twice, and results would differ between machines.
 static_assert(HWY_NATIVE_FMA, "the chosen instruction set must have fused multiply-add");
@@ -23,6 +24,48 @@ template <class T>
 using Full = hn::ScalableTag<T>;
 template <class T>
 using Block = hn::CappedTag<T, 16 / sizeof(T)>;
+
+// Calls body(d, x) so that vectors of tag d, each from element x on, cover 0 … count - 1: whole
+// vectors, the last of which may cover some elements for the second time; where there is not even
+// one, blocks in the same way; and in still shorter rows one element after the other, with a tag
+// of one lane. So `body` says once what happens to an element, reads nothing past `count`, and
+// must give the same when it sees an element again: results must not be written over sources.
+template <class T, class Body>
+HWY_INLINE void for_each_vector(size_t count, Body&& body) {
+  const auto walk = [&](auto d) {
+    const size_t lanes = hn::Lanes(d);
+    if (count < lanes) return false;
+    size_t x = 0;
+    for (; x + lanes < count; x += lanes) body(d, x);
+    body(d, count - lanes);
+    return true;
+  };
+  if (walk(Full<T>())) return;
+  if (hn::Lanes(Full<T>()) > hn::Lanes(Block<T>()) && walk(Block<T>())) return;
+  for (size_t x = 0; x < count; ++x) body(hn::CappedTag<T, 1>(), x);
+}
+
+// Stores the first `count` lanes, at most all of them, and touches nothing behind them.
+template <class D>
+HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) {
+  HWY_ALIGN hn::TFromD<D> lanes[hn::MaxLanes(D())];
+  hn::Store(v, d, lanes);
+  std::memcpy(to, lanes, count * sizeof(hn::TFromD<D>));
+}
+
+// (a + b) / 2 of bytes, rounded down, without a wider type.
+template <class V8>
+HWY_INLINE V8 average_down(V8 a, V8 b) {
+#if HWY_ARCH_X86
+  return hn::Not(hn::AverageRound(hn::Not(a), hn::Not(b)));
+#else
+  if constexpr (sizeof(a.raw) == 16) {
+    return V8(vhaddq_u8(a.raw, b.raw));
+  } else {
+    return V8(vhadd_u8(a.raw, b.raw));
+  }
+#endif
+}
 
 // A vector whose block b holds the 16 bytes at `from + b * step`.
 template <class D>
