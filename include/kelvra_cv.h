@@ -3,17 +3,22 @@
 ///
 /// Conventions of every function, unless its comment says otherwise:
 /// - **Buffers** belong to the caller, inputs and outputs alike, and are never reallocated.
-///   Samples are unsigned 8-bit; the samples of one pixel are adjacent (interleaved).
+///   Samples are unsigned 8-bit; the samples of one pixel are adjacent (interleaved). Pointers are
+///   not checked for null.
+/// - **Overlap**: source and destination must not share memory, unless a function says that they
+///   may, or that it works in place (the destination is the source).
 /// - **Sizes** are in pixels; strides are in bytes from the start of one row to the start of the
 ///   next. The padding between rows is neither read for a result nor written. "Packed" means that
-///   there is no padding. A size below 1 returns at once, without writing and without a message.
+///   there is no padding. The bytes of a row must fit an int; an image may have more. A size below
+///   1 returns without writing, after the checks of the arguments that a function prints about.
 /// - **Byte order** in memory is R, G, B(, A), unless a flag or ImageData::color_order says B, G,
 ///   R(, A). Alpha is carried or dropped as stated and never takes part in colour arithmetic.
 /// - **Results** are the same bytes on every machine, compiler and vector width (but for scaled
 ///   frames). Shifts and conversions to bytes truncate, with no rounding term, unless a formula
 ///   shows one.
 /// - **Failures** print one message through log_print() and return, writing nothing. Nothing
-///   throws, except that running out of memory may throw std::bad_alloc.
+///   throws, except that running out of memory may throw std::bad_alloc, and that
+///   find_blob_contours() lets OpenCV's exceptions pass.
 /// - **Threads**: a call runs on its caller's thread, may run beside other calls on other output
 ///   buffers, and leaves nothing allocated.
 #ifndef KELVRA_CV_H_
@@ -26,7 +31,9 @@
 namespace KelvraCV {
 
 // ---------------------------------------------------------------------------------------------
-// Records
+/// \defgroup records Records
+/// Views of images, and what the functions take and give besides pixels.
+/// \{
 
 /// A view of an interleaved 8-bit image. It owns nothing; functions never change an output's
 /// members unless their comment says so.
@@ -106,34 +113,42 @@ enum ScaleMode {
 /// Clockwise rotations, in degrees.
 enum RotationMode { ROTATE_0 = 0, ROTATE_90 = 90, ROTATE_180 = 180, ROTATE_270 = 270 };
 
+/// \}
+
 // Only what stands between this line and the matching pop is exported.
 #pragma GCC visibility push(default)
 
 // ---------------------------------------------------------------------------------------------
-// Core: messages, version, files
+/// \defgroup core Core
+/// Messages, the version and small file readers.
+/// \{
 
 /// Replaces the sink of all messages. The sink receives a message's format text, unmodified, and
 /// its arguments, which are valid during the call only. Null silences the library. Until the first
 /// call, messages go to standard output through vprintf.
 ///
-/// The sink is kept for the whole process without locking: set it before other threads call the
-/// library. It is called on the thread that prints, from several threads at once if they print.
+/// \param callback  The sink of the whole process, or null. It is called on the thread that prints,
+///                  from several threads at once if they print. A message that another thread
+///                  prints during this call reaches the old sink or the new one.
 void log_set_callback(void (*callback)(const char* format, va_list arguments));
 
-/// Passes a printf-style message to the sink, once and as it is: no prefix, no newline added.
+/// Passes a message to the sink, once and as it is: no prefix, no newline added.
+///
+/// \param format  As of printf, with its arguments behind it.
 void log_print(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// "v1.6.3", a constant that is never freed.
+/// \return "v1.6.3", a constant that is never freed.
 const char* get_version();
 
-/// The number of processors that are online now, or -1 if the system cannot tell.
+/// \return The number of processors that are online now, or -1 if the system cannot tell.
 int get_cpu_core_num();
 
 /// Reads a whole file into a new array.
 ///
 /// \param path  The file.
-/// \param size  Receives the file's length in bytes. 0 if the file cannot be opened; left as it
-///              is if the file is empty or cannot be read.
+/// \param size  Receives the file's length in bytes, of which an int's 32 bits are kept. 0 if the
+///              file cannot be opened; left as it is if nothing is read: of an empty file, one
+///              that cannot be read, and one whose length in 32 bits is 0 or below (2 to 4 GiB).
 /// \return The bytes, which the caller releases with `delete[]`, or null. A file of which nothing
 ///         could be read, such as an empty one, stays open: callers rely on its descriptor.
 unsigned char* read_file_into_buffer(std::string path, int& size);
@@ -146,42 +161,63 @@ unsigned char* read_file_into_buffer(std::string path, int& size);
 /// before it wrote further back. A line ends at its newline, which belongs to no number; a carriage
 /// return before it does, unless it is a delimiter: a line of nothing else is the number 0.
 ///
-/// \param values  Must have room for the longest line.
+/// \param path        The file.
+/// \param delimiters  The characters between numbers.
+/// \param values      Must have room for the longest line.
 ///
 /// A file that cannot be opened prints "Can not find %s\n" with the path; nothing is written then.
 void parse_file_float(std::string path, const char* delimiters, float* values);
 
-/// The `length` bytes at `bytes + offset`, zero bytes included. A length below 1 gives "".
+/// \return The `length` bytes at `bytes + offset`, zero bytes included. A length below 1 gives "".
+/// \param bytes   The buffer.
+/// \param offset  Of the first byte.
+/// \param length  In bytes.
 std::string bytes_to_string(const char* bytes, int offset, int length);
 
-/// The 32-bit integer in the four bytes at `bytes + offset`, most significant byte first if
-/// `big_endian`, else last.
+/// \return The 32-bit integer in the four bytes at `bytes + offset`.
+/// \param bytes       The buffer.
+/// \param offset      Of the first byte.
+/// \param big_endian  Whether the most significant byte comes first.
 int bytes_to_int(const char* bytes, int offset, bool big_endian);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Color: gray
+/// \defgroup gray Gray
+/// Luminance of colour pixels.
+/// \{
 
 /// Luminance of packed or padded RGB: (19595 R + 38469 G + 7472 B) >> 16, the BT.601 weights
 /// 0.299, 0.587 and 0.114 in 16-bit fixed point.
 ///
-/// \param src         `height` rows of `width` pixels of 3 bytes: R, G, B.
-/// \param dst         `height` rows of `width` bytes.
-/// \param src_stride  Bytes between source rows.
-/// \param dst_stride  Bytes between destination rows.
+/// \param src           `height` rows of `width` pixels of 3 bytes: R, G, B.
+/// \param dst           `height` rows of `width` bytes.
+/// \param width,height  Of both images, in pixels.
+/// \param src_stride    Bytes between source rows.
+/// \param dst_stride    Bytes between destination rows.
 ///
 /// In place: a destination row may overlap its source row where each gray byte lands on pixels
 /// that have been read already, as with `dst == src`: pixels run from left to right.
 void rgb2gray(const unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
               int dst_stride);
 
-/// As rgb2gray(), from pixels of 4 bytes. The fourth byte has no influence.
+/// As rgb2gray(), in place likewise, from pixels of 4 bytes. The fourth byte has no influence.
 ///
-/// \param bgra  0 for R, G, B, A in memory; anything else for B, G, R, A.
+/// \param src           `height` rows of `width` pixels of 4 bytes.
+/// \param dst           `height` rows of `width` bytes.
+/// \param width,height  Of both images, in pixels.
+/// \param src_stride    Bytes between source rows.
+/// \param dst_stride    Bytes between destination rows.
+/// \param bgra          0 for R, G, B, A in memory; anything else for B, G, R, A.
 void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
                int dst_stride, int bgra);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Color: YCbCr, HSV and channel layout
+/// \defgroup color YCbCr, HSV and channels
+/// Conversions between colour spaces in integers, and between layouts of channels.
+/// \{
 
 /// RGB to YCbCr: BT.601 weights in 10-bit fixed point, studio range (Y 16 to 235, chroma 16 to 240
 /// around 128).
@@ -190,9 +226,12 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 ///     Cb = (-152 R - 298 G + 450 B + 131584) >> 10
 ///     Cr = ( 450 R - 377 G -  73 B + 131585) >> 10
 ///
-/// \param src         R, G, B, rows `src_stride` bytes apart.
-/// \param dst         Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb
-///                    and one of Cr, each width * height bytes, one after the other.
+/// \param src           R, G, B.
+/// \param dst           Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb
+///                      and one of Cr, each width * height bytes, one after the other.
+/// \param width,height  In pixels.
+/// \param src_stride    Bytes between source rows.
+/// \param planar        Whether `dst` has planes.
 ///
 /// Interleaved packed pixels may be converted in place.
 void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -204,9 +243,13 @@ void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int h
 ///     G = (1192 Y -  401 Cb   -  832 Cr + 139341) >> 10
 ///     B = (1192 Y + 2066 Cb             - 282967) >> 10
 ///
-/// \param src         Interleaved, rows `src_stride` bytes apart, or with `planar` three packed
-///                    planes, `src_stride` being ignored.
-/// \param dst         Packed R, G, B.
+/// \param src           Interleaved, or with `planar` three packed planes, one after the other.
+/// \param dst           Packed R, G, B.
+/// \param width,height  In pixels.
+/// \param src_stride    Bytes between source rows; of planes it is ignored.
+/// \param planar        Whether `src` has planes.
+///
+/// Interleaved packed pixels may be converted in place.
 void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int height,
                   int src_stride, bool planar);
 
@@ -232,11 +275,15 @@ void hsv2rgb(const ImageData& src, ImageData& dst);
 
 /// Drops the fourth byte of every pixel.
 ///
-/// \param src      Is only read.
-/// \param swap_rb  0 keeps the order of the three bytes, anything else reverses it: RGBA becomes
-///                 BGR, BGRA becomes RGB.
+/// \param src           Pixels of 4 bytes, which are only read.
+/// \param dst           Pixels of 3 bytes.
+/// \param width,height  In pixels.
+/// \param src_stride    Bytes between source rows.
+/// \param dst_stride    Bytes between destination rows.
+/// \param swap_rb       0 keeps the order of the three bytes, anything else reverses it: RGBA
+///                      becomes BGR, BGRA becomes RGB.
 ///
-/// Rows that overlap are converted pixel by pixel from the left, so that `dst` may be `src`.
+/// In place: rows that overlap are converted pixel by pixel from the left, so `dst` may be `src`.
 void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
                       int dst_stride, int swap_rb);
 
@@ -246,9 +293,9 @@ void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int hei
 /// \param dst  A record for each channel, with its buffer. Planes are written **packed**, whatever
 ///             their strides say.
 ///
-/// Messages, without newlines and before anything is written: "input channels mismatch outputs!"
-/// if there are more or fewer records than channels, "outputs format error!" if a record has not
-/// one channel or not the size of src.
+/// Messages, without newlines and before anything is written or sizes are looked at: "input
+/// channels mismatch outputs!" if there are more or fewer records than channels, "outputs format
+/// error!" if a record has not one channel or not the size of src.
 void split_channels(const ImageData& src, std::vector<ImageData>& dst);
 
 /// Interleaves planes, in the order of `src`. Nothing is checked.
@@ -257,14 +304,19 @@ void split_channels(const ImageData& src, std::vector<ImageData>& dst);
 /// \param dst  Pixels of src.size() bytes, with its stride.
 void merge_channels(const std::vector<ImageData>& src, ImageData& dst);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Color: Lab
+/// \defgroup lab Lab
+/// CIE L*a*b* in bytes: exactly, and by tables that a caller may share between calls.
+/// \{
 
 /// sRGB to 8-bit CIE L*a*b* (D65) in single precision: L byte L* 2.55, a and b bytes with 128 for
 /// 0; truncated, then clamped to 0 … 255. CIE 15.
 ///
-/// \param src  Packed R, G, B. Only read.
-/// \param dst  Packed L, a, b. It may be src.
+/// \param src           Packed R, G, B. Only read.
+/// \param dst           Packed L, a, b. It may be src.
+/// \param width,height  In pixels.
 void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height);
 
 /// Fills the tables of the fast conversion to Lab.
@@ -279,17 +331,25 @@ void init_rgb_to_lab_fast(int* gamma_table, int* cbrt_table);
 ///
 /// \param src          Packed R, G, B.
 /// \param dst          Packed L, a, b.
+/// \param width,height  In pixels.
 /// \param gamma_table  256 ints, as from init_rgb_to_lab_fast(). Read only; may be shared.
 /// \param cbrt_table   1500 ints, likewise. If either table is null, both are made for the call.
-/// \param threads      Rows are shared out in blocks of ceil(height / threads), each on a thread.
+/// \param threads      Rows are shared out in blocks of ceil(height / threads), each on a thread of
+///                     its own but for the last, which the caller's thread takes, as it does every
+///                     block for which the system starts no more threads. There is no upper limit.
 ///                     Below 1: the number of online processors, at most 4.
 void rgb_to_lab_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      void* gamma_table, void* cbrt_table, int threads);
 
-/// rgb_to_lab_fast() from pixels of four bytes, of which the fourth is ignored.
+/// rgb_to_lab_fast() from pixels of four bytes, of which the fourth is ignored. Not in place: with
+/// more than one thread, rows would be overwritten before they are read.
 ///
-/// \param src_stride  Bytes between source rows; dst is packed.
-/// \param order       Exactly 1 for B, G, R, A in memory; anything else for R, G, B, A.
+/// \param src           Pixels of 4 bytes.
+/// \param dst           Packed L, a, b.
+/// \param width,height  In pixels.
+/// \param src_stride    Bytes between source rows.
+/// \param order         Exactly 1 for B, G, R, A in memory; anything else for R, G, B, A.
+/// \param gamma_table,cbrt_table,threads  As in rgb_to_lab_fast().
 void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, int height,
                       int src_stride, int order, void* gamma_table, void* cbrt_table, int threads);
 
@@ -305,10 +365,12 @@ void init_lab_to_rgb_fast(int* y_table, int* x_table, int* z_table, unsigned sho
 ///
 /// \param src      Packed L, a, b.
 /// \param dst      Packed R, G, B.
+/// \param width,height  In pixels.
 /// \param mask     Packed, one byte a pixel: pixels with 0 are left as they are in dst. Null
 ///                 converts all.
-/// \param y_table  256 ints, x_table and z_table 65536 ints each, gamma_table 4096 unsigned shorts,
-///                 of which the low bytes count. If any is null, all are made for the call.
+/// \param y_table,x_table,z_table,gamma_table  256, 65536 and 65536 ints and 4096 unsigned shorts,
+///                 of which the low bytes count, as from init_lab_to_rgb_fast(). If any is null,
+///                 all are made for the call.
 /// \param threads  As in rgb_to_lab_fast().
 void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      unsigned char* mask, void* y_table, void* x_table, void* z_table,
@@ -316,14 +378,22 @@ void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, in
 
 /// lab_to_rgb_fast() into pixels of four bytes, of which the fourth is never written.
 ///
-/// \param dst_stride  Bytes between destination rows; src is packed.
-/// \param order       Exactly 1 for B, G, R in memory; anything else for R, G, B.
+/// \param src           Packed L, a, b.
+/// \param dst           Pixels of 4 bytes. It must not overlap src.
+/// \param width,height  In pixels.
+/// \param dst_stride    Bytes between destination rows.
+/// \param order         Exactly 1 for B, G, R in memory; anything else for R, G, B.
+/// \param y_table,x_table,z_table,gamma_table,threads  As in lab_to_rgb_fast(); there is no mask.
 void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, int height,
                       int dst_stride, int order, void* y_table, void* x_table, void* z_table,
                       void* gamma_table, int threads);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Filters: Gaussian and box blur
+/// \defgroup blur Blurs
+/// Gaussian and box blurs. All are separable and replicate the border.
+/// \{
 
 /// Gaussian blur of one packed channel: along the rows, then across them, with borders replicated.
 ///
@@ -331,8 +401,9 @@ void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, i
 /// the offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
 /// precision, divides by the sum of the weights, and truncates to a byte.
 ///
-/// \param src    width * height bytes; must not overlap `dst`.
+/// \param src    width * height bytes.
 /// \param dst    width * height bytes.
+/// \param width,height  In pixels.
 /// \param ksize  Pixels along each side of the kernel; below 3 counts as 3.
 /// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN gives zeros.
 ///
@@ -350,6 +421,7 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
 ///
 /// \param src    width * height bytes, one channel; may be `dst`.
 /// \param dst    width * height bytes.
+/// \param width,height  In pixels.
 /// \param sigma  In pixels; its sign does not matter. NaN copies, as does a sigma so large that no
 ///               window fits into the image.
 /// \return 0, or -1 after "gaussian_blur_fast memory create error!\n" if memory ran out, which may
@@ -359,8 +431,10 @@ int gaussian_blur_fast(const unsigned char* src, unsigned char* dst, int width, 
 
 /// As gaussian_blur_fast(), of the first three of four interleaved channels. The fourth is copied.
 ///
-/// \param src  width * height pixels of 4 bytes; may be `dst`.
-/// \param dst  The same.
+/// \param src    width * height pixels of 4 bytes; may be `dst`.
+/// \param dst    The same.
+/// \param width,height  In pixels.
+/// \param sigma  As in gaussian_blur_fast().
 /// \return 0, also after "gaussian_blur_fast memory create error!\n", which is printed if memory
 ///         ran out. Nothing is written then.
 int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -374,14 +448,16 @@ int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, in
 ///
 /// \param src     width * height bytes; may be `dst`.
 /// \param dst     width * height bytes.
+/// \param width,height  In pixels.
 /// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
 void filter_box(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// Blur with the weights 1 2 1 along rows and then across them, borders replicated, one channel:
 /// (a + 2 b + c) >> 2 in both passes, truncated to a byte each time.
 ///
-/// \param src         `height` rows of `width` bytes; must not overlap `dst`.
+/// \param src         `height` rows of `width` bytes.
 /// \param dst         `height` rows of `width` bytes.
+/// \param width,height  In pixels.
 /// \param src_stride  Bytes between source rows.
 /// \param dst_stride  Bytes between destination rows.
 void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -393,18 +469,24 @@ void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, 
 /// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4,
 /// without its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
 ///
-/// \param src  width * height bytes; must not overlap `dst`.
+/// \param src  width * height bytes.
 /// \param dst  width * height bytes.
+/// \param width,height  In pixels.
 void gaussian_blur_5x5(const unsigned char* src, unsigned char* dst, int width, int height);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Filters: threshold, minimum and maximum
+/// \defgroup morphology Thresholds and morphology
+/// Masks from gray images, and the grey-scale dilation and erosion by a square.
+/// \{
 
 /// dst[i] = src[i] > thresh ? max_value & 255 : 0, for each byte of one packed channel.
 ///
 /// \param src        width * height bytes, which are only read; may overlap `dst`, and is then
 ///                   worked through in order.
 /// \param dst        width * height bytes.
+/// \param width,height  In pixels.
 /// \param thresh     Compared as an integer: below 0 all bytes pass, from 255 on none.
 /// \param max_value  What passing bytes become, of which the low 8 bits count: 256 gives 0.
 void threshold(unsigned char* src, unsigned char* dst, int width, int height, int thresh,
@@ -420,20 +502,31 @@ void threshold(unsigned char* src, unsigned char* dst, int width, int height, in
 ///
 /// \param src     width * height bytes; may be `dst`.
 /// \param dst     width * height bytes.
+/// \param width,height  In pixels.
 /// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
 void filter_max(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// As filter_max(), with the minimum, which erodes bright areas.
+///
+/// \param src,dst,width,height,radius  As of filter_max().
 void filter_min(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// filter_max() under its name in mask work.
+///
+/// \param src,dst,width,height,radius  As of filter_max().
 void dilate_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// filter_min() under its name in mask work.
+///
+/// \param src,dst,width,height,radius  As of filter_max().
 void erode_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Filters: guided and bilateral
+/// \defgroup smoothing Edge-preserving filters
+/// Smoothing that stops at edges. The cost grows with the number of pixels only.
+/// \{
 
 /// Guided filter: smooths `src` where the guide is smooth and keeps the guide's edges.
 /// K. He, J. Sun, X. Tang, "Guided image filtering", 2013.
@@ -459,6 +552,8 @@ void guided_filter_general(const ImageData& src, const ImageData& guide, ImageDa
                            float scale, float eps);
 
 /// guided_filter_general() with every channel as its own guide: a = var(p) / (var(p) + eps).
+///
+/// \param src,dst,radius,scale,eps  As of guided_filter_general().
 void guided_filter_self(const ImageData& src, ImageData& dst, int radius, float scale, float eps);
 
 /// Recursive bilateral filter: smooths up to edges, along rows and then along columns, at a cost
@@ -482,13 +577,20 @@ void guided_filter_self(const ImageData& src, ImageData& dst, int radius, float 
 /// Prints "input and output data mismatch!" (no newline) if sizes or channels differ.
 void bilateral_filter(const ImageData& src, ImageData& dst, float sigma_spatial, float sigma_range);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Edges, histograms, sums and the pyramid
+/// \defgroup edges Edges, histograms, sums
+/// Derivatives and edges, local contrast, the summed-area table and the Gaussian pyramid.
+/// \{
 
 /// Marks the pixels whose Sobel gradient is strong: 255 where |dx| + |dy| > threshold, else 0.
-/// One channel, packed, `dst` of the same size; derivatives and border as in sobel_grad().
+/// Derivatives and border are those of sobel_grad().
 ///
-/// In place: `dst` may overlap `src`.
+/// \param src           One packed channel.
+/// \param dst           One packed channel; may overlap `src`.
+/// \param width,height  In pixels.
+/// \param threshold     Compared with |dx| + |dy|, which is from 0 to 2040.
 void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height, int threshold);
 
 /// Both Sobel derivatives of one packed channel, as packed planes of the same size. With the
@@ -497,8 +599,11 @@ void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int hei
 ///     dx = (right-above + 2 right + right-below) - (left-above + 2 left + left-below)
 ///     dy = (above-left + 2 above + above-right) - (below-left + 2 below + below-right)
 ///
-/// so dy is positive where the image is brighter above. Both are in -1020 .. 1020. The planes must
-/// overlap neither the source nor each other.
+/// so dy is positive where the image is brighter above. Both are in -1020 .. 1020.
+///
+/// \param src           One packed channel.
+/// \param dx,dy         Packed planes, which must overlap neither the source nor each other.
+/// \param width,height  In pixels.
 void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int height);
 
 /// Canny edges: gray by rgb2gray() or rgba2gray(), gaussian_blur_5x5(), sobel_grad(), suppression,
@@ -529,6 +634,7 @@ void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2)
 /// hists[c][0]): bins are values over the number of bins, not values scaled to them, and agree with
 /// that for 16 bins only. The first bins[c] counters are cleared first, and no others.
 ///
+/// \param src       The image.
 /// \param stride    Bytes between rows.
 /// \param channels  Samples per pixel.
 /// \param width     Columns of the rectangle; it must lie inside the image.
@@ -555,8 +661,8 @@ void cal_hist(const unsigned char* src, int stride, int channels, int width, int
 /// \param dst    The same size and channels. Of 1 channel, it receives all stride * height bytes of
 ///               the source; of more, it is packed, and the channels from the fourth on are the
 ///               source's. It may be the source.
-/// \param tiles  Regions per side, taken as 2 to 16. An image with a side shorter than that is
-///               copied without equalisation.
+/// \param tiles  Regions per side, taken as 2 to 16. An image with a side shorter than that is not
+///               equalised: one channel is copied, colour converted to HSV and back.
 /// \param bins   Of the histograms; below 1 for 128. A bin counts 255 / bins + 1 values.
 /// \param clip   A bin counts at most pixels * clip / bins pixels of a region, truncated, at least
 ///               1; 0 and below for 16384.
@@ -568,7 +674,8 @@ void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip
 /// \param src         One byte per pixel: 0 or 255. Other values are neither foreground nor
 ///                    background.
 /// \param dst         One byte per pixel; dst_stride * height bytes are written, those between and
-///                    after the rows with 0. It must not overlap `src`.
+///                    after the rows with 0.
+/// \param width,height  In pixels.
 /// \param src_stride  Bytes between source rows.
 /// \param dst_stride  Bytes between destination rows.
 /// \param mode        1: the foreground is 0 and the background 255; anything else: the reverse.
@@ -581,6 +688,7 @@ void get_mask_edge(const unsigned char* src, unsigned char* dst, int width, int 
 /// \param sum     (width + 1) * (height + 1) sums, packed: entry (x, y) is the sum of all source
 ///                bytes in columns before x and rows before y, modulo 2^32. The zeros of the first
 ///                row and column are written for a width or height of 0 too.
+/// \param width,height  In pixels.
 /// \param stride  Bytes between source rows.
 void integral_int(const unsigned char* src, int* sum, int width, int height, int stride);
 
@@ -597,86 +705,141 @@ void integral_int(const unsigned char* src, int* sum, int width, int height, int
 ///                image's stride. No other buffers may overlap.
 void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Geometry: resizing
-//
-// All map pixel centres to pixel centres: destination column x lies at (x + 0.5) * src_width /
-// dst_width - 0.5 in the source, in single precision, and rows likewise. Source and destination
-// must not overlap. Strides count bytes, but for the float function floats.
-//
-// The bilinear and bicubic functions on bytes use 11-bit weights and two passes, along the rows and
-// then across them, that shift right by 4 and by 18 bits. Every shift truncates: results are
-// rounded down. A source one pixel wide (or high) gives that pixel everywhere.
+/// \defgroup resize Resizing
+/// All map pixel centres to pixel centres. In single precision, with one rounding for each fma(),
+/// destination column x lies in the source at
+///
+///     f(x) = fma(x + 0.5, source / destination, -0.5)        for x below destination & ~3,
+///     f(x) = fma((x + 0.5) * source, 1 / destination, -0.5)  for the last columns,
+///
+/// which may differ in the last bit: whole groups of four columns divide the sizes first. Rows
+/// follow the same formula with heights. Strides count bytes, but for the float function floats. A
+/// pixel outside the source is the nearest one inside.
+///
+/// The functions on bytes use weights with 11 fractional bits (2048 is 1) and two passes, along the
+/// rows, h = (sum of sample * weight) >> 4, and then across them, (sum of h * weight) >> 18. Every
+/// shift and every conversion of a weight to an integer truncates, so results are rounded down. Let
+/// i = floor(f) and t = f - i; before the first pixel's centre, i = 0 and t = 0; from the last
+/// pixel's centre on, i is the last pixel but one and t = 1. The weights are
+///
+/// - bilinear: w0 = 2048 - 2048 t, w1 = 2048 - w0, of the samples i and i + 1;
+/// - bicubic: k0 = 2048 (0.75 u^3 - 3.75 u^2 + 6 u) - 6144 with u = 1 + t, k1 = 2048 W(t),
+///   k2 = 2048 W(1 - t), k3 = 2048 - (k0 + k1 + k2), of the samples i - 1 to i + 2, where
+///   W(d) = 2.75 d^3 - 3.75 d^2 + 1; d^3 is d^2 d, every operation rounds to single precision, and
+///   sums are taken from the left.
+///
+/// A source one pixel wide (or high) gives that pixel everywhere.
+/// \{
 
 /// Nearest neighbour, one channel: the pixel at the floor (not the nearest integer) of the source
 /// coordinate. Halving picks the left, upper pixel of each pair, a third the middle of three.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_nn_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// resize_nn_c1() on pixels of three bytes.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_nn_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// Bilinear, one channel. Coordinates before the first pixel's centre take the first pixel, those
 /// after the last one's the last.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// resize_bilinear_c1() on each of three interleaved channels.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// resize_bilinear_c1() on each of four interleaved channels, alpha like the others.
 ///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 /// \param swap_rb  Exactly 1 exchanges channels 0 and 2 in the output; any other value does not.
 void resize_bilinear_c4(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride, int swap_rb);
 
 /// resize_bilinear_c4() from pixels of four bytes to pixels of three: the fourth byte is dropped,
 /// not blended.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
+/// \param swap_rb  As of resize_bilinear_c4().
 void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int src_width,
                               int src_height, int src_stride, int dst_width, int dst_height,
                               int dst_stride, int swap_rb);
 
-/// Bilinear on one channel of floats: fma(b, t, a * (1 - t)) along the rows and then across them,
-/// without rounding to fixed point.
+/// Bilinear on one channel of floats: fma(b, t, a * (1 - t)) of the neighbours a and b, along the
+/// rows and then across them, without rounding to fixed point. Borders are as of the bytes.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int src_height,
                               int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// Bicubic, one channel: cubic convolution with a = +0.75, which is not the usual sign and meant
-/// so. R. Keys, "Cubic convolution interpolation for digital image processing", 1981. Pixels
-/// outside the source are the nearest ones inside. Sums are cut to their low 16 and 8 bits, not
-/// clamped: beside an isolated bright pixel a dark value may wrap around.
+/// so. R. Keys, "Cubic convolution interpolation for digital image processing", 1981. Sums are cut
+/// to their low 16 and 8 bits, not clamped: beside an isolated bright pixel a dark value may wrap
+/// around.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bicubic_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                        int src_stride, int dst_width, int dst_height, int dst_stride);
 
 /// resize_bicubic_c1() on each of three interleaved channels.
+///
+/// \param src,src_width,src_height,src_stride  The source.
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                        int src_stride, int dst_width, int dst_height, int dst_stride);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Geometry: transforms, warps and aligned crops
-//
-// Matrices are arrays of float in row-major order, and points are in pixels, x before y. In the
-// coordinates that matrices act on, pixel (x, y) of an image is the unit square from (x, y) to
-// (x + 1, y + 1): its centre is at (x + 0.5, y + 0.5), so that a matrix which doubles the size
-// maps the image's edges onto the edges of one twice as large.
-// - Affine, 6 floats: x' = M0 x + M1 y + M2, y' = M3 x + M4 y + M5.
-// - Perspective, 9 floats: with w = H6 x + H7 y + H8, x' = (H0 x + H1 y + H2) / w and
-//   y' = (H3 x + H4 y + H5) / w.
-// Nothing here is checked and nothing is printed, unless stated; an impossible request gives
-// infinities, NaNs or, by rounding, numbers without a meaning. Results are written last: they may
-// take the place of the arguments.
+/// \defgroup warp Transforms and warps
+/// Matrices are arrays of float in row-major order, and points are in pixels, x before y. In the
+/// coordinates that matrices act on, pixel (x, y) of an image is the unit square from (x, y) to
+/// (x + 1, y + 1): its centre is at (x + 0.5, y + 0.5), so that a matrix which doubles the size
+/// maps the image's edges onto the edges of one twice as large.
+/// - Affine, 6 floats: x' = M0 x + M1 y + M2, y' = M3 x + M4 y + M5.
+/// - Perspective, 9 floats: with w = H6 x + H7 y + H8, x' = (H0 x + H1 y + H2) / w and
+///   y' = (H3 x + H4 y + H5) / w.
+/// Nothing here is checked and nothing is printed, unless stated; an impossible request gives
+/// infinities, NaNs or, by rounding, numbers without a meaning. Results are written last: they may
+/// take the place of the arguments.
+/// \{
 
 /// The affine matrix that turns by `angle` degrees and scales about (cx, cy). Positive angles turn
 /// counter-clockwise on the screen. With a = scale cos(angle) and b = scale sin(angle):
 ///
 ///     a   b   (1 - a) cx - b cy
 ///    -b   a   b cx + (1 - a) cy
+///
+/// \param angle  In degrees.
+/// \param scale  1 keeps the size.
+/// \param cx,cy  The centre.
+/// \param M      Receives 6 floats.
 void get_rotation_matrix(float angle, float scale, float cx, float cy, float* M);
 
 /// The affine matrix (6 floats) that maps three points exactly onto three others, by Cramer's
 /// rule. Source points on one line have none: infinities or NaNs.
+///
+/// \param src,dst  Three points each.
+/// \param M        Receives 6 floats.
 void get_affine_transform(const Point* src, const Point* dst, float* M);
 
 /// The similarity (uniform scale, rotation, shift) that maps `n` points nearest to `n` others: the
@@ -684,6 +847,7 @@ void get_affine_transform(const Point* src, const Point* dst, float* M);
 /// source points (x, y) and destination points (u, v).
 ///
 /// \param src,dst  `n` pairs of floats each.
+/// \param n        Points on each side.
 /// \param M        Receives a, -b, tx, b, a, ty; NaNs if n is below 1.
 void get_affine_transform(const float* src, const float* dst, int n, float* M);
 
@@ -694,35 +858,45 @@ void get_affine_transform(const float* src, const float* dst, int n, float* M);
 ///     A21 = -M3 D   A22 =  M0 D   -A21 M2 - A22 M5
 ///
 /// Where the difference is 0 there is no inverse, and D is 0: all six elements become zeros.
+///
+/// \param M   6 floats.
+/// \param iM  Receives 6 floats; may be M.
 void invert_affine_transform(const float* M, float* iM);
 
 /// The perspective matrix (9 floats, the last of them 1) that maps four points exactly onto four
 /// others. If three points of one side are on a line, elements may be infinities or NaNs.
+///
+/// \param src,dst  Four pairs of floats each.
+/// \param H        Receives 9 floats.
 void get_perspective_transform(const float* src, const float* dst, float* H);
 
 /// The inverse of a perspective matrix by cofactors, divided by its last element, which becomes
 /// 1. A last element of 0 gives infinities or NaNs.
+///
+/// \param H   9 floats.
+/// \param iH  Receives 9 floats; may be H.
 void invert_perspective_transform(const float* H, float* iH);
 
 /// Warps a one-channel image through an affine matrix, with bilinear interpolation.
 ///
 /// \param src,src_width,src_height,src_stride  The source. Of one with more than 524287 columns or
 ///                rows, only that many are used.
-/// \param dst,dst_width,dst_height,dst_stride  The destination; it must not overlap the source.
-/// \param M       Maps source to destination coordinates. Inverted as by
+/// \param dst,dst_width,dst_height,dst_stride  The destination.
+/// \param M       6 floats: maps source to destination coordinates. Inverted as by
 ///                invert_affine_transform(). If it has no inverse, or one that is not finite, the
 ///                pixels concerned are outside of the source.
-/// \param border  What is outside of the source. 0, or any value not listed: outside pixels have
-///                the value `fill`, also where they are blended with the source's edge. 1: the
-///                nearest pixel of the source (of a matrix without inverse, the first). 2:
-///                destination pixels that would need an outside pixel keep their values.
+/// \param border  What is outside of the source:
+///                - 0, or any value not listed: outside pixels have the value `fill`, also where
+///                  they are blended with the source's edge.
+///                - 1: the nearest pixel of the source (of a matrix without inverse, the first).
+///                - 2: destination pixels that would need an outside pixel keep their values.
 /// \param fill    Byte k, counted from the least significant, is the value of channel k.
 ///
 /// A source place (sx, sy) is the inverse's image of a destination pixel's centre, less 0.5 each:
 /// pixel centres of the source are at whole numbers. Both are held in fixed point with 10
 /// fractional bits, as the sum of a column's part, the inverse's A11 (or A21) times x, and a row's
 /// part, the rest; each part is calculated in double precision and rounded to nearest, halves
-/// upwards. (If A11 or A21 times dst_width reaches 524288, the sum is rounded in place of the
+/// upwards. (If |A11| + |A21|, times dst_width, reaches 524288, the sum is rounded in place of the
 /// parts.) With the fractions fx and fy, from 0 to 1023, of the four pixels around that place:
 ///
 ///     upper  = (left (1024 - fx) + right fx) >> 3   of the two upper pixels
@@ -736,6 +910,10 @@ void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_hei
                             const float* M, int border, unsigned int fill);
 
 /// As warpaffine_bilinear_c1() for four channels, which are treated alike.
+///
+/// \param src,src_width,src_height,src_stride  The source, four channels.
+/// \param dst,dst_width,dst_height,dst_stride  The destination, four channels.
+/// \param M,border,fill  As of warpaffine_bilinear_c1().
 void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height, int src_stride,
                             unsigned char* dst, int dst_width, int dst_height, int dst_stride,
                             const float* M, int border, unsigned int fill);
@@ -743,6 +921,11 @@ void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_hei
 /// As warpaffine_bilinear_c4() through a perspective matrix of 9 floats. It is inverted by
 /// cofactors in double precision, and places are quotients in double precision, each rounded as
 /// a whole.
+///
+/// \param src,src_width,src_height,src_stride  The source, four channels.
+/// \param dst,dst_width,dst_height,dst_stride  The destination, four channels.
+/// \param H            Maps source to destination coordinates.
+/// \param border,fill  As of warpaffine_bilinear_c1().
 void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int src_height,
                                  int src_stride, unsigned char* dst, int dst_width, int dst_height,
                                  int dst_stride, const float* H, int border, unsigned int fill);
@@ -754,6 +937,7 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 /// \param src           Four channels.
 /// \param crop_points   Where the landmarks are to be in the crop: `n` pairs of floats.
 /// \param image_points  Where they are in the image: `n` pairs of floats.
+/// \param n             Landmarks.
 /// \param dst           The crop, four channels, of the size that the caller wants.
 /// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
 ///                      zeros if the fit has none.
@@ -786,8 +970,13 @@ int align_crop_img(const ImageData& src, const float* crop_points, const float* 
 int align_back_img(const ImageData& crop, const float* inverse, ImageData& image, int erode_radius,
                    float feather_sigma);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Shapes: contours, blobs, polygons, fills
+/// \defgroup shapes Shapes
+/// Outlines, regions and polygons of masks: one byte a pixel, 0 in the background and 255 in the
+/// foreground.
+/// \{
 
 /// Marks the boundary of a mask's foreground: pixels of 255 that touch something else. It neither
 /// traces nor orders them.
@@ -798,8 +987,9 @@ int align_back_img(const ImageData& crop, const float* inverse, ImageData& image
 /// the bottom-right pixel of `dst` is always 0 (as intended, too; an image one column wide has
 /// one bottom pixel for both).
 ///
-/// \param src  Packed mask of `width` * `height` bytes, not written.
-/// \param dst  Packed, the same size, must not overlap `src`: 255 where marked, else 0.
+/// \param src           Packed mask of `width` * `height` bytes, not written.
+/// \param dst           Packed, the same size: 255 where marked, else 0.
+/// \param width,height  In pixels.
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
 
 /// Outlines of a mask's regions as ordered points, by OpenCV's contour finder.
@@ -810,6 +1000,7 @@ void find_contours(unsigned char* src, unsigned char* dst, int width, int height
 /// \param src       `height` rows of `width` bytes, `stride` bytes apart; not written.
 /// \param contours  Resized to the number of outlines, to none for an empty mask, and each element
 ///                  replaced by one outline's points.
+/// \param width,height,stride  The mask's size in pixels, and bytes between its rows.
 /// \param mode      OpenCV's retrieval mode: 0 external, 1 list, 2 two levels, 3 tree.
 /// \param method    OpenCV's approximation: 1 none, 2 simple, 3 and 4 Teh-Chin L1 and k-cos.
 ///                  Chain codes, 0, are not supported: nothing is written.
@@ -826,12 +1017,18 @@ void find_blob_contours(const unsigned char* src, std::vector<std::vector<Point>
 ///
 /// Values other than 0 and 255 do not belong in the mask. They neither start nor end a row's run
 /// of foreground, which starts where 255 follows 0 and ends where 0 follows 255.
+///
+/// \param mask          Packed mask of `width` * `height` bytes.
+/// \param blobs         Receives the regions.
+/// \param width,height  In pixels.
 void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
                 int height);
 
 /// As find_blobs(), with the boundary pixels only: those with a 0 to the left, to the right, above
 /// or below, and all those in a band of two pixels along each side of the image. A full 5 x 5 mask
 /// lacks its centre.
+///
+/// \param mask,blobs,width,height  As of find_blobs().
 void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Point>>& blobs,
                          int width, int height);
 
@@ -848,8 +1045,11 @@ void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Poin
 ///   itself may lie anywhere: above the mask, or past the last point of all blobs, it equals no
 ///   color.
 ///
-/// \param mask   Packed mask that holds the blobs, `width` bytes a row; read for the color only.
-/// \param blobs  Outlines inside of the mask.
+/// \param mask     Packed mask that holds the blobs; read for the color only.
+/// \param width    Bytes in a row of it.
+/// \param blobs    Outlines inside of the mask.
+/// \param centers  Receives what passes, behind what it holds.
+/// \param params   The filters.
 void filter_blobs(const unsigned char* mask, int width,
                   const std::vector<std::vector<Point>>& blobs, std::vector<Center>& centers,
                   const BlobParams& params);
@@ -859,8 +1059,10 @@ void filter_blobs(const unsigned char* mask, int width,
 /// on both sides of it. A last pass drops kept points that nearly lie between their neighbours,
 /// unless these are on one horizontal or vertical line, as intended.
 ///
+/// \param curve    The points in order.
 /// \param approx   Replaced by the kept points; may be `curve`. Left as it is if the curve is
 ///                 empty or epsilon is not in [0, 1e30).
+/// \param epsilon  In pixels.
 /// \param closed   Whether the last point joins the first.
 void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx, double epsilon,
                     bool closed);
@@ -872,14 +1074,19 @@ void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx,
 /// y_j <= y holds, at column x_i + (x_j - x_i) (y - y_i) / (y_j - y_i), the division truncating
 /// toward zero.
 ///
-/// \param xs,ys  Coordinates of `count` vertices; the last joins the first. Below 1: false.
+/// \param xs,ys  Coordinates of the vertices; the last joins the first.
+/// \param count  Vertices. Below 1: false.
+/// \param x,y    The pixel.
+/// \return Whether the pixel is inside.
 bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y);
 
 /// Sets to 255 every pixel for which is_inside_poly() is true; the others stay.
 ///
-/// \param mask   Packed rows of `width` bytes, as many as the vertices reach.
+/// \param mask   Packed rows, as many as the vertices reach.
+/// \param width  Pixels per row.
 /// \param xs,ys  Vertices inside of the mask, as in is_inside_poly(). Above row 0 and outside of
 ///               the columns 0 .. width - 1 nothing is written; the last row is not known here.
+/// \param count  Vertices.
 void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count);
 
 /// Copies a mask and paints a disc of 255 around every point of the outlines: the pixels that are
@@ -888,6 +1095,8 @@ void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int
 /// \param src,dst  Masks of `height` rows of `stride` bytes; all of them, padding included, are
 ///                 copied. `dst` may be `src`.
 /// \param contours  Outlines; discs are clipped to the mask.
+/// \param width,height,stride  The masks' size in pixels, and bytes between rows.
+/// \param radius    In pixels.
 void expand_contours(const unsigned char* src, const std::vector<std::vector<Point>>& contours,
                      unsigned char* dst, int width, int height, int stride, int radius);
 
@@ -896,6 +1105,7 @@ void expand_contours(const unsigned char* src, const std::vector<std::vector<Poi
 ///
 /// \param image         Four channels; the fourth is ignored. `stride` is honoured.
 /// \param mask          One channel, the image's size, `stride` honoured: 255 if filled, else 0.
+/// \param seed          Where to start, inside the image.
 /// \param rect          Receives the filled region's bounding box.
 /// \param max_distance  Greatest Euclidean distance in pixels, inclusive; below 1 for no limit.
 /// \param threshold     0 to 255, inclusive.
@@ -916,8 +1126,13 @@ int flood_fill(const ImageData& image, ImageData& mask, const Point& seed, Rect&
 /// \param mode  1 for the pixels that equal 0; anything else for those that equal 255.
 void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Detection: network tensors, boxes, anchors, corners
+/// \defgroup detection Detection
+/// Tensors for networks, their boxes, and corners. The names `object_detetion_…` are spelled so on
+/// purpose: they are the interface.
+/// \{
 
 /// Makes a detection network's input: shrinks or enlarges the image, keeping its aspect ratio, into
 /// the top-left corner of the tensor, and zeros the rest (no centring, no padding colour).
@@ -925,9 +1140,12 @@ void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& b
 /// With M the longer side of the image and m the shorter side of the tensor, the picture becomes
 /// width * m / M by height * m / M pixels (truncated), by resize_bilinear_c3(), or
 /// resize_bilinear_c4_to_c3() with the image's color_order as its swap flag: alpha is dropped.
-/// If a side becomes 0, the tensor is all zeros.
+/// If a side becomes 0, the tensor is all zeros. If a side of the tensor is below 1, `scale` is all
+/// that is written: infinite for 0.
 ///
 /// \param image       3 or 4 channels; with others nothing is written, not even `scale`.
+/// \param net_width   Columns of the tensor.
+/// \param net_height  Rows of the tensor.
 /// \param tensor      net_width * net_height * 3 floats.
 /// \param scale       Receives M / m: tensor pixels times it are image pixels.
 /// \param mean        Three numbers, by output channel. Not read without `normalize`.
@@ -945,6 +1163,8 @@ void object_detetion_preprocess(const ImageData& image, int net_width, int net_h
 ///
 /// \param rows             num_rows rows of 5 + num_classes floats: centre x, centre y, width,
 ///                         height, objectness, then a score for each class.
+/// \param num_rows         Rows.
+/// \param num_classes      Classes.
 /// \param boxes            Cleared, then filled by increasing class, within a class by falling
 ///                         score, equal scores in the order of their rows. Edges are centre -
 ///                         size * 0.5 and centre + size * 0.5, truncated toward zero.
@@ -965,7 +1185,11 @@ void object_detetion_postprocess(const float* rows, int num_rows, int num_classe
 /// precision. Entries follow by level, row, column and anchor without gaps.
 ///
 /// \param anchors       Room for 4 floats for each cell and anchor.
-/// \param anchor_sizes  anchor_sizes[i] has the num_anchors sizes, in pixels, of level i.
+/// \param width,height  Of the image, in pixels.
+/// \param anchor_sizes  anchor_sizes[i] has the sizes, in pixels, of level i.
+/// \param num_anchors   Sizes on each level.
+/// \param strides       Pixels between the cells of each level.
+/// \param num_strides   Levels.
 void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int num_anchors,
                  int* strides, int num_strides);
 
@@ -973,7 +1197,9 @@ void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int 
 /// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
 /// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
 ///
+/// \param src                  The image.
 /// \param keypoints            Cleared, also for sizes below 7, then filled in raster order.
+/// \param width,height         In pixels.
 /// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
 ///                             change nothing. Colour goes through rgb2gray() or rgba2gray().
 /// \param stride               Bytes between rows.
@@ -988,63 +1214,97 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
                int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
                unsigned char* mask);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Frames: YUV and ARGB
-//
-// Layouts, in memory:
-// - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
-//   and (height + 1) / 2 rows.
-// - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
-//   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
-//   pixel buffers are NV12.
-// - ARGB: 4 bytes a pixel, in the order B, G, R, A: iOS's 32BGRA. (It is the name of the
-//   little-endian 32-bit word.) Android's ARGB_8888 bitmaps are R, G, B, A: swap red and blue.
-//
-// Each plane comes with its stride in bytes. `flip` turns the picture upside down: conversions to
-// ARGB write the output from its last row upwards, everything else reads the source planes so,
-// before rotating. Sources and destinations must not overlap. Sizes below 1 return; no function of
-// this section prints or returns a status.
+/// \defgroup frames Camera frames
+/// Layouts, in memory:
+/// - I420: three planes, Y, U and V; YV12: Y, V and U. A chroma plane has (width + 1) / 2 columns
+///   and (height + 1) / 2 rows.
+/// - NV12: a Y plane and a plane of as many U, V pairs, U first; NV21: V first. Android's camera
+///   buffers are NV21 (or planar with a pixel stride, which packs as NV12 or NV21); iOS's bi-planar
+///   pixel buffers are NV12.
+/// - ARGB: 4 bytes a pixel, in the order B, G, R, A: iOS's 32BGRA. (It is the name of the
+///   little-endian 32-bit word.) Android's ARGB_8888 bitmaps are R, G, B, A: swap red and blue.
+///
+/// Each plane comes with its stride in bytes. `flip` turns the picture upside down: conversions to
+/// ARGB write the output from its last row upwards, everything else reads the source planes so,
+/// before rotating. Sources and destinations must not overlap. Sizes below 1 return; no function of
+/// this section prints or returns a status.
+/// \{
 
 /// I420 to ARGB, BT.601 studio range; alpha becomes 255.
 ///
 /// **Crossed chroma, on purpose**: the second plane feeds V and the third plane feeds U. Frames
 /// with their planes in I420's own order (Y, U, V) must be given to convert_yv12_argb().
+///
+/// \param y,y_stride,p2,p2_stride,p3,p3_stride  The source.
+/// \param argb,argb_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_i420_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
                        const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
                        int width, int height, bool flip);
 
 /// As convert_i420_argb(), **the other way round**: the second plane feeds U and the third feeds V.
+///
+/// \param y,y_stride,p2,p2_stride,p3,p3_stride  The source.
+/// \param argb,argb_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
                        const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
                        int width, int height, bool flip);
 
 /// NV12 (U first) to ARGB, BT.601 studio range; alpha becomes 255.
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param argb,argb_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_nv12_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* argb, int argb_stride, int width, int height, bool flip);
 
 /// NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param argb,argb_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_nv21_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* argb, int argb_stride, int width, int height, bool flip);
 
 /// NV12 to I420: the chroma pairs are separated.
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
                        int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
                        int height, bool flip);
 
 /// NV21 to I420.
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
                        int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
                        int height, bool flip);
 
 /// Copies an I420 frame.
+///
+/// \param y,y_stride,u,u_stride,v,v_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
                unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                int width, int height, bool flip);
 
 /// Mirrors an I420 frame left to right.
+///
+/// \param y,y_stride,u,u_stride,v,v_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                  const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
@@ -1056,23 +1316,44 @@ void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, i
 /// refused silently unless crop_x + crop_width < width and crop_y + crop_height < height: it must
 /// **not reach** the right or bottom edge. So are negative positions, a crop_height or dst_stride
 /// below 1, and rows that would run past the end of the image.
+///
+/// \param src,src_stride  The image.
+/// \param dst,dst_stride  The crop.
+/// \param width,height    Of the image, in pixels.
+/// \param crop_x,crop_y   The crop's left column and top row.
+/// \param crop_width,crop_height  Its size in pixels.
 void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
                int width, int height, int crop_x, int crop_y, int crop_width, int crop_height);
 
 /// Rotates an I420 frame clockwise. `width` and `height` are the source's; by 90 and 270 degrees
 /// the destination has `height` columns and `width` rows. Other values of `mode` write nothing.
+///
+/// \param y,y_stride,u,u_stride,v,v_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param mode  Degrees.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                  const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                  int width, int height, RotationMode mode, bool flip);
 
 /// Rotates an NV12 frame clockwise into I420 planes, as rotate_i420().
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param mode  Degrees.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                  unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
                  unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
                  bool flip);
 
 /// Rotates an NV21 frame clockwise into I420 planes, as rotate_i420().
+///
+/// \param y,y_stride,uv,uv_stride  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param mode  Degrees.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                  unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
                  unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
@@ -1080,12 +1361,23 @@ void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, 
 
 /// Rotates an image of 4 bytes a pixel clockwise, as rotate_i420(). By 90 and 270 degrees,
 /// `src_stride` must be a multiple of 4, else nothing is written.
+///
+/// \param src,src_stride  The image.
+/// \param dst,dst_stride  The destination.
+/// \param mode  Degrees.
+/// \param width,height,flip  In pixels; whether to turn upside down.
 void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
                  int width, int height, RotationMode mode, bool flip);
 
 /// Scales an I420 frame with libyuv's filter of that name, which rounds differently on x86-64 and
 /// arm64. Null planes, source sizes outside 1 to 32768, destination sizes below 1 and unknown modes
 /// write nothing.
+///
+/// \param y,y_stride,u,u_stride,v,v_stride  The source.
+/// \param src_width,src_height  Of the source, in pixels.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
+/// \param dst_width,dst_height  Of the destination, in pixels.
+/// \param mode,flip  The filter; whether to turn upside down.
 void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                 const unsigned char* v, int v_stride, int src_width, int src_height,
                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
@@ -1098,18 +1390,25 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
 ///
 /// SCALE_BOX to exactly a quarter of the width and a 6th, 10th, 14th … of the height, which libyuv
 /// has no code for, is done as SCALE_BILINEAR.
+///
+/// \param src,src_stride,src_width,src_height  The source.
+/// \param dst,dst_stride,dst_width,dst_height  The destination.
+/// \param clip_x,clip_y,clip_width,clip_height  What is written of it.
+/// \param mode  The filter.
 void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
                 unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
                 int clip_y, int clip_width, int clip_height, ScaleMode mode);
 
+/// \}
+
 // ---------------------------------------------------------------------------------------------
-// Files: ICC profiles and Exif
-//
-// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The files
-// may hold anything; a chunk or segment that runs past the end of its file counts as not found,
-// like everything after it. The output may be one of the inputs: both are read whole before it is
-// emptied. All return 0, or -1 after a message; a call that fails leaves an existing output as it
-// was, and may have created an empty one.
+/// \defgroup metadata Profiles and Exif
+/// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The
+/// files may hold anything; a chunk or segment that runs past the end of its file counts as not
+/// found, like everything after it. The output may be one of the inputs: both are read whole
+/// before it is emptied. All return 0, or -1 after a message; a call that fails leaves an
+/// existing output as it was, and may have created an empty one.
+/// \{
 
 /// Carries the colour profile ("iCCP") and Exif ("eXIf") of a PNG file into another one.
 ///
@@ -1121,6 +1420,10 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
 /// error\n", "input png path error\n", "output png path error\n" (not opened, or not written),
 /// "origin png is not png format!\n"; for an input that is no PNG, the last one and then "png in is
 /// not png format!\n".
+///
+/// \param origin_path,input_path,output_path  Where they come from, what they are added to, and
+///            the file to write.
+/// \return 0, or -1 after a message.
 int add_png_info(const char* origin_path, const char* input_path, const char* output_path);
 
 /// Strips every colour profile ("iCCP") from a PNG file; all other chunks stay.
@@ -1130,6 +1433,10 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
 ///
 /// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
 /// error\n", "origin png is not png format!\n".
+///
+/// \param input_path   The file.
+/// \param output_path  The file to write.
+/// \return 0, or -1 after a message.
 int remove_png_info(const char* input_path, const char* output_path);
 
 /// Carries the colour profile of a JPEG file into another one: the first APP2 segment named
@@ -1146,7 +1453,14 @@ int remove_png_info(const char* input_path, const char* output_path);
 /// error\n", "input jpeg path error\n", "output jpeg path error\n" (not opened, or not written),
 /// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
 /// in is not jpeg format!\n".
+///
+/// \param origin_path  Where the profile comes from.
+/// \param input_path   What it is added to.
+/// \param output_path  The file to write.
+/// \return 0, or -1 after a message.
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
+
+/// \}
 
 #pragma GCC visibility pop
 
