@@ -1,4 +1,4 @@
-// detector PHOTO RESULT.png: from a camera frame to boxes drawn on it.
+// detector PHOTO RESULT: from a camera frame to boxes drawn on it.
 //
 // The frame (NV21, as Android's cameras give it) becomes pixels, the pixels become a network's
 // input tensor, the network's rows become boxes, and the boxes are drawn. The network is a
@@ -20,20 +20,29 @@ struct Nv21Frame {
   std::vector<uint8_t> y, vu;
 };
 
-// What a camera would deliver of this scene.
+// What a camera would deliver of this scene. Frames have even sizes: a last odd column or row is
+// left out, unless it is the only one.
 Nv21Frame camera_frame(const Picture& scene) {
-  const int width = scene.width & ~1, height = scene.height & ~1;
-  Nv21Frame frame{width, height, std::vector<uint8_t>(width * height),
-                  std::vector<uint8_t>(width * height / 2)};
-  std::vector<uint8_t> planes(3 * width * height);
-  KelvraCV::rgb_to_ycbcr(scene.data(), planes.data(), width, height, scene.stride(), true);
-  const uint8_t* const cb = planes.data() + width * height;
-  const uint8_t* const cr = cb + width * height;
-  std::copy_n(planes.data(), frame.y.size(), frame.y.data());
+  const int width = std::max(scene.width & ~1, 2), height = std::max(scene.height & ~1, 2);
+  const size_t size = static_cast<size_t>(width) * height;
+  Nv21Frame frame{width, height, std::vector<uint8_t>(size), std::vector<uint8_t>(size / 2)};
+  const size_t scene_size = static_cast<size_t>(scene.width) * scene.height;
+  std::vector<uint8_t> planes(3 * scene_size);
+  KelvraCV::rgb_to_ycbcr(scene.data(), planes.data(), scene.width, scene.height, scene.stride(),
+                         true);
+  const auto at = [&](int plane, int x, int y) {
+    x = std::min(x, scene.width - 1);
+    y = std::min(y, scene.height - 1);
+    return planes[plane * scene_size + static_cast<size_t>(y) * scene.width + x];
+  };
+  auto luma = frame.y.begin(), chroma = frame.vu.begin();
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) *luma++ = at(0, x, y);
+  }
   for (int y = 0; y < height; y += 2) {
     for (int x = 0; x < width; x += 2) {
-      frame.vu[y / 2 * width + x] = cr[y * width + x];
-      frame.vu[y / 2 * width + x + 1] = cb[y * width + x];
+      *chroma++ = at(2, x, y);
+      *chroma++ = at(1, x, y);
     }
   }
   return frame;
@@ -76,7 +85,7 @@ void draw_box(Picture& bgra, const KelvraCV::BBox& box, float scale) {
   const int left = at(box.x1, bgra.width), right = at(box.x2, bgra.width);
   const int top = at(box.y1, bgra.height), bottom = at(box.y2, bgra.height);
   const auto mark = [&](int x, int y) {
-    uint8_t* const pixel = bgra.data() + y * bgra.stride() + 4 * x;
+    uint8_t* const pixel = bgra.data() + static_cast<size_t>(y) * bgra.stride() + 4 * x;
     pixel[0] = box.label == 1 ? 255 : 0;
     pixel[1] = 64;
     pixel[2] = box.label == 0 ? 255 : 0;
@@ -89,7 +98,7 @@ void draw_box(Picture& bgra, const KelvraCV::BBox& box, float scale) {
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: detector PHOTO RESULT.png\n");
+    std::fprintf(stderr, "usage: detector PHOTO RESULT, a .png or .jpg\n");
     return 2;
   }
   try {
@@ -116,9 +125,9 @@ int main(int argc, char** argv) {
     Picture result(frame.width, frame.height, 3);
     KelvraCV::convert_c4_to_c3(bgra.data(), result.data(), frame.width, frame.height, bgra.stride(),
                                result.stride(), 1);
-    save_png(result, argv[2]);
+    save_picture(result, argv[2]);
     std::printf("%zu boxes drawn: %s\n", boxes.size(), argv[2]);
-    return boxes.empty() ? 1 : 0;
+    return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "detector: %s\n", error.what());
     return 1;

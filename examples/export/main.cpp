@@ -3,20 +3,48 @@
 // the photo is carried over from the original file.
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <stdexcept>
 
 #include "pictures/picture.h"
 
 namespace {
-
-bool ends_with(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 Picture half_size(const Picture& photo) {
   Picture half((photo.width + 1) / 2, (photo.height + 1) / 2, 3);
   KelvraCV::resize_bilinear_c3(photo.data(), half.data(), photo.width, photo.height, photo.stride(),
                                half.width, half.height, half.stride());
   return half;
+}
+
+// A file beside the result that is gone when the program ends, whatever happens.
+struct PixelsOnly {
+  explicit PixelsOnly(const std::string& edited)
+      : path(std::filesystem::path(edited).replace_extension(
+            ".pixels" + std::filesystem::path(edited).extension().string())) {}
+  ~PixelsOnly() {
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+  }
+  const std::string path;
+};
+
+void export_photo(const std::string& original, const std::string& edited) {
+  const std::vector<uint8_t> file = load_file(original);
+  const FileKind kind = kind_of_contents(file, original);
+  if (kind_of_name(edited) != kind) {
+    throw std::runtime_error(edited + " is to be of the same kind as " + original);
+  }
+  // A PNG carries its Exif along, which says how its pixels are turned; a JPEG does not.
+  const Picture picture =
+      decode_picture(file, original, kind == FileKind::kPng ? ExifTurn::kIgnore : ExifTurn::kApply);
+  // The original may be written over only after its profile was read.
+  const PixelsOnly pixels(edited);
+  save_picture(half_size(picture), pixels.path);
+  const auto carry = kind == FileKind::kPng ? KelvraCV::add_png_info : KelvraCV::add_jpeg_info;
+  if (carry(original.c_str(), pixels.path.c_str(), edited.c_str()) != 0) {
+    throw std::runtime_error(edited + " was not written");  // why, was printed
+  }
 }
 
 }  // namespace
@@ -26,17 +54,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: export_photo ORIGINAL EDITED, both .png or both .jpg\n");
     return 2;
   }
-  const char* const original = argv[1];
-  const char* const edited = argv[2];
   try {
-    const Picture picture = half_size(load_picture(original));
-    // The functions print what went wrong. Input and output may be the same file.
-    if (ends_with(edited, ".png")) {
-      save_png(picture, edited);
-      return KelvraCV::add_png_info(original, edited, edited) == 0 ? 0 : 1;
-    }
-    save_jpeg(picture, edited, 92);
-    return KelvraCV::add_jpeg_info(original, edited, edited) == 0 ? 0 : 1;
+    export_photo(argv[1], argv[2]);
+    return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "export_photo: %s\n", error.what());
     return 1;
