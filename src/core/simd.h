@@ -1,8 +1,8 @@
 // Portable vectors (Highway, one target chosen at compile time) and the few operations that differ
 // between x86-64 and arm64. Kernels use these names and never raw intrinsics.
 //
-// A vector is a row of 16-byte blocks: one on NEON, two on AVX2. Operations named `…_blocks` work
-// inside each block, which is what both machines do fastest.
+// A vector is a row of blocks of 16 bytes: one on NEON, two on AVX2. Operations named `…_blocks`
+// work inside each block, which is what both machines do fastest.
 #ifndef KELVRA_CV_CORE_SIMD_H_
 #define KELVRA_CV_CORE_SIMD_H_
 
@@ -51,6 +51,45 @@ HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) 
   HWY_ALIGN hn::TFromD<D> lanes[hn::MaxLanes(D())];
   hn::Store(v, d, lanes);
   std::memcpy(to, lanes, count * sizeof(hn::TFromD<D>));
+}
+
+// Bit i is lane i of the mask.
+template <class D>
+HWY_INLINE uint64_t mask_bits(D, hn::Mask<D> mask) {
+  return hn::detail::BitsFromMask(mask);
+}
+
+// The same of 64 lanes of one or four bytes: of the masks test(0), test(n), test(2 n), …, where n
+// lanes are one mask.
+template <class T, class Test>
+HWY_INLINE uint64_t mask_bits64(const Test& test) {
+  const Full<T> d;
+  static_assert(sizeof(T) == 1 || sizeof(T) == 4);
+#if HWY_ARCH_X86
+  uint64_t bits = 0;
+  for (size_t x = 0; x < 64; x += hn::Lanes(d)) bits |= mask_bits(d, test(x)) << x;
+  return bits;
+#else
+  // Each byte keeps the bit of its place in its eight, and sums of neighbours gather the eight.
+  const auto bytes = [&](size_t x) {
+    alignas(16) static constexpr uint8_t kBit[16] = {1, 2, 4, 8, 16, 32, 64, 128,
+                                                     1, 2, 4, 8, 16, 32, 64, 128};
+    const auto lanes = [&](size_t at) { return hn::VecFromMask(d, test(at)).raw; };
+    uint8x16_t all;
+    if constexpr (sizeof(T) == 1) {
+      all = lanes(x);
+    } else {
+      const auto pair = [&](size_t at) {
+        return vuzp1q_u16(vreinterpretq_u16_u32(lanes(at)), vreinterpretq_u16_u32(lanes(at + 4)));
+      };
+      all = vuzp1q_u8(vreinterpretq_u8_u16(pair(x)), vreinterpretq_u8_u16(pair(x + 8)));
+    }
+    return vandq_u8(all, vld1q_u8(kBit));
+  };
+  const uint8x16_t sums =
+      vpaddq_u8(vpaddq_u8(bytes(0), bytes(16)), vpaddq_u8(bytes(32), bytes(48)));
+  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(sums, sums)), 0);
+#endif
 }
 
 // (a + b) / 2 of bytes, rounded down, without a wider type.
@@ -106,7 +145,7 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
 // Sums of products of neighbouring bytes, as 16-bit lanes: a[0] w[0] + a[1] w[1], … Weights are
 // below 128, sums below 32768.
 template <class V8>
-HWY_INLINE auto multiply_add_pairs(V8 a, V8 weights) {
+HWY_INLINE auto multiply_add_bytes(V8 a, V8 weights) {
   const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
 #if HWY_ARCH_X86
   if constexpr (hn::MaxLanes(d16) == 16) {
@@ -170,6 +209,16 @@ HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
   } else {
     return bytes;
   }
+}
+
+// As many bytes, or floats, as floats.
+HWY_INLINE auto load_floats(Full<float> d, const float* from) {
+  return hn::LoadU(d, from);
+}
+HWY_INLINE auto load_floats(Full<float> d, const uint8_t* from) {
+  const hn::Rebind<uint8_t, Full<float>> bytes;
+  const hn::Rebind<int32_t, Full<float>> integers;
+  return hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, from)));
 }
 
 // Floats truncated to integers, where all are known to fit: hn::ConvertTo also clamps. Anything

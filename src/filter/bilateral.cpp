@@ -149,17 +149,11 @@ class StripFilter {
     }
   }
 
-  HWY_INLINE static V samples(const uint8_t* pixels) {
-    const Floats d;
-    const hn::Rebind<uint8_t, Floats> d8;
-    const hn::Rebind<int32_t, Floats> d32;
-    return hn::ConvertTo(d, hn::PromoteTo(d32, hn::LoadU(d8, pixels)));
-  }
-
   // A line starts with its first sample, of weight 1.
   HWY_INLINE static void start(S& state, const uint8_t* pixels) {
     for (V& weight : state.weights) weight = hn::Set(Floats(), 1.0f);
-    for (int i = 0; i < S::kValueVectors; ++i) state.values[i] = samples(pixels + i * kLanes);
+    for (int i = 0; i < S::kValueVectors; ++i)
+      state.values[i] = load_floats(Floats(), pixels + i * kLanes);
   }
 
   // inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
@@ -172,7 +166,7 @@ class StripFilter {
       state.weights[i] = hn::MulAdd(w[i], state.weights[i], inv);
     }
     for (int i = 0; i < S::kValueVectors; ++i) {
-      const V sample = inv * samples(pixels + i * kLanes);
+      const V sample = inv * load_floats(Floats(), pixels + i * kLanes);
       state.values[i] = hn::MulAdd(for_channels_(w, i), state.values[i], sample);
     }
   }

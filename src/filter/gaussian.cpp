@@ -38,15 +38,6 @@ struct Kernel {
   float inverse_sum;
 };
 
-HWY_INLINE auto load_floats(Full<float> d, const float* from) {
-  return hn::LoadU(d, from);
-}
-HWY_INLINE auto load_floats(Full<float> d, const uint8_t* from) {
-  const hn::Rebind<uint8_t, Full<float>> bytes;
-  const hn::Rebind<int32_t, Full<float>> integers;
-  return hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, from)));
-}
-
 // Whole numbers as bytes, or still as floats.
 template <class V32>
 HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, uint8_t* to) {

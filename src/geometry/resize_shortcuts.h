@@ -127,8 +127,8 @@ class Shortcuts {
     constexpr int kSpare = kSource == 3 || kChannels == 3 ? 2 : 0;
     int x = for_vectors(dst_width_ - kSpare, kAll, [&](int at_x) {
       const auto sums = [&](const uint8_t* row) {
-        if constexpr (kChannels == 1) return multiply_add_pairs(hn::LoadU(d8, row), ones);
-        return multiply_add_pairs(shuffle(load_blocks(d8, row, 2 * kStep), neighbours_), ones);
+        if constexpr (kChannels == 1) return multiply_add_bytes(hn::LoadU(d8, row), ones);
+        return multiply_add_bytes(shuffle(load_blocks(d8, row, 2 * kStep), neighbours_), ones);
       };
       const ptrdiff_t at = ptrdiff_t{2} * at_x * kSource;
       const auto mean = [&](ptrdiff_t from) {
@@ -197,11 +197,11 @@ class Shortcuts {
     const auto blend = [&](int left, int right) {
       const auto near_weights = weights(3 * left, 3 * right), far_weights = weights(left, right);
       const auto low =
-          multiply_add_pairs(hn::InterleaveLower(near_left, near_right), near_weights) +
-          multiply_add_pairs(hn::InterleaveLower(far_left, far_right), far_weights);
+          multiply_add_bytes(hn::InterleaveLower(near_left, near_right), near_weights) +
+          multiply_add_bytes(hn::InterleaveLower(far_left, far_right), far_weights);
       const auto high =
-          multiply_add_pairs(hn::InterleaveUpper(d8, near_left, near_right), near_weights) +
-          multiply_add_pairs(hn::InterleaveUpper(d8, far_left, far_right), far_weights);
+          multiply_add_bytes(hn::InterleaveUpper(d8, near_left, near_right), near_weights) +
+          multiply_add_bytes(hn::InterleaveUpper(d8, far_left, far_right), far_weights);
       return narrow_to_u8_blocks(hn::ShiftRight<4>(low), hn::ShiftRight<4>(high));
     };
     const auto odd = blend(3, 1), even = blend(1, 3);

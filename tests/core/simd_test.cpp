@@ -79,7 +79,7 @@ void check_bytes() {
   store_pixels<3>(d8, channels, again);
   EXPECT_TRUE(std::equal(pixels, pixels + 3 * kLanes, again));
 
-  const auto sums = multiply_add_pairs(hn::LoadU(d8, pixels), hn::Iota(d8, 1));
+  const auto sums = multiply_add_bytes(hn::LoadU(d8, pixels), hn::Iota(d8, 1));
   const auto lanes = lanes_of(hn::Repartition<int16_t, decltype(d8)>(), sums);
   for (int i = 0; i < kLanes / 2; ++i) {
     EXPECT_EQ(lanes[i], pixels[2 * i] * (1 + 2 * i) + pixels[2 * i + 1] * (2 + 2 * i));
@@ -96,6 +96,26 @@ TEST(Simd, BlockOperations) {
 TEST(Simd, Bytes) {
   check_bytes<Full>();
   check_bytes<Block>();
+}
+
+TEST(Simd, MaskBits) {
+  uint8_t bytes[64];
+  uint32_t words[64];
+  uint64_t want = 0;
+  for (int i = 0; i < 64; ++i) {
+    words[i] = bytes[i] = static_cast<uint8_t>(i * i % 7 > 2);
+    want |= uint64_t{bytes[i]} << i;
+  }
+  EXPECT_EQ(mask_bits64<uint8_t>([&](size_t x) {
+              const Full<uint8_t> d;
+              return hn::LoadU(d, bytes + x) == hn::Set(d, 1);
+            }),
+            want);
+  EXPECT_EQ(mask_bits64<uint32_t>([&](size_t x) {
+              const Full<uint32_t> d;
+              return hn::LoadU(d, words + x) == hn::Set(d, 1);
+            }),
+            want);
 }
 
 TEST(Simd, Floats) {
