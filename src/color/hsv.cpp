@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "core/numeric.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -15,11 +15,9 @@ using D8 = Full<uint8_t>;
 using D16 = hn::Repartition<int16_t, D8>;
 using D32 = hn::Repartition<int32_t, D8>;
 using Floats = hn::Repartition<float, D8>;
-using Bytes = hn::Vec<D8>;
 using Words = hn::Vec<D16>;
 using Ints = hn::Vec<D32>;
 using V = hn::Vec<Floats>;
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(D8()));
 
 // Lanes widen in halves of their blocks: kHalf 0 or 1.
 template <int kHalf, class Narrow>
@@ -75,7 +73,7 @@ HWY_INLINE Words raw_hue(Bytes r8, Bytes g8, Bytes b8, Bytes value8, Bytes span8
                         hn::IfThenElse(value == g, b - r + span2, r - g + span2 + span2));
 }
 
-HWY_INLINE void to_hsv(const Bytes (&in)[4], Bytes (&out)[4]) {
+HWY_INLINE void to_hsv(const Bytes* in, Bytes* out) {
   const Bytes r = in[0], g = in[1], b = in[2], one = hn::Set(D8(), 1);
   const Bytes value = hn::Max(hn::Max(r, g), b), span = value - hn::Min(hn::Min(r, g), b);
   // A divisor of 0 comes with a count of 0.
@@ -96,7 +94,7 @@ HWY_INLINE void to_hsv(const Bytes (&in)[4], Bytes (&out)[4]) {
 }
 
 // The sector of the circle is 6 h / 256, and what is left of that the position f in it.
-HWY_INLINE void to_rgb(const Bytes (&in)[4], Bytes (&out)[4]) {
+HWY_INLINE void to_rgb(const Bytes* in, Bytes* out) {
   const Floats d;
   const Bytes h = in[0], value = in[2], h2 = h + h;
   V fs[4], ss[4], vs[4];
@@ -123,32 +121,16 @@ HWY_INLINE void to_rgb(const Bytes (&in)[4], Bytes (&out)[4]) {
   out[2] = until(1, p, until(2, t, until(4, v, q)));
 }
 
-// Converts packed pixels of `channels` bytes, of which the first three count, into packed pixels of
-// three.
-template <class Convert>
-void convert_packed(const uint8_t* src, int channels, uint8_t* dst, size_t count, Convert convert) {
-  const D8 d8;
-  Bytes in[4], out[4];
-  size_t i = 0;
-  for (; i + kLanes <= count && channels <= 4; i += kLanes) {
-    if (channels == 3) {
-      load_pixels<3>(d8, src + 3 * i, in);
-    } else {
-      load_pixels<4>(d8, src + 4 * i, in);
-    }
-    convert(in, out);
-    store_pixels<3>(d8, out, dst + 3 * i);
-  }
-  // The last pixels, and those with more channels, by way of a buffer.
-  for (; i < count; i += kLanes) {
-    const size_t part = std::min<size_t>(kLanes, count - i);
-    uint8_t pixels[3 * kLanes] = {};
-    for (size_t k = 0; k < part; ++k) std::memcpy(pixels + 3 * k, src + (i + k) * channels, 3);
-    load_pixels<3>(d8, pixels, in);
-    convert(in, out);
-    store_pixels<3>(d8, out, pixels);
-    std::memcpy(dst + 3 * i, pixels, 3 * part);
-  }
+// Converts packed pixels, by their first three channels, into packed pixels of three.
+template <int kChannels, class Convert>
+void convert_packed(const uint8_t* src, uint8_t* dst, size_t count, const Convert& convert) {
+  convert_row(Interleaved<kChannels, const uint8_t>{{src}}, Interleaved<3>{{dst}}, count,
+              [&](auto from, auto to) {
+                Bytes in[kChannels], out[3];
+                load(from, in);
+                convert(in, out);
+                store(out, to);
+              });
 }
 
 // 0 unless both sizes are positive.
@@ -159,14 +141,24 @@ size_t pixel_count(const ImageData& image) {
 }  // namespace
 
 void rgba2hsv(const ImageData& src, ImageData& dst) {
-  if (src.channels < 3) return;
-  convert_packed(src.data, src.channels, dst.data, pixel_count(src),
-                 [](const auto& in, auto& out) { to_hsv(in, out); });
+  const size_t count = pixel_count(src);
+  const auto convert = [](const Bytes* in, Bytes* out) { to_hsv(in, out); };
+  if (src.channels == 3) convert_packed<3>(src.data, dst.data, count, convert);
+  if (src.channels == 4) convert_packed<4>(src.data, dst.data, count, convert);
+  if (src.channels <= 4) return;
+  for (size_t i = 0; i < count; i += kPixelLanes) {
+    const size_t part = std::min<size_t>(kPixelLanes, count - i);
+    uint8_t pixels[3 * kPixelLanes];
+    for (size_t k = 0; k < part; ++k) {
+      std::memcpy(pixels + 3 * k, src.data + (i + k) * src.channels, 3);
+    }
+    convert_packed<3>(pixels, dst.data + 3 * i, part, convert);
+  }
 }
 
 void hsv2rgb(const ImageData& src, ImageData& dst) {
-  convert_packed(src.data, 3, dst.data, pixel_count(src),
-                 [](const auto& in, auto& out) { to_rgb(in, out); });
+  convert_packed<3>(src.data, dst.data, pixel_count(src),
+                    [](const Bytes* in, Bytes* out) { to_rgb(in, out); });
 }
 
 }  // namespace KelvraCV
