@@ -106,6 +106,51 @@ HWY_INLINE V8 average_down(V8 a, V8 b) {
 #endif
 }
 
+// Sums of bytes as 16-bit lanes, in two vectors ordered as the machine likes it: on arm64, whose
+// arithmetic widens a half, the sums of the lower and of the upper half; on x86-64 those of even
+// and of odd lanes.
+template <class V16>
+struct WideSums {
+  V16 first, second;
+};
+template <class V8, class V16 = hn::Vec<hn::Repartition<uint16_t, hn::DFromV<V8>>>>
+HWY_INLINE WideSums<V16> add_wide(V8 a, V8 b) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V16> d16;
+  const auto even = [=](V8 v) { return hn::And(hn::BitCast(d16, v), hn::Set(d16, 0xff)); };
+  const auto odd = [=](V8 v) { return hn::ShiftRight<8>(hn::BitCast(d16, v)); };
+  return {even(a) + even(b), odd(a) + odd(b)};
+#else
+  return {V16(vaddl_u8(vget_low_u8(a.raw), vget_low_u8(b.raw))), V16(vaddl_high_u8(a.raw, b.raw))};
+#endif
+}
+
+// sums + v * weight.
+template <class V8, class V16>
+HWY_INLINE WideSums<V16> multiply_add_wide(WideSums<V16> sums, V8 v, uint8_t weight) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V16> d16;
+  const auto bytes = hn::BitCast(d16, v), weights = hn::Set(d16, weight);
+  return {sums.first + hn::And(bytes, hn::Set(d16, 0xff)) * weights,
+          sums.second + hn::ShiftRight<8>(bytes) * weights};
+#else
+  const auto weights = hn::Set(hn::DFromV<V8>(), weight).raw;
+  return {V16(vmlal_u8(sums.first.raw, vget_low_u8(v.raw), vget_low_u8(weights))),
+          V16(vmlal_high_u8(sums.second.raw, v.raw, weights))};
+#endif
+}
+
+// The same sums, `first` being those of the even lanes.
+template <class V16>
+HWY_INLINE WideSums<V16> even_and_odd(WideSums<V16> sums) {
+#if HWY_ARCH_X86
+  return sums;
+#else
+  return {V16(vuzp1q_u16(sums.first.raw, sums.second.raw)),
+          V16(vuzp2q_u16(sums.first.raw, sums.second.raw))};
+#endif
+}
+
 // A vector whose block b holds the 16 bytes at `from + b * step`.
 template <class D>
 HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
@@ -209,6 +254,23 @@ HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
   } else {
     return bytes;
   }
+}
+
+// (v + 2^(kBits - 1)) >> kBits of unsigned lanes as bytes, which they must fit, as the sums must
+// fit 16 bits.
+template <int kBits, class V16>
+HWY_INLINE auto round_to_u8(V16 v0, V16 v1) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V16> d16;
+  const hn::RebindToSigned<decltype(d16)> signed16;
+  const auto rounded = [=](V16 v) {
+    return hn::BitCast(signed16, hn::ShiftRight<kBits>(v + hn::Set(d16, 1 << (kBits - 1))));
+  };
+  return narrow_to_u8(rounded(v0), rounded(v1));
+#else
+  return hn::Vec<hn::Repartition<uint8_t, hn::DFromV<V16>>>(
+      vrshrn_high_n_u16(vrshrn_n_u16(v0.raw, kBits), v1.raw, kBits));
+#endif
 }
 
 // As many bytes, or floats, as floats.

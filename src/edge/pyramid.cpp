@@ -12,101 +12,115 @@ namespace {
 
 using namespace detail;
 
-// The 1 4 6 4 1 kernel. Sums over a column are at most 16 * 255 and over a square at most
-// 256 * 255: with the rounding term, all fits 16 unsigned bits.
-template <class V>
-HWY_INLINE V weigh(V a, V b, V c, V d, V e) {
-  return a + e + hn::ShiftLeft<2>(b + c + d) + c + c;
-}
-
-// Five rows into one row of column sums.
-void sum_columns(const uint8_t* const rows[5], uint16_t* sums, size_t samples) {
-  const auto step = [&](auto d16, size_t i) HWY_ATTR {
-    const hn::Rebind<uint8_t, decltype(d16)> d8;
-    const auto load = [&](int k)
-                          HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(d8, rows[k] + i)); };
-    hn::StoreU(weigh(load(0), load(1), load(2), load(3), load(4)), d16, sums + i);
-  };
-  const Full<uint16_t> full;
-  size_t i = 0;
-  for (; i + hn::Lanes(full) <= samples; i += hn::Lanes(full)) step(full, i);
-  for (; i < samples; ++i) step(hn::CappedTag<uint16_t, 1>(), i);
-}
-
-// Every second pixel of a row of one channel, `half` of them, `sums` being its first pixel.
-void halve_gray(const uint16_t* sums, uint8_t* dst, int half) {
-  const Full<uint16_t> d16;
-  const hn::Repartition<uint32_t, decltype(d16)> d32;
-  const int lanes = static_cast<int>(hn::Lanes(d32));
-  const auto store = [&](auto d, auto even_before, auto odd_before, auto even, auto odd,
-                         auto even_after, uint8_t* out) HWY_ATTR {
-    const auto sum = weigh(even_before, odd_before, even, odd, even_after);
-    const auto rounded = hn::ShiftRight<8>(sum + hn::Set(d, 128));
-    const auto bytes = hn::DemoteTo(hn::Rebind<uint8_t, decltype(d)>(),
-                                    hn::BitCast(hn::RebindToSigned<decltype(d)>(), rounded));
-    hn::StoreU(bytes, hn::DFromV<decltype(bytes)>(), out);
-  };
-  int x = 0;
-  // A 32-bit lane holds an even pixel and, above it, the odd one to its right.
-  for (; x + lanes <= half - 1; x += lanes) {
-    const auto pairs = [&](int offset) HWY_ATTR {
-      return hn::BitCast(d32, hn::LoadU(d16, sums + 2 * x + offset));
-    };
-    const auto before = pairs(-2), here = pairs(0), after = pairs(2);
-    const auto even = [&](auto v) HWY_ATTR { return hn::And(v, hn::Set(d32, 0xFFFF)); };
-    store(d32, even(before), hn::ShiftRight<16>(before), even(here), hn::ShiftRight<16>(here),
-          even(after), dst + x);
-  }
-  const hn::CappedTag<uint32_t, 1> one;
-  for (; x < half; ++x) {
-    const auto at = [&](int offset) HWY_ATTR { return hn::Set(one, sums[2 * x + offset]); };
-    store(one, at(-2), at(-1), at(0), at(1), at(2), dst + x);
-  }
-}
-
-// The same for pixels of three or four channels, a pixel a vector. Of three, the fourth lane is the
-// next pixel's and is written over by it, but for the last pixel.
+// One row of column sums, a channel apart from the other and even columns apart from odd ones, so
+// that what belongs to neighbouring pixels of the result lies side by side. Columns -2 and -1 and
+// those up to width + 1 are the border.
 template <int kChannels>
-void halve_color(const uint16_t* sums, uint8_t* dst, int half) {
-  const hn::CappedTag<uint16_t, 4> d16;
-  const hn::Rebind<uint8_t, decltype(d16)> d8;
-  const auto pixel = [&](int x) HWY_ATTR {
-    const auto at = [&](int offset) HWY_ATTR {
-      return hn::LoadU(d16, sums + (2 * static_cast<ptrdiff_t>(x) + offset) * kChannels);
-    };
-    const auto sum = weigh(at(-2), at(-1), at(0), at(1), at(2));
-    const auto rounded = hn::ShiftRight<8>(sum + hn::Set(d16, 128));
-    return hn::DemoteTo(d8, hn::BitCast(hn::RebindToSigned<decltype(d16)>(), rounded));
-  };
-  for (int x = 0; x < half - 1; ++x) {
-    hn::StoreU(pixel(x), d8, dst + static_cast<ptrdiff_t>(x) * kChannels);
+struct ColumnSums {
+  uint16_t *even[kChannels], *odd[kChannels];
+};
+
+// As many pixels as `d8` has lanes. The kernel is 1 4 6 4 1 both ways: sums over a column are at
+// most 16 * 255 and those over a square at most 256 * 255, which leaves room for the rounding term.
+template <int kChannels, class D8>
+HWY_INLINE void sum_columns_at(D8 d8, const uint8_t* const rows[5], size_t offset,
+                               const ColumnSums<kChannels>& sums, size_t column) {
+  const hn::Repartition<uint16_t, D8> d16;
+  hn::Vec<D8> v[5][kChannels];
+  for (int k = 0; k < 5; ++k) load_pixels<kChannels>(d8, rows[k] + offset, v[k]);
+  for (int c = 0; c < kChannels; ++c) {
+    auto sum = multiply_add_wide(add_wide(v[0][c], v[4][c]), v[2][c], 6);
+    const auto inner = add_wide(v[1][c], v[3][c]);
+    sum.first = sum.first + hn::ShiftLeft<2>(inner.first);
+    sum.second = sum.second + hn::ShiftLeft<2>(inner.second);
+    sum = even_and_odd(sum);
+    hn::StoreU(sum.first, d16, sums.even[c] + column / 2);
+    hn::StoreU(sum.second, d16, sums.odd[c] + column / 2);
   }
-  uint8_t last[4];
-  hn::StoreU(pixel(half - 1), d8, last);
-  std::memcpy(dst + static_cast<ptrdiff_t>(half - 1) * kChannels, last, kChannels);
+}
+
+// The border's columns repeat the first and the last one.
+void replicate_border(uint16_t* even, uint16_t* odd, size_t width) {
+  const size_t half = (width + 1) / 2;
+  even[-1] = odd[-1] = even[0];
+  if (width % 2 == 1) odd[half - 1] = even[half - 1];
+  even[half] = odd[half - 1];
+}
+
+template <int kChannels>
+void sum_columns(const uint8_t* const rows[5], const ColumnSums<kChannels>& sums, size_t width) {
+  const auto walk = [&](auto d8, size_t x) {
+    for (; x + hn::Lanes(d8) <= width; x += hn::Lanes(d8)) {
+      sum_columns_at(d8, rows, x * kChannels, sums, x);
+    }
+    return x;
+  };
+  const Block<uint8_t> block;
+  const size_t done = walk(block, walk(Full<uint8_t>(), 0));
+  if (done < width) {  // the last pixels, from copies that have room for a vector
+    uint8_t copies[5][16 * kChannels] = {};
+    const uint8_t* last[5];
+    for (int k = 0; k < 5; ++k) {
+      last[k] = copies[k];
+      std::memcpy(copies[k], rows[k] + done * kChannels, (width - done) * kChannels);
+    }
+    sum_columns_at(block, last, 0, sums, done);
+  }
+  for (int c = 0; c < kChannels; ++c) replicate_border(sums.even[c], sums.odd[c], width);
+}
+
+// As many pixels of the next level as `d8` has lanes.
+template <int kChannels, class D8>
+HWY_INLINE void halve_at(D8 d8, const ColumnSums<kChannels>& sums, size_t x, uint8_t* dst) {
+  const hn::Repartition<uint16_t, D8> d16;
+  hn::Vec<D8> bytes[kChannels];
+  for (int c = 0; c < kChannels; ++c) {
+    const auto weigh = [&](size_t at) {
+      const auto load = [&](const uint16_t* from) { return hn::LoadU(d16, from + at); };
+      const auto outer = load(sums.even[c] - 1) + load(sums.even[c] + 1);
+      const auto inner = load(sums.odd[c] - 1) + load(sums.odd[c]);
+      return outer + hn::ShiftLeft<2>(inner) + load(sums.even[c]) * hn::Set(d16, 6);
+    };
+    bytes[c] = round_to_u8<8>(weigh(x), weigh(x + hn::Lanes(d16)));
+  }
+  store_pixels<kChannels>(d8, bytes, dst);
+}
+
+template <int kChannels>
+void halve_row(const ColumnSums<kChannels>& sums, uint8_t* dst, size_t half) {
+  const auto walk = [&](auto d8, size_t x) {
+    for (; x + hn::Lanes(d8) <= half; x += hn::Lanes(d8)) {
+      halve_at(d8, sums, x, dst + x * kChannels);
+    }
+    return x;
+  };
+  const Block<uint8_t> block;
+  const size_t done = walk(block, walk(Full<uint8_t>(), 0));
+  if (done == half) return;
+  uint8_t last[16 * kChannels];
+  halve_at(block, sums, done, last);
+  std::memcpy(dst + done * kChannels, last, (half - done) * kChannels);
 }
 
 // `from` must stay as it is while `to` is written.
+template <int kChannels>
 void halve(const ImageData& from, const ImageData& to) {
-  const size_t channels = static_cast<size_t>(from.channels), samples = from.width * channels;
-  // Two pixels of border on either side, and what the last vector reads beyond them.
-  Scratch<uint16_t> padded(samples + 4 * channels + 4);
-  uint16_t* const sums = padded.get() + 2 * channels;
-  std::fill_n(sums + samples + 2 * channels, 4, uint16_t{0});
-  const auto halve_row = channels == 1   ? halve_gray
-                         : channels == 3 ? halve_color<3>
-                                         : halve_color<4>;
+  // Whole blocks, and more than the border on either side.
+  const size_t pitch = (static_cast<size_t>(to.width) / 16 + 3) * 16;
+  Scratch<uint16_t> memory(2 * kChannels * pitch);
+  std::fill_n(memory.get(), 2 * kChannels * pitch, uint16_t{0});
+  ColumnSums<kChannels> sums;
+  for (int c = 0; c < kChannels; ++c) {
+    sums.even[c] = memory.get() + static_cast<size_t>(2 * c) * pitch + 16;
+    sums.odd[c] = sums.even[c] + pitch;
+  }
   for (int y = 0; y < to.height; ++y) {
     const uint8_t* rows[5];
     for (int k = 0; k < 5; ++k) {
       rows[k] = row_at(from.data, std::clamp(2 * y + k - 2, 0, from.height - 1), from.stride);
     }
-    sum_columns(rows, sums, samples);
-    for (int border = 1; border <= 2; ++border) {
-      std::copy_n(sums, channels, sums - border * channels);
-      std::copy_n(sums + samples - channels, channels, sums + samples + (border - 1) * channels);
-    }
-    halve_row(sums, row_at(to.data, y, to.stride), to.width);
+    sum_columns(rows, sums, static_cast<size_t>(from.width));
+    halve_row(sums, row_at(to.data, y, to.stride), static_cast<size_t>(to.width));
   }
 }
 
@@ -129,6 +143,9 @@ void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels) {
     std::memcpy(row_at(levels[0].data, y, levels[0].stride), row_at(image.data, y, image.stride),
                 static_cast<size_t>(image.width) * image.channels);
   }
+  const auto halve_level = image.channels == 1   ? halve<1>
+                           : image.channels == 3 ? halve<3>
+                                                 : halve<4>;
   for (size_t i = 1; i < levels.size(); ++i) {
     const ImageData& larger = levels[i - 1];
     if (larger.width <= 1 && larger.height <= 1) {
@@ -136,7 +153,7 @@ void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels) {
     } else {
       set_size(levels[i], larger.width - larger.width / 2, larger.height - larger.height / 2,
                image.channels);
-      halve(larger, levels[i]);
+      halve_level(larger, levels[i]);
     }
   }
 }

@@ -3,40 +3,67 @@
 using namespace KelvraCV;
 using namespace test;
 
-TEST(Pyramid, EveryLevelFollowsTheDefinition) {
+namespace {
+
+void expect_half(const ImageData& from, const GuardedBuffer<>& half) {
   constexpr int kWeights[5] = {1, 4, 6, 4, 1};
+  const Clamped p{from.data, from.width, from.height, from.channels};
+  for (int y = 0; y < half.rows(); ++y) {
+    for (int i = 0; i < half.columns(); ++i) {
+      int sum = 128;
+      for (int k = 0; k < 25; ++k) {
+        sum += kWeights[k % 5] * kWeights[k / 5] *
+               p(i / from.channels * 2 + k % 5 - 2, 2 * y + k / 5 - 2, i % from.channels);
+      }
+      ASSERT_EQ(half.row(y)[i], sum >> 8) << i << ", " << y;
+    }
+  }
+}
+
+}  // namespace
+
+TEST(Pyramid, EveryLevelFollowsTheDefinition) {
   for (const int channels : {1, 3, 4}) {
     for (const Shape& shape : all_shapes()) {
       SCOPED_TRACE(shape);
       const int width = shape.width, height = shape.height;
-      const int half_width = (width + 1) / 2, half_height = (height + 1) / 2;
+      const auto level = [&](int k) {  // each rounded up
+        const int size = 1 << k;
+        return GuardedBuffer<>((width + size - 1) / size * channels, (height + size - 1) / size, 0,
+                               shape.guard);
+      };
       GuardedBuffer<> src(width * channels, height, shape.padding, shape.guard);
-      GuardedBuffer<> full(width * channels, height, 0, shape.guard);
-      GuardedBuffer<> half(half_width * channels, half_height, 0, shape.guard);
+      GuardedBuffer<> full = level(0), half = level(1), quarter = level(2), eighth = level(3);
       src.fill(noise(src.packed().size()));
-      std::vector<ImageData> levels(2);
+      std::vector<ImageData> levels(4);
       levels[0].data = full.data();
       levels[1].data = half.data();
+      levels[2].data = quarter.data();
+      levels[3].data = eighth.data();
       pyramid_gauss(image_of(src, channels), levels);
       ASSERT_EQ(full.packed(), src.packed());
+      for (int k = 1; k < 4 && levels[k].width > 0; ++k) {
+        SCOPED_TRACE(k);
+        expect_half(levels[k - 1], k == 1 ? half : k == 2 ? quarter : eighth);
+      }
       // The same with the image itself as its level 0.
-      const auto first = half.packed();
+      const auto first = half.packed(), last = eighth.packed();
       levels[0].data = src.data();
       pyramid_gauss(image_of(src, channels), levels);
       ASSERT_EQ(half.packed(), first);
-      if (width == 1 && height == 1) continue;
-      const Clamped p{full.data(), width, height, channels};
-      for (int y = 0; y < half_height; ++y) {
-        for (int i = 0; i < half_width * channels; ++i) {
-          int sum = 128;
-          for (int k = 0; k < 25; ++k) {
-            sum += kWeights[k % 5] * kWeights[k / 5] *
-                   p(i / channels * 2 + k % 5 - 2, 2 * y + k / 5 - 2, i % channels);
-          }
-          ASSERT_EQ(half.row(y)[i], sum >> 8) << i << ", " << y;
-        }
-      }
+      ASSERT_EQ(eighth.packed(), last);
     }
+  }
+}
+
+TEST(Pyramid, OtherChannelCountsWriteNothing) {
+  auto pixels = noise(50), level = pixels;
+  std::vector<ImageData> levels(2);
+  for (const int channels : {0, 2, 5}) {
+    levels[0].data = levels[1].data = level.data();
+    pyramid_gauss({pixels.data(), 3, 3, channels, 15, 0, 0}, levels);
+    EXPECT_EQ(level, pixels);
+    EXPECT_EQ(levels[0].width + levels[1].width, 0);
   }
 }
 
