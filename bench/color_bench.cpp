@@ -23,11 +23,11 @@ void compare_gray(int width, int height) {
            [=] { cv::cvtColor(rgb_mat, gray_mat, cv::COLOR_RGB2GRAY); }});
   compare({sized("rgba2gray", width, height), pixels, 5 * pixels, ours4, "cv::cvtColor",
            [=] { cv::cvtColor(rgba_mat, gray_mat, cv::COLOR_RGBA2GRAY); }});
-  compare({sized("rgb2gray, 8-bit peer", width, height), pixels, 4 * pixels, ours3,
-           "libyuv::RAWToJ400",
+  compare({sized("rgb2gray", width, height), pixels, 4 * pixels, ours3,
+           "libyuv::RAWToJ400 (8-bit weights)",
            [=] { libyuv::RAWToJ400(rgb, 3 * width, gray, width, width, height); }});
-  compare({sized("rgba2gray, 8-bit peer", width, height), pixels, 5 * pixels, ours4,
-           "libyuv::ABGRToJ400",
+  compare({sized("rgba2gray", width, height), pixels, 5 * pixels, ours4,
+           "libyuv::ABGRToJ400 (8-bit weights)",
            [=] { libyuv::ABGRToJ400(rgba, 4 * width, gray, width, width, height); }});
 }
 
@@ -35,6 +35,7 @@ void compare_gray(int width, int height) {
 
 void list_comparisons() {
   compare_gray(kWidth, kHeight);
+  compare_gray(224, 224);
   compare_gray(32, 32);
 }
 

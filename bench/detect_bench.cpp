@@ -89,6 +89,26 @@ void list_comparisons() {
     }
   }
 
+  static int sizes[3][3] = {{10, 16, 33}, {30, 62, 59}, {116, 156, 373}}, strides[3] = {8, 16, 32};
+  static int* anchor_sizes[3] = {sizes[0], sizes[1], sizes[2]};
+  float* const anchors = keep(std::vector<float>(4 * 25200));
+  compare({"get_anchors 640x640", 25200, 25200 * 16,
+           [=] { KelvraCV::get_anchors(anchors, 640, 640, anchor_sizes, 3, strides, 3); },
+           "double loop of a cell's centre",
+           [=] {
+             float* out = anchors;
+             for (int level = 0; level < 3; ++level) {
+               const int stride = strides[level], side = 640 / stride;
+               for (int i = 0; i < side * side * 3; ++i) {
+                 *out++ = static_cast<float>((i / 3 % side + 0.5) * stride / 640);
+                 *out++ = static_cast<float>((i / 3 / side + 0.5) * stride / 640);
+                 *out++ = static_cast<float>(sizes[level][i % 3]) / 640;
+                 *out++ = static_cast<float>(sizes[level][i % 3]) / 640;
+               }
+             }
+             use(*anchors);
+           }});
+
   constexpr int kRows = 25200, kClasses = 80;
   std::vector<float> values;
   uint32_t noise = 1;

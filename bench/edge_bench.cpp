@@ -9,10 +9,6 @@ namespace {
 
 using KelvraCV::ImageData;
 
-ImageData record(uint8_t* data, int width, int height, int channels) {
-  return {data, width, height, channels, width * channels, 0, 0};
-}
-
 void compare_sobel(int width, int height) {
   const double pixels = static_cast<double>(width) * height;
   uint8_t* const gray = keep(photo(width, height, 1));
@@ -160,7 +156,7 @@ void compare_pyramid(int width, int height, int channels) {
 }  // namespace
 
 void list_comparisons() {
-  for (const auto& [width, height] : {std::pair{kWidth, kHeight}, {64, 64}}) {
+  for (const auto& [width, height] : {std::pair{kWidth, kHeight}, {224, 224}, {64, 64}}) {
     compare_sobel(width, height);
     compare_canny(width, height, 50, 150);
     compare_clahe(width, height);

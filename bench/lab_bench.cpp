@@ -43,6 +43,16 @@ void list_comparisons() {
         [=] { KelvraCV::lab_to_rgb_fast(lab, out, w, h, mask, y, x, z, inverse_gamma, threads); },
         back);
   }
+  uint8_t* const rgba = keep(photo(w, h, 4));
+  const cv::Mat rgba_mat(h, w, CV_8UC4, rgba);
+  add(
+      "rgb_to_lab_c4_c3",
+      [=] { KelvraCV::rgb_to_lab_c4_c3(rgba, out, w, h, 4 * w, 0, gamma, roots, 1); },
+      [=] { cv::cvtColor(rgba_mat, out_mat, cv::COLOR_RGB2Lab); });
+  add(
+      "lab_to_rgb_c3_c4",
+      [=] { KelvraCV::lab_to_rgb_c3_c4(lab, rgba, w, h, 4 * w, 0, y, x, z, inverse_gamma, 1); },
+      [=, to = rgba_mat]() mutable { cv::cvtColor(lab_mat, to, cv::COLOR_Lab2RGB, 4); });
   add(
       "rgb_to_lab_fast, own tables",
       [=] { KelvraCV::rgb_to_lab_fast(rgb, out, w, h, nullptr, nullptr, 1); }, forward);

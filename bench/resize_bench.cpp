@@ -32,7 +32,7 @@ void compare_resize(const char* name, const Job& job, int channels, int interpol
   if (channels == 3 || interpolation == cv::INTER_CUBIC) return;
   const auto filter =
       interpolation == cv::INTER_LINEAR ? libyuv::kFilterBilinear : libyuv::kFilterNone;
-  compare({title + " ", pixels, bytes, ours, "libyuv", [=] {
+  compare({title, pixels, bytes, ours, "libyuv", [=] {
              if (channels == 1) {
                libyuv::ScalePlane(src, sw, sw, sh, dst, dw, dw, dh, filter);
              } else {
@@ -77,7 +77,8 @@ void compare_other_layouts(const Job& job) {
 }  // namespace
 
 void list_comparisons() {
-  for (const Job& job : {Job{1920, 1080, 960, 540},
+  for (const Job& job : {Job{1920, 1080, 1280, 720},
+                         {1920, 1080, 960, 540},
                          {1920, 1080, 640, 360},
                          {1920, 1080, 1000, 563},
                          {960, 540, 1920, 1080},

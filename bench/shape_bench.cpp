@@ -1,6 +1,4 @@
 // Shape analysis beside OpenCV.
-#include <benchmark/benchmark.h>
-
 #include <opencv2/imgproc.hpp>
 
 #include <cmath>
@@ -15,22 +13,6 @@ namespace {
 using KelvraCV::Point;
 using PointLists = std::vector<std::vector<Point>>;
 using Outlines = std::vector<std::vector<cv::Point>>;
-
-// Discs of several sizes with a hole each, and a speck here and there: what a segmentation leaves.
-std::vector<uint8_t> discs(int width, int height) {
-  std::vector<uint8_t> pixels;
-  uint32_t noise = 1;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      noise = noise * 1664525u + 1013904223u;
-      const int u = x % 240 - 120, v = y % 180 - 90, r = u * u + v * v;
-      const int size = 40 + (x / 240 * 7 + y / 180 * 3) % 40;
-      const bool inside = r < size * size && r > 100;
-      pixels.push_back(inside != (noise >> 20 == 0) ? 255 : 0);
-    }
-  }
-  return pixels;
-}
 
 std::vector<uint8_t> random_mask(int width, int height) {
   std::vector<uint8_t> pixels(static_cast<size_t>(width) * height);
@@ -150,7 +132,7 @@ void compare_filter(const PointLists& blobs) {
                  sum = std::max(sum, cv::norm(cv::Point2d(point) - center));
                }
              }
-             benchmark::DoNotOptimize(sum);
+             use(sum);
            }});
 }
 
@@ -203,6 +185,37 @@ void compare_fill(const std::string& name, int count, int width, int height, boo
            [=] {
              cv::Mat image(height, width, CV_8UC1, mask);
              cv::fillPoly(image, *theirs, 255);
+           }});
+}
+
+void compare_inside(int count, int tests) {
+  const std::vector<Point> points = star(count, kWidth, kHeight, false);
+  std::vector<int> columns, rows;
+  for (const Point& point : points) {
+    columns.push_back(point.x);
+    rows.push_back(point.y);
+  }
+  int *const xs = keep(columns), *const ys = keep(rows);
+  const auto theirs = std::make_shared<Outlines>(for_opencv({points}));
+  compare({"is_inside_poly, " + std::to_string(count) + " vertices, per edge", 1.0 * count * tests,
+           8.0 * count * tests,
+           [=] {
+             int inside = 0;
+             for (int i = 0; i < tests; ++i) {
+               const int x = i * 977 % kWidth, y = i * 571 % kHeight;
+               inside += KelvraCV::is_inside_poly(xs, ys, count, x, y);
+             }
+             use(inside);
+           },
+           "cv::pointPolygonTest",
+           [=] {
+             int inside = 0;
+             for (int i = 0; i < tests; ++i) {
+               const cv::Point2f place(static_cast<float>(i * 977 % kWidth),
+                                       static_cast<float>(i * 571 % kHeight));
+               inside += cv::pointPolygonTest((*theirs)[0], place, false) > 0;
+             }
+             use(inside);
            }});
 }
 
@@ -264,6 +277,8 @@ void list_comparisons() {
   compare_filter(outlines);
   compare_approx("outlines", outlines, 2);
   compare_approx("long", {star(20000, 8000, 6000, false)}, 3);
+  compare_inside(64, 1000);
+  compare_inside(8, 8000);
   compare_fill("100 vertices", 100, kWidth, kHeight, false);
   compare_fill("10000 vertices", 10000, kWidth, kHeight, false);
   compare_fill("10000 wild vertices", 10000, kWidth, kHeight, true);

@@ -1,4 +1,5 @@
 // Edge-preserving filters beside OpenCV.
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 
 #include "kelvra_cv.h"
@@ -7,39 +8,38 @@
 namespace bench {
 namespace {
 
-// The self-guided filter composed of OpenCV's pieces, on a gray image.
-void guided_by_pieces(const cv::Mat& src, cv::Mat& dst, int radius, float eps) {
+// The guided filter composed of OpenCV's pieces, on gray images; at a scale below 1, statistics are
+// computed on smaller images, as ours does.
+void guided_by_pieces(const cv::Mat& src, const cv::Mat* guide, cv::Mat& dst, int radius,
+                      double scale, float eps) {
+  radius = std::max(1, static_cast<int>(radius * scale));
   const cv::Size window(2 * radius + 1, 2 * radius + 1);
   const auto mean = [&](const cv::Mat& in) {
     cv::Mat out;
     cv::boxFilter(in, out, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REPLICATE);
     return out;
   };
-  cv::Mat p;
-  src.convertTo(p, CV_32F, 1.0 / 255);
-  const cv::Mat mean_p = mean(p), variance = mean(p.mul(p)) - mean_p.mul(mean_p);
-  const cv::Mat a = variance / (variance + eps), b = mean_p - a.mul(mean_p);
-  const cv::Mat q = mean(a).mul(p) + mean(b);
-  q.convertTo(dst, CV_8U, 255);
-}
-
-// Guided by another image.
-void guided_by_pieces(const cv::Mat& src, const cv::Mat& guide, cv::Mat& dst, int radius,
-                      float eps) {
-  const cv::Size window(2 * radius + 1, 2 * radius + 1);
-  const auto mean = [&](const cv::Mat& in) {
+  const auto resized = [](const cv::Mat& in, cv::Size size) {
+    if (in.size() == size) return in;
     cv::Mat out;
-    cv::boxFilter(in, out, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REPLICATE);
+    cv::resize(in, out, size);
     return out;
   };
-  cv::Mat p, i;
-  src.convertTo(p, CV_32F, 1.0 / 255);
-  guide.convertTo(i, CV_32F, 1.0 / 255);
-  const cv::Mat mean_p = mean(p), mean_i = mean(i);
-  const cv::Mat a =
-      (mean(i.mul(p)) - mean_i.mul(mean_p)) / (mean(i.mul(i)) - mean_i.mul(mean_i) + eps);
-  const cv::Mat b = mean_p - a.mul(mean_i);
-  const cv::Mat q = mean(a).mul(p) + mean(b);
+  const cv::Size size(static_cast<int>(src.cols * scale), static_cast<int>(src.rows * scale));
+  cv::Mat whole, other;
+  src.convertTo(whole, CV_32F, 1.0 / 255);
+  const cv::Mat p = resized(whole, size);
+  cv::Mat i = p;
+  if (guide != nullptr) {
+    guide->convertTo(other, CV_32F, 1.0 / 255);
+    i = resized(other, size);
+  }
+  const cv::Mat mean_i = mean(i), mean_p = guide == nullptr ? mean_i : mean(p);
+  const cv::Mat variance = mean(i.mul(i)) - mean_i.mul(mean_i);
+  const cv::Mat covariance =
+      guide == nullptr ? variance : cv::Mat(mean(i.mul(p)) - mean_i.mul(mean_p));
+  const cv::Mat a = covariance / (variance + eps), b = mean_p - a.mul(mean_i);
+  const cv::Mat q = resized(mean(a), whole.size()).mul(whole) + resized(mean(b), whole.size());
   q.convertTo(dst, CV_8U, 255);
 }
 
@@ -60,7 +60,8 @@ void list_comparisons() {
                KelvraCV::ImageData dst = to;
                KelvraCV::bilateral_filter(from, dst, 0.03f, 0.1f);
              },
-             "cv::bilateralFilter, d 9", [=] { cv::bilateralFilter(src_mat, out_mat, 9, 25, 9); }});
+             "cv::bilateralFilter, d 9 (another algorithm)",
+             [=] { cv::bilateralFilter(src_mat, out_mat, 9, 25, 9); }});
     if (channels != 1) continue;
     uint8_t* const by = keep(std::vector<uint8_t>(photo(w, h, 1)));
     compare({sized("guided_filter_general, radius 8", w, h), pixels, 3 * pixels,
@@ -71,7 +72,8 @@ void list_comparisons() {
              "cv::boxFilter and arithmetic",
              [=] {
                cv::Mat dst = out_mat;
-               guided_by_pieces(src_mat, cv::Mat(h, w, CV_8UC1, by), dst, 8, 0.01f);
+               const cv::Mat guide(h, w, CV_8UC1, by);
+               guided_by_pieces(src_mat, &guide, dst, 8, 1, 0.01f);
              }});
     for (const float scale : {1.0f, 0.25f}) {
       const std::string name =
@@ -84,7 +86,7 @@ void list_comparisons() {
                "cv::boxFilter and arithmetic",
                [=] {
                  cv::Mat dst = out_mat;
-                 guided_by_pieces(src_mat, dst, 8, 0.01f);
+                 guided_by_pieces(src_mat, nullptr, dst, 8, scale, 0.01f);
                }});
     }
   }

@@ -85,21 +85,108 @@ void compare_alignment() {
            },
            "cv::warpAffine, erode, GaussianBlur, blendLinear",
            [=, whole = image_mat.clone()] {
-             cv::Mat pasted, mask, weight, rest;
-             cv::warpAffine(crop_mat, pasted, back, whole.size());
-             cv::warpAffine(cv::Mat(side, side, CV_8UC1, 255), mask, back, whole.size());
+             // Only where the crop's corners land, which is what ours looks at, too.
+             std::vector<cv::Point2f> corners{{0, 0}, {side, 0}, {0, side}, {side, side}};
+             cv::transform(corners, corners, back);
+             const cv::Rect place =
+                 cv::boundingRect(corners) & cv::Rect(0, 0, whole.cols, whole.rows);
+             cv::Mat there = back.clone(), part = whole(place), pasted, mask, weight, rest;
+             there.at<float>(0, 2) -= static_cast<float>(place.x);
+             there.at<float>(1, 2) -= static_cast<float>(place.y);
+             cv::warpAffine(crop_mat, pasted, there, part.size());
+             cv::warpAffine(cv::Mat(side, side, CV_8UC1, 255), mask, there, part.size());
              cv::erode(mask, mask, cv::Mat::ones(25, 25, CV_8UC1));
              cv::GaussianBlur(mask, mask, cv::Size(), 6);
              mask.convertTo(weight, CV_32F, 1 / 255.0);
              rest = 1 - weight;
              cv::Mat blended;
-             cv::blendLinear(pasted, whole, weight, rest, blended);
+             cv::blendLinear(pasted, part, weight, rest, blended);
+             blended.copyTo(part);
            }});
+}
+
+// The matrices of a call; a "pixel" is a call.
+void compare_transforms() {
+  static float matrix[9], inverse[9];
+  static const cv::Point2f from[4] = {{10, 20}, {500, 30}, {20, 400}, {480, 420}};
+  static const cv::Point2f to[4] = {{0, 0}, {512, 0}, {0, 512}, {512, 512}};
+  static const KelvraCV::Point corners[3] = {{10, 20}, {500, 30}, {20, 400}},
+                               places[3] = {{0, 0}, {512, 0}, {0, 512}};
+  const auto add = [](const char* name, std::function<void()> ours, const char* peer_name,
+                      std::function<void()> peer) {
+    compare({name, 1, 0, std::move(ours), peer_name, std::move(peer)});
+  };
+  const auto floats = [](const cv::Point2f* points) { return &points[0].x; };
+  add(
+      "get_rotation_matrix",
+      [] {
+        KelvraCV::get_rotation_matrix(10, 1.05f, 256, 256, matrix);
+        use(matrix);
+      },
+      "cv::getRotationMatrix2D",
+      [] {
+        use(cv::getRotationMatrix2D({256, 256}, 10, 1.05));
+      });
+  add(
+      "get_affine_transform, 3 points",
+      [] {
+        KelvraCV::get_affine_transform(corners, places, matrix);
+        use(matrix);
+      },
+      "cv::getAffineTransform", [] { use(cv::getAffineTransform(from, to)); });
+  add(
+      "get_perspective_transform",
+      [=] {
+        KelvraCV::get_perspective_transform(floats(from), floats(to), matrix);
+        use(matrix);
+      },
+      "cv::getPerspectiveTransform", [] { use(cv::getPerspectiveTransform(from, to)); });
+  add(
+      "get_affine_transform, fit of 5",
+      [] {
+        KelvraCV::get_affine_transform(kInImage, kInCrop, 5, matrix);
+        use(matrix);
+      },
+      "cv::solve",
+      [] {
+        cv::Matx<float, 10, 4> a;
+        cv::Matx<float, 10, 1> b;
+        for (int i = 0; i < 5; ++i) {
+          const float x = kInImage[2 * i], y = kInImage[2 * i + 1];
+          const float rows[2][4] = {{x, -y, 1, 0}, {y, x, 0, 1}};
+          for (int k = 0; k < 8; ++k) a(2 * i + k / 4, k % 4) = rows[k / 4][k % 4];
+          b(2 * i) = kInCrop[2 * i];
+          b(2 * i + 1) = kInCrop[2 * i + 1];
+        }
+        cv::Mat solution;
+        cv::solve(a, b, solution, cv::DECOMP_NORMAL | cv::DECOMP_CHOLESKY);
+        use(solution);
+      });
+  add(
+      "invert_affine_transform",
+      [] {
+        KelvraCV::invert_affine_transform(kTilt, inverse);
+        use(inverse);
+      },
+      "cv::invertAffineTransform",
+      [] {
+        cv::Matx23f out;
+        cv::invertAffineTransform(cv::Matx23f(kTilt), out);
+        use(out);
+      });
+  add(
+      "invert_perspective_transform",
+      [] {
+        KelvraCV::invert_perspective_transform(kTilt, inverse);
+        use(inverse);
+      },
+      "cv::Matx::inv", [] { use(cv::Matx33f(kTilt).inv()); });
 }
 
 }  // namespace
 
 void list_comparisons() {
+  compare_transforms();
   compare_warps(kWidth, kHeight, 10, "");
   compare_warps(kWidth, kHeight, 90, ", 90 degrees");
   compare_warps(32, 32, 10, "");
