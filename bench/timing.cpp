@@ -12,7 +12,7 @@ namespace {
 
 void add(const std::string& name, const std::function<void()>& call, double pixels, double bytes) {
   static std::set<std::string> added;
-  if (!added.insert(name).second) return;  // ours, beside a second peer
+  if (!added.insert(name).second) return;                // ours, beside a second peer
   const auto order = static_cast<double>(added.size());  // interleaving shuffles them
   benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
     for (auto _ : state) {
