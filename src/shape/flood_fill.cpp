@@ -18,26 +18,21 @@ using namespace detail;
 
 constexpr int kChannels = 4;
 
-// Of 64 pixels, those that differ from the seed by at most `limits` in each channel.
-uint64_t similar_bits(const uint8_t* pixels, const uint8_t* seed, const uint8_t* limits) {
-  const Full<uint8_t> d8;
-  const Full<uint32_t> d32;
-  uint32_t seed_pixel, limit_pixel;
-  std::memcpy(&seed_pixel, seed, kChannels);
-  std::memcpy(&limit_pixel, limits, kChannels);
-  const auto center = hn::BitCast(d8, hn::Set(d32, seed_pixel));
-  const auto limit = hn::BitCast(d8, hn::Set(d32, limit_pixel));
-  uint64_t bits = 0;
-  for (int x = 0; x < kWordBits; x += static_cast<int>(hn::Lanes(d32))) {
-    const auto pixel = hn::LoadU(d8, pixels + x * kChannels);
-    const auto difference =
-        hn::Or(hn::SaturatedSub(pixel, center), hn::SaturatedSub(center, pixel));
-    const auto excess = hn::BitCast(d32, hn::SaturatedSub(difference, limit));
-    uint64_t part = 0;
-    hn::StoreMaskBits(d32, excess == hn::Zero(d32), reinterpret_cast<uint8_t*>(&part));
-    bits |= part << x;
-  }
-  return bits;
+// Of 64 pixels, those that differ from the seed by at most `threshold` in each of the first three
+// channels.
+uint64_t similar_bits(const uint8_t* pixels, const uint8_t* seed, uint8_t threshold) {
+  const Full<uint8_t> d;
+  return bits_of_64(d, [&](size_t x) {
+    hn::Vec<decltype(d)> channels[kChannels];
+    load_pixels<kChannels>(d, pixels + x * kChannels, channels);
+    auto excess = hn::Zero(d);
+    for (int c = 0; c < 3; ++c) {
+      const auto center = hn::Set(d, seed[c]), value = channels[c];
+      const auto difference = hn::Max(value, center) - hn::Min(value, center);
+      excess = hn::Or(excess, hn::SaturatedSub(difference, hn::Set(d, threshold)));
+    }
+    return excess == hn::Zero(d);
+  });
 }
 
 // Extends bits of `reached` down to the lowest bit of their runs in `open`.
@@ -67,6 +62,7 @@ class Flood {
       : image_(image),
         seed_(seed),
         max_distance_(max_distance),
+        threshold_(static_cast<uint8_t>(threshold)),
         words_(words_for(image.width)),
         open_(image.height, words_),
         filled_(image.height, words_),
@@ -74,7 +70,6 @@ class Flood {
         rows_(static_cast<size_t>(image.height)) {
     std::memcpy(color_, row_at(image.data, seed.y, image.stride) + seed.x * ptrdiff_t{kChannels},
                 kChannels);
-    std::fill_n(limits_, kChannels - 1, static_cast<uint8_t>(threshold));
     waiting_.reserve(rows_.size());
   }
 
@@ -164,10 +159,10 @@ class Flood {
   }
 
   uint64_t similar(const uint8_t* pixels, int count) const {
-    if (count >= kWordBits) return similar_bits(pixels, color_, limits_);
+    if (count >= kWordBits) return similar_bits(pixels, color_, threshold_);
     uint8_t padded[kWordBits * kChannels] = {};
     std::memcpy(padded, pixels, static_cast<size_t>(count) * kChannels);
-    return similar_bits(padded, color_, limits_) & low_bits(count);
+    return similar_bits(padded, color_, threshold_) & low_bits(count);
   }
 
   // Fills what is open in row y beside the bits of `from`, which are in the words low .. high, and
@@ -210,9 +205,9 @@ class Flood {
   const ImageData& image_;
   const Point seed_;
   const double max_distance_;
+  const uint8_t threshold_;
   const size_t words_;
   uint8_t color_[kChannels];
-  uint8_t limits_[kChannels] = {0, 0, 0, 255};  // the fourth channel is free
   Scratch<uint64_t> open_, filled_, reached_;
   std::vector<Row> rows_;
   std::vector<int> waiting_;

@@ -5,6 +5,7 @@
 
 #include "core/rows.h"
 #include "core/scratch.h"
+#include "core/simd.h"
 #include "kelvra_cv.h"
 #include "shape/row_bits.h"
 
@@ -142,58 +143,65 @@ bool is_spare(const Point& before, const Point& point, const Point& after, doubl
          line.y != 0 && in.x * out.x + in.y * out.y >= 0;
 }
 
-// Drops spare points in one pass, in place, and returns how many are left. After a drop the next
-// point is kept unseen. A ring starts with its first point between the last and the second.
+// Drops spare points in one pass, in place, and returns how many are left. The point after a
+// dropped one is kept without a look at it. An open curve keeps its ends; in a ring the last point
+// is followed by the first, as it is by then.
 size_t clean_up(std::vector<Point>& points, bool closed, double squared_epsilon) {
   const size_t count = points.size();
-  const size_t first = closed ? 0 : 1;
-  if (count < 2 - first) return count;
-  const size_t stop = closed ? count : count - 1;
-  size_t left = count, write = first, read = first;
-  const auto next = [&] {
-    const Point point = points[read];
-    read = read + 1 < count ? read + 1 : 0;
-    return point;
-  };
+  const size_t first = closed ? 0 : 1, end = closed ? count : count - 1;
+  size_t left = count, write = first;
   Point before = points[closed ? count - 1 : 0];
-  if (first >= count) return count;
-  Point point = next();
-  for (size_t i = first; i < stop && left > 2; ++i) {
-    const Point after = next();
-    if (is_spare(before, point, after, squared_epsilon)) {
+  for (size_t i = first; i < end && left > 2; ++i) {
+    const Point after = points[i + 1 < count ? i + 1 : 0];
+    if (is_spare(before, points[i], after, squared_epsilon)) {
       --left;
       ++i;
-      points[write++] = before = after;
-      point = next();
+      before = after;
     } else {
-      points[write++] = before = point;
-      point = after;
+      before = points[i];
     }
+    points[write++] = before;
   }
-  if (!closed) points[write] = point;
+  if (!closed) points[left - 1] = points.back();
   return left;
 }
 
 // ---- Crossings of a polygon's edges with a row, shared by the test and the filling.
 
-// Half open, so that a vertex on the row counts for one of its edges; horizontal edges never do.
-bool crosses(int y_a, int y_b, int y) {
-  return (y_a <= y) != (y_b <= y);
-}
-
 int64_t magnitude(int64_t value) {
   return value < 0 ? -value : value;
 }
 
-// Where an edge crosses the rows top .. bottom - 1, from the top down. The definition, of an edge
-// from its polygon's vertex i to the vertex j before it, is
+// The edge from a polygon's vertex i to the vertex j before it crosses row y if just one of the two
+// is at or above y: a vertex on the row counts for one of its edges, a horizontal edge never. The
+// crossing's column is
 //
 //   x_i + (x_j - x_i) (y - y_i) / (y_j - y_i), the division truncating.
 //
 // Both y differences have the same sign: with D = |y_j - y_i|, X = |x_j - x_i| and the sign s of
-// x_j - x_i it is x_i + s floor(X |y - y_i| / D). With k = y - top this is, if vertex i is the top,
-// x_top + s floor(X k / D); else |y - y_i| is D - k, and floor(X - X k / D) = X - ceil(X k / D)
-// makes it x_top - s floor((X k + D - 1) / D), where -s again leads from the top to the bottom.
+// x_j - x_i it is x_i + s floor(X |y - y_i| / D). No product exceeds 64 bits: both factors are
+// below 2^32.
+
+// Whether the edge crosses row y at a column greater than x. Left of both vertices it does, right
+// of both it does not, and between them, with d = |x - x_i|, it does if
+//
+//   s > 0: floor(X |y - y_i| / D) > d, that is X |y - y_i| >= (d + 1) D;
+//   s < 0: floor(X |y - y_i| / D) < d, that is X |y - y_i| < d D.
+bool crosses_right_of(int x_i, int y_i, int x_j, int y_j, int x, int y) {
+  if ((y_i > y) == (y_j > y)) return false;
+  if ((x_i > x) == (x_j > x)) return x_i > x;
+  const auto difference = [](int a, int b) {
+    return static_cast<uint64_t>(magnitude(int64_t{a} - b));
+  };
+  const uint64_t product = difference(x_j, x_i) * difference(y, y_i);
+  const uint64_t height = difference(y_j, y_i), d = difference(x, x_i);
+  return x_i < x_j ? product >= (d + 1) * height : product < d * height;
+}
+
+// The crossings of the rows top .. bottom - 1, from the top down. With k = y - top the column is,
+// if vertex i is the top, x_top + s floor(X k / D); else |y - y_i| is D - k, and floor(X - X k / D)
+// = X - ceil(X k / D) makes it x_top - s floor((X k + D - 1) / D), where -s again leads from the
+// top to the bottom.
 struct Edge {
   Edge(int x_i, int y_i, int x_j, int y_j) : top(std::min(y_i, y_j)), bottom(std::max(y_i, y_j)) {
     const bool starts_at_i = y_i < y_j;
@@ -204,7 +212,7 @@ struct Edge {
     direction = (x_i < x_j) == starts_at_i ? 1 : -1;
   }
 
-  // From the top to row y. No product or sum exceeds 64 bits: both factors are below 2^32.
+  // From the top to row y.
   void go_to(int y) {
     const uint64_t total = width * static_cast<uint64_t>(int64_t{y} - top) + bias;
     column += direction * static_cast<int64_t>(total / height);
@@ -295,14 +303,30 @@ void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx,
 }
 
 bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y) {
-  bool inside = false;
-  for (int i = 0, j = count - 1; i < count; j = i++) {
-    if (!crosses(ys[i], ys[j], y)) continue;
-    Edge edge(xs[i], ys[i], xs[j], ys[j]);
-    edge.go_to(y);
-    inside ^= edge.column > x;
+  if (count < 1) return false;
+  const auto flips = [=](int i, int j) {
+    return crosses_right_of(xs[i], ys[i], xs[j], ys[j], x, y);
+  };
+  bool inside = flips(0, count - 1);
+  const Full<int32_t> d;
+  const int lanes = static_cast<int>(hn::Lanes(d));
+  const auto column = hn::Set(d, x), row = hn::Set(d, y);
+  auto odd = hn::Zero(d);  // lanes with an odd number of crossings right of x
+  int i = 1;
+  for (; i + lanes <= count; i += lanes) {
+    const auto right_i = hn::VecFromMask(d, hn::LoadU(d, xs + i) > column),
+               right_j = hn::VecFromMask(d, hn::LoadU(d, xs + i - 1) > column);
+    const auto crossing = hn::Xor(hn::VecFromMask(d, hn::LoadU(d, ys + i) > row),
+                                  hn::VecFromMask(d, hn::LoadU(d, ys + i - 1) > row));
+    const auto between = hn::And(crossing, hn::Xor(right_i, right_j));
+    if (hn::AllFalse(d, hn::MaskFromVec(between))) {
+      odd = hn::Xor(odd, hn::And(crossing, right_i));
+    } else {
+      for (int k = i; k < i + lanes; ++k) inside ^= flips(k, k - 1);
+    }
   }
-  return inside;
+  for (; i < count; ++i) inside ^= flips(i, i - 1);
+  return inside != (hn::CountTrue(d, hn::MaskFromVec(odd)) % 2 == 1);
 }
 
 void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count) {

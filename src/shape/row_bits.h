@@ -30,14 +30,7 @@ inline int last_bit(uint64_t word) {
 // Which of the 64 bytes equal `value`.
 inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
   const Full<uint8_t> d;
-  uint64_t bits = 0;
-  for (int x = 0; x < kWordBits; x += static_cast<int>(hn::Lanes(d))) {
-    uint64_t part = 0;
-    hn::StoreMaskBits(d, hn::LoadU(d, bytes + x) == hn::Set(d, value),
-                      reinterpret_cast<uint8_t*>(&part));
-    bits |= part << x;
-  }
-  return bits;
+  return bits_of_64(d, [&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
 }
 
 // The same for `count` bytes, 64 at most; the bits from `count` on are 0.
