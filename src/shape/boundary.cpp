@@ -36,18 +36,9 @@ HWY_INLINE void mark_vectors(D d, const uint8_t* above, uint8_t* out, size_t pit
 // Marks `count` pixels in each of kRows rows, of which the first is below the row `above`.
 template <int kRows>
 void mark_inside(const uint8_t* above, uint8_t* out, int count, size_t pitch) {
-  const Full<uint8_t> full;
-  const Block<uint8_t> block;
-  const hn::CappedTag<uint8_t, 1> single;
-  const int lanes = static_cast<int>(hn::Lanes(full));
-  int x = 0;
-  for (; x + lanes <= count; x += lanes) mark_vectors<kRows>(full, above + x, out + x, pitch);
-  for (; x + 16 <= count; x += 16) mark_vectors<kRows>(block, above + x, out + x, pitch);
-  if (x < count && count >= 16) {
-    x = count - 16;  // the last ones, some of them for the second time
-    return mark_vectors<kRows>(block, above + x, out + x, pitch);
-  }
-  for (; x < count; ++x) mark_vectors<kRows>(single, above + x, out + x, pitch);
+  for_each_vector<uint8_t>(static_cast<size_t>(std::max(count, 0)), [&](auto d, size_t x) {
+    mark_vectors<kRows>(d, above + x, out + x, pitch);
+  });
 }
 
 // On the image's border the rule differs, as intended: a neighbour must be exactly 0, and only
