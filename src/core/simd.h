@@ -337,27 +337,6 @@ HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
   }
 }
 
-// The masks of 64 bytes as bits, bit i for byte i; mask_at(x) is the mask of the bytes from x on.
-template <class D, class MaskAt>
-HWY_INLINE uint64_t bits_of_64(D d, MaskAt&& mask_at) {
-  static_assert(sizeof(hn::TFromD<D>) == 1);
-#if HWY_ARCH_X86
-  uint64_t bits = 0;
-  for (size_t x = 0; x < 64; x += hn::Lanes(d)) {
-    uint64_t part = 0;
-    hn::StoreMaskBits(d, mask_at(x), reinterpret_cast<uint8_t*>(&part));
-    bits |= part << x;
-  }
-  return bits;
-#else
-  // Each lane keeps the bit of its place among eight; pairwise sums bring eight lanes together.
-  const uint8x16_t places = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-  const auto part = [&](size_t x) { return vandq_u8(hn::VecFromMask(d, mask_at(x)).raw, places); };
-  const auto pairs = vpaddq_u8(vpaddq_u8(part(0), part(16)), vpaddq_u8(part(32), part(48)));
-  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(pairs, pairs)), 0);
-#endif
-}
-
 // Three channels in blocks of 48 bytes. Byte j of the block's part p belongs to channel (j + p) %
 // 3, so that two blends gather a channel's 16 bytes and a shuffle brings them in order, or the
 // other way round. arm64 has instructions for it.

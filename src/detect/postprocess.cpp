@@ -59,47 +59,43 @@ std::vector<BBox> candidates(const float* rows, int num_rows, int num_classes, f
   return found;
 }
 
-// The boxes of one class, best first, as one array for each edge.
-class Edges {
+// The boxes of one class, best first, as an array of each number.
+class Suppression {
  public:
-  Edges(const BBox* boxes, size_t count) : count_(count), values_(5, count + kSpare) {
+  Suppression(const BBox* boxes, size_t count) : count_(count), values_(kNumbers, pitch()) {
+    std::fill_n(values_.get(), kNumbers * pitch(), 0.0f);
     for (size_t i = 0; i < count; ++i) {
       const BBox& box = boxes[i];
-      x1()[i] = box.x1, y1()[i] = box.y1, x2()[i] = box.x2, y2()[i] = box.y2;
-      area()[i] = (box.x2 - box.x1) * (box.y2 - box.y1);
-    }
-    for (size_t i = count; i < count + kSpare; ++i) {
-      for (size_t k = 0; k < 5; ++k) array(k)[i] = 0.0f;
+      array(kX1)[i] = box.x1, array(kY1)[i] = box.y1, array(kX2)[i] = box.x2;
+      array(kY2)[i] = box.y2, array(kArea)[i] = (box.x2 - box.x1) * (box.y2 - box.y1);
     }
   }
 
-  // Marks what overlaps box `kept` by more than `threshold`: intersection over union, 0 unless the
-  // intersection has a width and a height.
-  void mark_overlaps(size_t kept, float threshold, uint8_t* suppressed) const {
+  bool is_suppressed(size_t i) { return array(kSuppressed)[i] != 0.0f; }
+
+  // Suppresses the boxes after `kept` that overlap it by more than `threshold`: intersection over
+  // union, 0 unless the intersection has a width and a height.
+  void suppress_overlaps(size_t kept, float threshold) {
     const Full<float> d;
-    const auto x1_kept = hn::Set(d, x1()[kept]), y1_kept = hn::Set(d, y1()[kept]),
-               x2_kept = hn::Set(d, x2()[kept]), y2_kept = hn::Set(d, y2()[kept]),
-               area_kept = hn::Set(d, area()[kept]), limit = hn::Set(d, threshold);
+    const auto of_kept = [&](Number k) { return hn::Set(d, array(k)[kept]); };
+    const auto x1 = of_kept(kX1), y1 = of_kept(kY1), x2 = of_kept(kX2), y2 = of_kept(kY2),
+               area = of_kept(kArea), limit = hn::Set(d, threshold);
     for (size_t i = kept + 1; i < count_; i += hn::Lanes(d)) {
-      const auto left = larger(x1_kept, hn::LoadU(d, x1() + i)),
-                 top = larger(y1_kept, hn::LoadU(d, y1() + i)),
-                 right = smaller(x2_kept, hn::LoadU(d, x2() + i)),
-                 bottom = smaller(y2_kept, hn::LoadU(d, y2() + i));
-      const auto shared = (right - left) * (bottom - top);
-      const auto united = area_kept + hn::LoadU(d, area() + i) - shared;
-      const auto meet = hn::And(right > left, bottom > top);
-      const auto overlap = hn::IfThenElseZero(meet, shared / united);
-      uint8_t bits[8] = {};
-      hn::StoreMaskBits(d, overlap > limit, bits);
-      for (size_t lane = 0; bits[0] != 0; ++lane, bits[0] = static_cast<uint8_t>(bits[0] >> 1)) {
-        suppressed[i + lane] |= bits[0] & 1;
-      }
+      const auto other = [&](Number k) { return hn::LoadU(d, array(k) + i); };
+      const auto width = smaller(x2, other(kX2)) - larger(x1, other(kX1)),
+                 height = smaller(y2, other(kY2)) - larger(y1, other(kY1));
+      const auto shared = width * height;
+      const auto overlap = hn::IfThenElseZero(hn::And(width > hn::Zero(d), height > hn::Zero(d)),
+                                              shared / (area + other(kArea) - shared));
+      hn::StoreU(hn::IfThenElse(overlap > limit, hn::Set(d, 1.0f), other(kSuppressed)), d,
+                 array(kSuppressed) + i);
     }
   }
-
-  static constexpr size_t kSpare = 16;  // whole vectors may be read past the last box
 
  private:
+  enum Number { kX1, kY1, kX2, kY2, kArea, kSuppressed, kNumbers };
+  static constexpr size_t kSpare = 16;  // whole vectors may pass the last box
+
   template <class V>
   static V larger(V a, V b) {
     return hn::IfThenElse(a < b, b, a);
@@ -108,18 +104,8 @@ class Edges {
   static V smaller(V a, V b) {
     return hn::IfThenElse(b < a, b, a);
   }
-  float* array(size_t k) { return values_.get() + k * (count_ + kSpare); }
-  const float* array(size_t k) const { return values_.get() + k * (count_ + kSpare); }
-  float* x1() { return array(0); }
-  float* y1() { return array(1); }
-  float* x2() { return array(2); }
-  float* y2() { return array(3); }
-  float* area() { return array(4); }
-  const float* x1() const { return array(0); }
-  const float* y1() const { return array(1); }
-  const float* x2() const { return array(2); }
-  const float* y2() const { return array(3); }
-  const float* area() const { return array(4); }
+  size_t pitch() const { return count_ + kSpare; }
+  float* array(Number k) { return values_.get() + k * pitch(); }
 
   size_t count_;
   Scratch<float> values_;
@@ -127,12 +113,11 @@ class Edges {
 
 // Appends the survivors of one class, whose boxes are sorted by falling score.
 void append_survivors(const BBox* sorted, size_t count, float threshold, std::vector<BBox>& boxes) {
-  const Edges edges(sorted, count);
-  std::vector<uint8_t> suppressed(count + Edges::kSpare);
+  Suppression suppression(sorted, count);
   for (size_t i = 0; i < count; ++i) {
-    if (suppressed[i] != 0) continue;
+    if (suppression.is_suppressed(i)) continue;
     boxes.push_back(sorted[i]);
-    edges.mark_overlaps(i, threshold, suppressed.data());
+    suppression.suppress_overlaps(i, threshold);
   }
 }
 
