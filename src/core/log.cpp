@@ -1,4 +1,5 @@
 // The one channel for messages: a replaceable sink, standard output until it is replaced.
+#include <atomic>
 #include <cstdio>
 
 #include "kelvra_cv.h"
@@ -10,7 +11,7 @@ void print_to_stdout(const char* format, va_list arguments) {
   std::vprintf(format, arguments);
 }
 
-void (*g_sink)(const char*, va_list) = print_to_stdout;
+std::atomic<void (*)(const char*, va_list)> g_sink = print_to_stdout;
 
 }  // namespace
 
@@ -19,7 +20,7 @@ void log_set_callback(void (*callback)(const char*, va_list)) {
 }
 
 void log_print(const char* format, ...) {
-  const auto sink = g_sink;
+  const auto sink = g_sink.load();
   if (sink == nullptr) return;
   va_list arguments;
   va_start(arguments, format);

@@ -1,11 +1,20 @@
 // YUV frames to ARGB pixels and to planar I420.
-#include <libyuv/convert.h>
 #include <libyuv/convert_argb.h>
+#include <libyuv/planar_functions.h>
 
+#include "core/rows.h"
 #include "frame/planes.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
+
+void detail::split_pairs(Plane<const uint8_t> uv, uint8_t* u, int u_stride, uint8_t* v,
+                         int v_stride, int width, int height) {
+  for_each_band(int64_t{2} * width, height, [&](int y, int rows) {
+    libyuv::SplitUVPlane(row_at(uv.data, y, uv.stride), uv.stride, row_at(u, y, u_stride), u_stride,
+                         row_at(v, y, v_stride), v_stride, width, rows);
+  });
+}
 
 using namespace detail;
 
@@ -47,8 +56,9 @@ void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char
   if (width < 1 || height < 1) return;
   const auto luma = flipped(y, y_stride, height, flip);
   const auto chroma = flipped(uv, uv_stride, chroma_size(height), flip);
-  libyuv::NV12ToI420(luma.data, luma.stride, chroma.data, chroma.stride, dst_y, dst_y_stride, dst_u,
-                     dst_u_stride, dst_v, dst_v_stride, width, height);
+  copy_plane(luma, dst_y, dst_y_stride, width, height);
+  split_pairs(chroma, dst_u, dst_u_stride, dst_v, dst_v_stride, chroma_size(width),
+              chroma_size(height));
 }
 
 void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,

@@ -1,5 +1,4 @@
 // Frames copied, mirrored and cropped.
-#include <libyuv/convert.h>
 #include <libyuv/planar_functions.h>
 
 #include <cstring>
@@ -10,6 +9,14 @@
 
 namespace KelvraCV {
 
+void detail::copy_plane(Plane<const uint8_t> from, uint8_t* to, int to_stride, int width,
+                        int height) {
+  for_each_band(width, height, [&](int y, int rows) {
+    libyuv::CopyPlane(row_at(from.data, y, from.stride), from.stride, row_at(to, y, to_stride),
+                      to_stride, width, rows);
+  });
+}
+
 using namespace detail;
 
 void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
@@ -17,12 +24,11 @@ void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int
                unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                int width, int height, bool flip) {
   if (width < 1 || height < 1) return;
-  const auto from_y = flipped(y, y_stride, height, flip);
-  const auto from_u = flipped(u, u_stride, chroma_size(height), flip);
-  const auto from_v = flipped(v, v_stride, chroma_size(height), flip);
-  libyuv::I420Copy(from_y.data, from_y.stride, from_u.data, from_u.stride, from_v.data,
-                   from_v.stride, dst_y, dst_y_stride, dst_u, dst_u_stride, dst_v, dst_v_stride,
-                   width, height);
+  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
+  const int chroma_width = chroma_size(width), chroma_height = chroma_size(height);
+  copy_plane(from.y, dst_y, dst_y_stride, width, height);
+  copy_plane(from.u, dst_u, dst_u_stride, chroma_width, chroma_height);
+  copy_plane(from.v, dst_v, dst_v_stride, chroma_width, chroma_height);
 }
 
 void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
@@ -30,11 +36,9 @@ void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, i
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                  int width, int height, bool flip) {
   if (width < 1 || height < 1) return;
-  const auto from_y = flipped(y, y_stride, height, flip);
-  const auto from_u = flipped(u, u_stride, chroma_size(height), flip);
-  const auto from_v = flipped(v, v_stride, chroma_size(height), flip);
-  libyuv::I420Mirror(from_y.data, from_y.stride, from_u.data, from_u.stride, from_v.data,
-                     from_v.stride, dst_y, dst_y_stride, dst_u, dst_u_stride, dst_v, dst_v_stride,
+  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
+  libyuv::I420Mirror(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
+                     from.v.stride, dst_y, dst_y_stride, dst_u, dst_u_stride, dst_v, dst_v_stride,
                      width, height);
 }
 
@@ -50,8 +54,8 @@ void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int
   const int64_t rows_below = int64_t{height} - crop_y - crop_height;
   if (int64_t{crop_x} * 4 + dst_stride > rows_below * src_stride + int64_t{width} * 4) return;
   for (int row = 0; row < crop_height; ++row) {
-    std::memcpy(row_at(dst, row, dst_stride), row_at(src, crop_y + row, src_stride) + crop_x * 4,
-                dst_stride);
+    std::memcpy(row_at(dst, row, dst_stride),
+                row_at(src, crop_y + row, src_stride) + size_t{4} * crop_x, dst_stride);
   }
 }
 

@@ -2,6 +2,8 @@
 #ifndef KELVRA_CV_FRAME_PLANES_H_
 #define KELVRA_CV_FRAME_PLANES_H_
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,10 +23,36 @@ Plane<Byte> flipped(Byte* data, int stride, int rows, bool flip) {
   return {data + static_cast<ptrdiff_t>(rows - 1) * stride, -stride};
 }
 
+// Calls work(first, count) for bands of rows that together have at most INT_MAX bytes each: libyuv
+// takes packed rows for one long row, whose length it keeps in an int.
+template <class Work>
+void for_each_band(int64_t row_bytes, int height, const Work& work) {
+  const int64_t most = std::max<int64_t>(INT_MAX / row_bytes, 1);
+  for (int64_t y = 0; y < height; y += most) {
+    work(static_cast<int>(y), static_cast<int>(std::min(most, height - y)));
+  }
+}
+
 // Rows (or columns) of a chroma plane that has half as many as the luma plane, rounded up.
 constexpr int chroma_size(int luma_size) {
   return luma_size / 2 + luma_size % 2;
 }
+
+// The planes of an I420 frame.
+struct I420 {
+  Plane<const uint8_t> y, u, v;
+};
+inline I420 flipped_i420(const uint8_t* y, int y_stride, const uint8_t* u, int u_stride,
+                         const uint8_t* v, int v_stride, int height, bool flip) {
+  return {flipped(y, y_stride, height, flip), flipped(u, u_stride, chroma_size(height), flip),
+          flipped(v, v_stride, chroma_size(height), flip)};
+}
+
+void copy_plane(Plane<const uint8_t> from, uint8_t* to, int to_stride, int width, int height);
+
+// Parts pairs into their first and their second bytes; `width` counts pairs.
+void split_pairs(Plane<const uint8_t> uv, uint8_t* u, int u_stride, uint8_t* v, int v_stride,
+                 int width, int height);
 
 }  // namespace KelvraCV::detail
 

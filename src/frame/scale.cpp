@@ -89,6 +89,10 @@ struct ArgbScaling {
   }
 
   void whole() const {
+    if (src_width == dst_width && src_height == dst_height) {
+      detail::copy_plane({src, src_stride}, dst, dst_stride, 4 * src_width, src_height);
+      return;
+    }
     libyuv::ARGBScale(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
                       dst_height, filter);
   }
@@ -119,14 +123,12 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
       !is_known(mode)) {
     return;
   }
-  const auto from_y = flipped(y, y_stride, src_height, flip);
-  const auto from_u = flipped(u, u_stride, chroma_size(src_height), flip);
-  const auto from_v = flipped(v, v_stride, chroma_size(src_height), flip);
+  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, src_height, flip);
   // A quotient of 32768 would overflow: one row less has the same chroma and the same middle.
-  const bool overflows = src_height == kLargestSize && dst_height == 1;
-  libyuv::I420Scale(from_y.data, from_y.stride, from_u.data, from_u.stride, from_v.data,
-                    from_v.stride, src_width, src_height - overflows, dst_y, dst_y_stride, dst_u,
-                    dst_u_stride, dst_v, dst_v_stride, dst_width, dst_height, filter(mode));
+  const int rows = src_height == kLargestSize && dst_height == 1 ? kLargestSize - 1 : src_height;
+  libyuv::I420Scale(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
+                    from.v.stride, src_width, rows, dst_y, dst_y_stride, dst_u, dst_u_stride, dst_v,
+                    dst_v_stride, dst_width, dst_height, filter(mode));
 }
 
 void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,

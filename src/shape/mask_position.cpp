@@ -18,12 +18,12 @@ int find_first(const uint8_t* bytes, int count, uint8_t wanted) {
 
 // The last index at or above `from` and below `count` whose byte is `wanted`, else from - 1.
 int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
-  constexpr int kBlock = 64;
+  constexpr int kAtOnce = 64;
   int last = count - 1;
-  for (; last - kBlock >= from; last -= kBlock) {
-    const uint8_t* block = bytes + last - (kBlock - 1);
+  for (; last - kAtOnce >= from; last -= kAtOnce) {
+    const uint8_t* some = bytes + last - (kAtOnce - 1);
     uint8_t hit = 0;
-    for (int i = 0; i < kBlock; ++i) hit |= block[i] == wanted;  // no early exit: it vectorises
+    for (int i = 0; i < kAtOnce; ++i) hit |= some[i] == wanted;  // no early exit: it vectorises
     if (hit != 0) break;
   }
   while (last >= from && bytes[last] != wanted) --last;
@@ -34,13 +34,13 @@ int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
 
 void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& bottom, int mode) {
   const uint8_t wanted = mode == 1 ? 0 : 255;
-  const int width = std::max(mask.width, 0), height = mask.height;
+  const int width = mask.width, height = width < 1 ? 0 : mask.height;
   const auto row = [&](int y) { return row_at<const uint8_t>(mask.data, y, mask.stride); };
   const auto row_has_one = [&](int y) { return find_first(row(y), width, wanted) < width; };
 
   int first_row = 0, last_row = height - 1;
   while (first_row <= last_row && !row_has_one(first_row)) ++first_row;
-  if (first_row > last_row || width == 0) {
+  if (first_row > last_row) {
     left = top = right = bottom = -1;
     return;
   }

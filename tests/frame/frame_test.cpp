@@ -1,6 +1,9 @@
 #include <libyuv.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 
 #include "support/images.h"
@@ -111,49 +114,59 @@ void expect_planes(Frame& out, const Samples& y, const Samples& u, const Samples
   EXPECT_EQ(Samples(out.v).bytes, v.bytes);
 }
 
-}  // namespace
-
 #define PLANE(p) (p).data(), (p).stride()
 
+struct Conversion {
+  const char* name;
+  void (*convert)(Frame& in, Plane& argb, int w, int h, bool flip);
+  void (*by_libyuv)(Frame& in, Plane& argb, int w, int h);
+};
+const Conversion kConversionsToArgb[] = {
+    {"convert_i420_argb",  // the third plane is U, the second V
+     [](Frame& in, Plane& argb, int w, int h, bool flip) {
+       convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h, flip);
+     },
+     [](Frame& in, Plane& argb, int w, int h) {
+       libyuv::I420ToARGB(PLANE(in.y), PLANE(in.v), PLANE(in.u), PLANE(argb), w, h);
+     }},
+    {"convert_yv12_argb",
+     [](Frame& in, Plane& argb, int w, int h, bool flip) {
+       convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h, flip);
+     },
+     [](Frame& in, Plane& argb, int w, int h) {
+       libyuv::I420ToARGB(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h);
+     }},
+    {"convert_nv12_argb",
+     [](Frame& in, Plane& argb, int w, int h, bool flip) {
+       convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h, flip);
+     },
+     [](Frame& in, Plane& argb, int w, int h) {
+       libyuv::NV12ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h);
+     }},
+    {"convert_nv21_argb",
+     [](Frame& in, Plane& argb, int w, int h, bool flip) {
+       convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h, flip);
+     },
+     [](Frame& in, Plane& argb, int w, int h) {
+       libyuv::NV21ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h);
+     }}};
+
+}  // namespace
+
 TEST(Frames, ConversionsToArgb) {
-  for (const Case& test : cases()) {
-    Frame in(test);
-    const int w = test.width, h = test.height;
-    const auto expect = [&](const char* name, auto convert, auto libyuv_convert) {
-      Plane ours(w, h, 4, test.guard), theirs(w, h, 4, test.guard);
-      convert(ours);
-      libyuv_convert(theirs);
-      EXPECT_EQ(Samples(ours).bytes, Samples(theirs).flipped(test.flip).bytes)
-          << name << " " << w << " x " << h << (test.flip ? " flipped" : "");
-    };
-    expect(
-        "i420: the third plane is U, the second V",
-        [&](Plane& out) {
-          convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, test.flip);
-        },
-        [&](Plane& out) {
-          libyuv::I420ToARGB(PLANE(in.y), PLANE(in.v), PLANE(in.u), PLANE(out), w, h);
-        });
-    expect(
-        "yv12: the second plane is U, the third V",
-        [&](Plane& out) {
-          convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, test.flip);
-        },
-        [&](Plane& out) {
-          libyuv::I420ToARGB(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h);
-        });
-    expect(
-        "nv12",
-        [&](Plane& out) {
-          convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, test.flip);
-        },
-        [&](Plane& out) { libyuv::NV12ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h); });
-    expect(
-        "nv21",
-        [&](Plane& out) {
-          convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, test.flip);
-        },
-        [&](Plane& out) { libyuv::NV21ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h); });
+  for (const auto& [name, convert, by_libyuv] : kConversionsToArgb) {
+    for (const auto& [w, h, guard, flip] : cases()) {
+      Frame in(w, h, guard, 1);
+      Plane ours(w, h, 4, guard), theirs(w, h, 4, guard);
+      convert(in, ours, w, h, flip);
+      by_libyuv(in, theirs, w, h);
+      EXPECT_EQ(Samples(ours).bytes, Samples(theirs).flipped(flip).bytes)
+          << name << " " << w << " x " << h << (flip ? " flipped" : "");
+    }
+    Frame in(70, 35, Guard::kAfter, 1);
+    Plane argb(70, 35, 4, Guard::kAfter);
+    convert(in, argb, 70, 35, convert == kConversionsToArgb[3].convert);
+    expect_golden(name, Samples(argb).bytes);
   }
 }
 
@@ -322,72 +335,110 @@ TEST(Frames, Scaling) {
   }
 }
 
-TEST(Frames, Golden) {
-  const int w = 70, h = 35;
-  Frame in(w, h, Guard::kAfter, 1);
-  const auto expect = [](const std::string& name, auto convert) {
-    Plane argb(w, h, 4, Guard::kAfter);
-    convert(argb);
-    expect_golden(name, Samples(argb).bytes);
-  };
-  expect("convert_i420_argb", [&](Plane& out) {
-    convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, false);
-  });
-  expect("convert_yv12_argb", [&](Plane& out) {
-    convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(out), w, h, false);
-  });
-  expect("convert_nv12_argb", [&](Plane& out) {
-    convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, false);
-  });
-  expect("convert_nv21_argb",
-         [&](Plane& out) { convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(out), w, h, true); });
-}
-
 TEST(Frames, BadScalingArgumentsWriteNothing) {
   std::vector<uint8_t> in(400), out(400, 7);
-  uint8_t* const p = in.data();
-  uint8_t* const q = out.data();
-  const auto yuv = [&](uint8_t* y, uint8_t* v, int sw, int sh, uint8_t* to_u, int dw, int dh) {
-    scale_i420(y, 8, p, 4, v, 4, sw, sh, q, 8, to_u, 4, q, 4, dw, dh, SCALE_BOX, true);
+  uint8_t *const p = in.data(), *const q = out.data();
+  // The sizes of the source, those of the destination, and the clip.
+  const auto scale = [&](const std::array<int, 8>& n, ScaleMode mode = SCALE_BOX) {
+    scale_argb(p, 32, n[0], n[1], q, 16, n[2], n[3], n[4], n[5], n[6], n[7], mode);
+    if (n[4] + int64_t{n[6]} != 4 || n[5] + int64_t{n[7]} != 4) return;
+    scale_i420(p, 8, p, 4, p, 4, n[0], n[1], q, 8, q, 4, q, 4, n[2], n[3], mode, true);
   };
-  yuv(nullptr, p, 8, 8, q, 4, 4);
-  yuv(p, nullptr, 8, 8, q, 4, 4);
-  yuv(p, p, 8, 8, nullptr, 4, 4);
-  for (const int bad : {0, -8, 32769, -32769, INT_MIN, INT_MAX}) {
-    yuv(p, p, bad, 8, q, 4, 4);
-    yuv(p, p, 8, bad, q, 4, 4);
-    scale_argb(p, 32, bad, 8, q, 16, 4, 4, 0, 0, 4, 4, SCALE_BILINEAR);
-    scale_argb(p, 32, 8, bad, q, 16, 4, 4, 0, 0, 4, 4, SCALE_BILINEAR);
-    if (bad > 0) continue;
-    yuv(p, p, 8, 8, q, bad, 4);
-    yuv(p, p, 8, 8, q, 4, bad);
-    scale_argb(p, 32, 8, 8, q, 16, bad, 4, 0, 0, 1, 1, SCALE_BILINEAR);
+  const std::vector<int> sizes{0, -8, -32769, INT_MIN, 32769, INT_MAX};
+  const std::vector<int> bad[8] = {sizes,
+                                   sizes,
+                                   {0, -8, INT_MIN},
+                                   {0, -8, INT_MIN},
+                                   {-1, 1, INT_MAX},
+                                   {-1, 1, INT_MAX},
+                                   {0, -1, 5, INT_MAX},
+                                   {0, -1, 5, INT_MAX}};
+  for (size_t i = 0; i < 8; ++i) {
+    for (const int value : bad[i]) {
+      std::array<int, 8> numbers{8, 8, 4, 4, 0, 0, 4, 4};
+      numbers[i] = value;
+      scale(numbers);
+    }
   }
-  for (const auto& [x, y, w, h] : std::vector<std::array<int, 4>>{{-1, 0, 2, 2},
-                                                                  {0, -1, 2, 2},
-                                                                  {0, 0, 0, 2},
-                                                                  {0, 0, 2, 0},
-                                                                  {0, 0, 5, 4},
-                                                                  {1, 0, 4, 4},
-                                                                  {0, 1, 4, 4},
-                                                                  {4, 4, 1, 1},
-                                                                  {2, 2, INT_MAX, 1},
-                                                                  {INT_MAX, 0, 1, 1}}) {
-    scale_argb(p, 32, 8, 8, q, 16, 4, 4, x, y, w, h, SCALE_NONE);
-  }
-  for (const int mode : {-1, 4}) {
-    scale_argb(p, 32, 8, 8, q, 16, 4, 4, 0, 0, 4, 4, static_cast<ScaleMode>(mode));
-    scale_i420(p, 8, p, 4, p, 4, 8, 8, q, 4, q, 2, q, 2, 4, 4, static_cast<ScaleMode>(mode), false);
-  }
-  // The first byte would be written: a clip may be 32768 pixels wide.
-  scale_argb(p, 32, 8, 8, q, 16, 40000, 1, 0, 0, 32769, 1, SCALE_NONE);
+  for (const int mode : {-1, 4}) scale({8, 8, 4, 4, 0, 0, 4, 4}, static_cast<ScaleMode>(mode));
+  scale({8, 8, 40000, 1, 0, 0, 32769, 1});  // a clip may be 32768 pixels wide
+  scale_i420(nullptr, 8, p, 4, p, 4, 8, 8, q, 8, q, 4, q, 4, 4, 4, SCALE_BOX, true);
+  scale_i420(p, 8, p, 4, nullptr, 4, 8, 8, q, 8, q, 4, q, 4, 4, 4, SCALE_BOX, true);
+  scale_i420(p, 8, p, 4, p, 4, 8, 8, q, 8, nullptr, 4, q, 4, 4, 4, SCALE_BOX, true);
   EXPECT_EQ(out, std::vector<uint8_t>(400, 7));
+}
+
+// Rows a gigabyte apart, in address space of which little is touched: strides times rows exceed 32
+// bits, and results are those of the same frame with near rows.
+TEST(Frames, PlanesBeyondTwoGigabytes) {
+  constexpr int kFar = 1 << 30, w = 5, h = 6;
+  std::vector<uint8_t*> far;
+  for (int i = 0; i < 6; ++i) {
+    void* const space = mmap(nullptr, size_t{kFar} * h, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (space == MAP_FAILED) GTEST_SKIP() << "no address space";
+    far.push_back(static_cast<uint8_t*>(space));
+  }
+  const auto copy = [](const uint8_t* from, int from_stride, uint8_t* to, int to_stride) {
+    for (int y = 0; y < h; ++y) {
+      std::copy_n(from + ptrdiff_t{y} * from_stride, 4 * h, to + ptrdiff_t{y} * to_stride);
+    }
+  };
+  const std::vector<uint8_t> near = noise(24 * h);
+  for (int i = 0; i < 3; ++i) copy(near.data(), 24, far[i], kFar);
+  for (const RotationMode mode : {ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270}) {
+    const auto expect = [&](const char* name, const auto& rotate) {
+      std::vector<uint8_t> want[3];
+      for (auto& plane : want) plane.assign(24 * h, 0);
+      for (int i = 3; i < 6; ++i) copy(want[0].data(), 24, far[i], kFar);
+      const uint8_t* const from = near.data();
+      rotate(from, from, from, 24, want[0].data(), want[1].data(), want[2].data(), 24);
+      rotate(far[0], far[1], far[2], kFar, far[3], far[4], far[5], kFar);
+      for (int i = 0; i < 3; ++i) {
+        std::vector<uint8_t> got(24 * h);
+        copy(far[3 + i], kFar, got.data(), 24);
+        EXPECT_EQ(got, want[i]) << name << " by " << mode;
+      }
+    };
+    expect("argb", [&](auto a, auto, auto, int stride, auto b, auto, auto, int to_stride) {
+      rotate_argb(a, stride, b, to_stride, w, h, mode, true);
+    });
+    expect("i420", [&](auto y, auto u, auto v, int n, auto dst_y, auto dst_u, auto dst_v, int to) {
+      rotate_i420(y, n, u, n, v, n, dst_y, to, dst_u, to, dst_v, to, w, h, mode, false);
+    });
+    expect("nv12", [&](auto y, auto uv, auto, int n, auto dst_y, auto dst_u, auto dst_v, int to) {
+      rotate_nv12(y, n, uv, n, dst_y, to, dst_u, to, dst_v, to, w, h, mode, true);
+    });
+  }
+  for (uint8_t* const space : far) munmap(space, size_t{kFar} * h);
+}
+
+// Packed rows of more than 2^31 bytes, which are 64 MiB over and over.
+TEST(Frames, PackedPlanesBeyondTwoGigabytes) {
+  constexpr size_t kUnit = size_t{1} << 26, kUnits = 33;
+  constexpr int w = 1 << 16, h = (1 << 15) + 8;
+  const auto repeated = [] {
+    const int file = memfd_create("plane", 0);
+    EXPECT_EQ(ftruncate(file, kUnit), 0);
+    auto* const space = static_cast<uint8_t*>(
+        mmap(nullptr, kUnit * kUnits, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    for (size_t i = 0; i < kUnits; ++i) {
+      mmap(space + i * kUnit, kUnit, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0);
+    }
+    close(file);
+    return space;
+  };
+  uint8_t *const from = repeated(), *const to = repeated();
+  std::copy_n(noise(kUnit / 64).data(), kUnit / 64, from + kUnit / 2);
+  copy_i420(from, w, from, w / 2, from, w / 2, to, w, to, w / 2, to, w / 2, w, h, false);
+  EXPECT_TRUE(std::equal(from, from + kUnit, to));
+  munmap(from, kUnit * kUnits);
+  munmap(to, kUnit * kUnits);
 }
 
 TEST(Frames, EmptySizesAndUnknownRotationsWriteNothing) {
   std::vector<uint8_t> in(64), out(64, 7);
-  uint8_t* const p = in.data();
-  uint8_t* const q = out.data();
+  uint8_t *const p = in.data(), *const q = out.data();
   for (const auto& [w, h] : {std::pair{4, 0}, {0, 4}, {4, -4}, {-4, 4}}) {
     convert_i420_argb(p, 4, p, 2, p, 2, q, 16, w, h, true);
     convert_yv12_argb(p, 4, p, 2, p, 2, q, 16, w, h, false);
