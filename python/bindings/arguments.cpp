@@ -9,15 +9,20 @@ namespace {
 // Rows, and bytes in a row: the library counts in ints, and may add a few.
 constexpr py::ssize_t kMost = 1 << 30;
 
-std::string shape_text(const py::array& array) {
-  return text(array.attr("shape"));
+std::string shape_text(const Shape& shape) {
+  std::string lengths;
+  for (const auto length : shape) {
+    lengths += (lengths.empty() ? "" : ", ") + (length < 0 ? "n" : std::to_string(length));
+  }
+  return "(" + lengths + (shape.size() == 1 ? ",)" : ")");
 }
 
 // What came, in a few words: an array's type and shape, or a short value and its type.
 std::string description(py::handle value) {
   if (py::isinstance<py::array>(value)) {
     const auto array = py::reinterpret_borrow<py::array>(value);
-    return text(array.dtype()) + " array of shape " + shape_text(array);
+    return text(array.dtype()) + " array of shape " +
+           shape_text(Shape(array.shape(), array.shape() + array.ndim()));
   }
   if (value.is_none()) return "None";
   const std::string type = text(py::type::handle_of(value).attr("__name__"));
@@ -171,7 +176,7 @@ Result::Result(py::handle out, const Shape& shape, Rows rows,
     target_ = py::array(type, shape);
     if (before == Before::kKept) assign(target_, py::int_(0));
   } else {
-    const std::string wanted = text(type) + " array of shape " + text(py::tuple(py::cast(shape)));
+    const std::string wanted = text(type) + " array of shape " + shape_text(shape);
     if (!py::isinstance<py::array>(out)) reject_type(name, out, wanted);
     target_ = py::reinterpret_borrow<py::array>(out);
     if (!has_type(target_, type)) reject_type(name, out, wanted);
@@ -281,11 +286,7 @@ std::vector<int> to_ints(py::handle value, const char* name, size_t count) {
 }
 
 py::array_t<float> to_floats(py::handle value, const char* name, const Shape& shape) {
-  std::string lengths;
-  for (const auto length : shape) {
-    lengths += (lengths.empty() ? "" : ", ") + (length < 0 ? "n" : std::to_string(length));
-  }
-  const std::string wanted = "numbers of shape (" + lengths + (shape.size() == 1 ? ",)" : ")");
+  const std::string wanted = "numbers of shape " + shape_text(shape);
   const py::array array = to_array(value, name, wanted);
   if (!is_number(array, "iuf")) reject_type(name, array, wanted);
   bool fits = static_cast<size_t>(array.ndim()) == shape.size();

@@ -14,6 +14,7 @@ void bind_shapes(pybind11::module_& module);
 void bind_detection(pybind11::module_& module);
 void bind_frames(pybind11::module_& module);
 void bind_files(pybind11::module_& module);
+void bind_chains(pybind11::module_& module);
 
 }  // namespace bindings
 

@@ -16,4 +16,5 @@ PYBIND11_MODULE(_core, module) {
   bindings::bind_detection(module);
   bindings::bind_frames(module);
   bindings::bind_files(module);
+  bindings::bind_chains(module);
 }
