@@ -8,6 +8,7 @@
 
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -43,6 +44,40 @@ HWY_INLINE void for_each_vector(size_t count, Body&& body) {
   if (walk(Full<T>())) return;
   if (hn::Lanes(Full<T>()) > hn::Lanes(Block<T>()) && walk(Block<T>())) return;
   for (size_t x = 0; x < count; ++x) body(hn::CappedTag<T, 1>(), x);
+}
+
+// Vectors side by side, for loops that want several in flight.
+template <class D, int kVectors>
+struct VectorGroup {
+  using Tag = D;
+  static constexpr size_t kLanes = kVectors * hn::MaxLanes(D());
+
+  HWY_INLINE static VectorGroup load(const hn::TFromD<D>* from) {
+    VectorGroup group;
+    for (int i = 0; i < kVectors; ++i) group.v[i] = hn::LoadU(D(), from + i * hn::MaxLanes(D()));
+    return group;
+  }
+  HWY_INLINE void store(hn::TFromD<D>* to) const {
+    for (int i = 0; i < kVectors; ++i) hn::StoreU(v[i], D(), to + i * hn::MaxLanes(D()));
+  }
+  hn::Vec<D> v[kVectors];
+};
+
+template <class T>
+using Wide = VectorGroup<Full<T>, 64 / sizeof(T) / hn::MaxLanes(Full<T>())>;
+
+// for_each_vector by groups of 64 bytes first and single vectors then. Calls body(group, x): the
+// group tells the type, it has no value.
+template <class T, class Body>
+HWY_INLINE void for_each_group(size_t count, Body&& body) {
+  using Single = VectorGroup<Full<T>, 1>;
+  if (count < Single::kLanes) {
+    for_each_vector<T>(count, [&](auto d, size_t x) { body(VectorGroup<decltype(d), 1>(), x); });
+    return;
+  }
+  size_t x = 0;
+  for (; x + Wide<T>::kLanes <= count; x += Wide<T>::kLanes) body(Wide<T>(), x);
+  for (; x < count; x += Single::kLanes) body(Single(), std::min(x, count - Single::kLanes));
 }
 
 // Stores the first `count` lanes, at most all of them, and touches nothing behind them.

@@ -1,13 +1,16 @@
 // Gaussian blurs of 3 x 3 and 5 x 5 pixels with binomial weights in integers.
 //
-// Rows are blurred along into a few rows that rotate, then those across. Both passes are the same
+// Horizontal, then vertical pass (separable), over a few rows that rotate. Both passes are the same
 // function of three or five pointers: into one row, or to as many rows. Both truncate to bytes.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include "core/rows.h"
 #include "core/scratch.h"
+#include "core/simd.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -15,57 +18,55 @@ namespace {
 
 using namespace detail;
 
-// (a + b + 1) >> 1, one instruction on vectors of bytes. Of complements it is the complement of
-// (a + b) >> 1, so both formulas below are computed on complements and never leave bytes.
-inline uint8_t mean(uint8_t a, uint8_t b) {
-  return static_cast<uint8_t>((a + b + 1) >> 1);
-}
-inline uint8_t complement(uint8_t a) {
-  return static_cast<uint8_t>(~a);
-}
-
 // (a + 2 b + c) >> 2 = ((a + c >> 1) + b) >> 1: halves that are rounded down nest.
 struct Binomial3 {
-  static constexpr int kTaps = 3;
-  static uint8_t of(uint8_t a, uint8_t b, uint8_t c) {
-    return complement(mean(mean(complement(a), complement(c)), complement(b)));
-  }
-  static uint8_t at(const uint8_t* const* taps) { return of(*taps[0], *taps[1], *taps[2]); }
-  static void across(const uint8_t* const* taps, uint8_t* __restrict out, int count) {
-    const uint8_t *a = taps[0], *b = taps[1], *c = taps[2];
-    for (int x = 0; x < count; ++x) out[x] = of(a[x], b[x], c[x]);
+  static constexpr int kTaps = 3, kWeights[kTaps] = {1, 2, 1};
+  template <class V>
+  HWY_INLINE static V of(const V (&taps)[kTaps]) {
+    return average_down(average_down(taps[0], taps[2]), taps[1]);
   }
 };
 
 // (a + 4 b + 6 c + 4 d + e) >> 4 = (b + d + c + outer) >> 2 with outer = ((a + e >> 1) + c) >> 1.
-// Halving b + d and c + outer first loses one if both are odd, which matters if the halves' sum is
-// odd, too. Parities of sums are those of their complements.
+// Halving b + d and c + outer first loses a quarter each if they are odd, and so one of the halves'
+// sum if both are. It is added to the second half, which then is at most 254.
 struct Binomial5 {
-  static constexpr int kTaps = 5;
-  static uint8_t of(uint8_t a, uint8_t b, uint8_t c, uint8_t d, uint8_t e) {
-    b = complement(b), c = complement(c), d = complement(d);
-    const uint8_t outer = mean(mean(complement(a), complement(e)), c);
-    const uint8_t inner = mean(b, d), middle = mean(c, outer);
-    const auto lost = static_cast<uint8_t>((b ^ d) & (c ^ outer) & (inner ^ middle) & 1);
-    return static_cast<uint8_t>(complement(mean(inner, middle)) + lost);
-  }
-  static uint8_t at(const uint8_t* const* taps) {
-    return of(*taps[0], *taps[1], *taps[2], *taps[3], *taps[4]);
-  }
-  static void across(const uint8_t* const* taps, uint8_t* __restrict out, int count) {
-    const uint8_t *a = taps[0], *b = taps[1], *c = taps[2], *d = taps[3], *e = taps[4];
-    for (int x = 0; x < count; ++x) out[x] = of(a[x], b[x], c[x], d[x], e[x]);
+  static constexpr int kTaps = 5, kWeights[kTaps] = {1, 4, 6, 4, 1};
+  template <class V>
+  HWY_INLINE static V of(const V (&taps)[kTaps]) {
+    const V b = taps[1], c = taps[2], d = taps[3];
+    const V outer = average_down(average_down(taps[0], taps[4]), c);
+    const V odd = hn::And(hn::Xor(b, d), hn::Xor(c, outer));
+    const V lost = hn::And(odd, hn::Set(hn::DFromV<V>(), 1));
+    return average_down(average_down(b, d), average_down(c, outer) + lost);
   }
 };
 
-// The result at x of a row whose ends are replicated.
+template <class Kernel>
+using Taps = std::array<const uint8_t*, Kernel::kTaps>;
+
+// Results from the rows at `taps`, or from one row at as many offsets.
+template <class Kernel>
+HWY_FLATTEN void blur_row(Taps<Kernel> taps, uint8_t* out, int count) {
+  for_each_group<uint8_t>(count, [=](auto group, size_t x) {
+    for (size_t i = 0; i < std::size(group.v); ++i) {
+      hn::Vec<typename decltype(group)::Tag> samples[Kernel::kTaps];
+      for (int j = 0; j < Kernel::kTaps; ++j) samples[j] = group.load(taps[j] + x).v[i];
+      group.v[i] = Kernel::of(samples);
+    }
+    group.store(out + x);
+  });
+}
+
+// The result at x of a row whose ends are replicated, by the weights, whose sum is 4 or 16.
 template <class Kernel>
 uint8_t at_edge(const uint8_t* row, int x, int width) {
-  const uint8_t* taps[Kernel::kTaps];
-  for (int i = 0; i < Kernel::kTaps; ++i) {
-    taps[i] = row + std::clamp(x + i - Kernel::kTaps / 2, 0, width - 1);
+  constexpr int kTaps = Kernel::kTaps;
+  int sum = 0;
+  for (int i = 0; i < kTaps; ++i) {
+    sum += Kernel::kWeights[i] * row[std::clamp(x + i - kTaps / 2, 0, width - 1)];
   }
-  return Kernel::at(taps);
+  return static_cast<uint8_t>(sum >> (kTaps - 1));
 }
 
 template <class Kernel>
@@ -73,9 +74,9 @@ void blur_along(const uint8_t* row, uint8_t* out, int width) {
   constexpr int kRadius = Kernel::kTaps / 2;
   const int left = std::min(kRadius, width), right = std::max(left, width - kRadius);
   for (int x = 0; x < left; ++x) out[x] = at_edge<Kernel>(row, x, width);
-  const uint8_t* taps[Kernel::kTaps];
+  Taps<Kernel> taps;
   for (int i = 0; i < Kernel::kTaps; ++i) taps[i] = row + i;
-  Kernel::across(taps, out + left, right - left);
+  blur_row<Kernel>(taps, out + left, right - left);
   for (int x = right; x < width; ++x) out[x] = at_edge<Kernel>(row, x, width);
   if constexpr (Kernel::kTaps == 5) {
     // On purpose: the last column is formed from the three before it, without its own pixel.
@@ -97,9 +98,9 @@ void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_strid
     for (; known < height && known <= y + kRadius; ++known) {
       blur_along<Kernel>(row_at(src, known, src_stride), place_of(known), width);
     }
-    const uint8_t* taps[kTaps];
+    Taps<Kernel> taps;
     for (int i = 0; i < kTaps; ++i) taps[i] = place_of(std::clamp(y + i - kRadius, 0, height - 1));
-    Kernel::across(taps, row_at(dst, y, dst_stride), width);
+    blur_row<Kernel>(taps, row_at(dst, y, dst_stride), width);
   }
 }
 

@@ -1,13 +1,15 @@
-// Maximum and minimum over a square window, which dilate and erode masks.
+// Maximum and minimum over a square window: morphological dilation and erosion.
 //
 // Along a line, the samples are split into blocks of n = 2 radius + 1 from its start, the last one
 // holding the rest. Most results are the extreme of the whole window. At the ends they are not
 // those of a clipped window, deliberately: among the first `radius` samples a result covers
 // sample 0 to x, and among the last `radius` ones x to the end of the block that x is in.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -20,127 +22,83 @@ namespace {
 using namespace detail;
 
 struct Max {
-  static constexpr uint8_t kNeutral = 0;
-  uint8_t operator()(uint8_t a, uint8_t b) const { return a > b ? a : b; }
-  template <class V>
-  V of_vectors(V a, V b) const {
-    return hn::Max(a, b);
+  template <class Group>
+  HWY_INLINE Group operator()(Group a, const Group& b) const {
+    for (size_t i = 0; i < std::size(a.v); ++i) a.v[i] = hn::Max(a.v[i], b.v[i]);
+    return a;
   }
 };
 struct Min {
-  static constexpr uint8_t kNeutral = 255;
-  uint8_t operator()(uint8_t a, uint8_t b) const { return a < b ? a : b; }
-  template <class V>
-  V of_vectors(V a, V b) const {
-    return hn::Min(a, b);
+  template <class Group>
+  HWY_INLINE Group operator()(Group a, const Group& b) const {
+    for (size_t i = 0; i < std::size(a.v); ++i) a.v[i] = hn::Min(a.v[i], b.v[i]);
+    return a;
   }
 };
 
-// Rows of scratch have room for a vector more, so that loops over them need no scalar end.
-constexpr int kPadding = 64;
+// The extremes of kTaps rows, or of one row at as many offsets.
+template <class Op, int kTaps>
+HWY_FLATTEN void extremes(const std::array<const uint8_t*, kTaps>& taps, uint8_t* out, int count) {
+  for_each_group<uint8_t>(count, [=](auto group, size_t x) {
+    auto extreme = group.load(taps[0] + x);
+    for (int i = 1; i < kTaps; ++i) extreme = Op()(extreme, group.load(taps[i] + x));
+    extreme.store(out + x);
+  });
+}
 
-// out[x] = Op of a[x] and b[x], all rows of scratch. `out` may be `a`. If `b` lies ahead of it in
-// the same row, nothing is read after it is written; if behind, what is read may cover more
-// already.
+// The extremes of windows of n samples from those of windows of `length`, kTaps of which cover n:
+// side by side, but for the last, which ends where the window does.
+template <class Op, int kTaps>
+void widen(const uint8_t* windows, int length, int n, uint8_t* out, int count) {
+  std::array<const uint8_t*, kTaps> taps;
+  for (int i = 0; i < kTaps; ++i) taps[i] = windows + std::min(i * length, n - length);
+  extremes<Op, kTaps>(taps, out, count);
+}
+
+// The running extreme of `count` samples from `row` on, in steps of 1 or -1.
 template <class Op>
-void combine(const uint8_t* a, const uint8_t* b, uint8_t* out, int count) {
-  const Full<uint8_t> d;
-  for (int x = 0; x < count; x += static_cast<int>(hn::Lanes(d))) {
-    hn::StoreU(Op().of_vectors(hn::LoadU(d, a + x), hn::LoadU(d, b + x)), d, out + x);
+void running_extreme(const uint8_t* row, uint8_t* out, int count, int step) {
+  const Block<uint8_t> d;
+  VectorGroup<Block<uint8_t>, 1> extreme{{hn::Set(d, *row)}};
+  for (int i = 0; i < count; ++i, row += step, out += step) {
+    extreme = Op()(extreme, {{hn::Set(d, *row)}});
+    *out = hn::GetLane(extreme.v[0]);
   }
 }
 
-// Calls `vector(x)` for whole vectors that cover 0 … count - 1, the last two overlapping, or
-// `scalar(x)` where there is not even one.
-template <class Vector, class Scalar>
-HWY_INLINE void for_each_vector(int count, Vector vector, Scalar scalar) {
-  const int lanes = static_cast<int>(hn::Lanes(Full<uint8_t>()));
-  if (count < lanes) {
-    for (int x = 0; x < count; ++x) scalar(x);
-    return;
-  }
-  for (int x = 0; x < count - lanes; x += lanes) vector(x);
-  vector(count - lanes);
-}
-
-// The same into a caller's row.
+// Each of the `count` rows above `row` becomes the extreme of itself and all below it to `row`.
 template <class Op>
-void combine_exactly(const uint8_t* a, const uint8_t* b, uint8_t* out, int count) {
-  const Full<uint8_t> d;
-  for_each_vector(
-      count,
-      [=](int x) {
-        hn::StoreU(Op().of_vectors(hn::LoadU(d, a + x), hn::LoadU(d, b + x)), d, out + x);
-      },
-      [=](int x) { out[x] = Op()(a[x], b[x]); });
-}
-
-// The extremes of `length` samples, 3 or 4, that start at x, of a caller's row.
-template <class Op>
-void first_windows(const uint8_t* row, uint8_t* out, int width, int length) {
-  const Full<uint8_t> d;
-  const uint8_t* end = row + length - 2;  // the last two samples of the first window
-  for_each_vector(
-      width + 1 - length,
-      [=](int x) {
-        const auto start2 = Op().of_vectors(hn::LoadU(d, row + x), hn::LoadU(d, row + 1 + x));
-        const auto end2 = Op().of_vectors(hn::LoadU(d, end + x), hn::LoadU(d, end + 1 + x));
-        hn::StoreU(Op().of_vectors(start2, end2), d, out + x);
-      },
-      [=](int x) { out[x] = Op()(Op()(row[x], row[x + 1]), Op()(end[x], end[x + 1])); });
-}
-
-// out[x] = the extreme of row[0] to row[x]. The stretch that ends at x doubles in every step.
-template <class Op>
-void extremes_from_start(const uint8_t* row, uint8_t* scratch, uint8_t* out, int count) {
-  std::memcpy(scratch, row, count);
-  for (int step = 1; step < count; step *= 2) {
-    combine<Op>(scratch + step, scratch, scratch + step, count - step);
-  }
-  std::memcpy(out, scratch, count);
-}
-
-// out[x] = the extreme of row[x] to row[count - 1].
-template <class Op>
-void extremes_to_end(const uint8_t* row, uint8_t* scratch, uint8_t* out, int count) {
-  std::memcpy(scratch, row, count);
-  std::memset(scratch + count, Op::kNeutral, kPadding);
-  for (int step = 1; step < count; step *= 2) {
-    combine<Op>(scratch, scratch + step, scratch, count - step);
-  }
-  std::memcpy(out, scratch, count);
-}
-
-// The extremes along one row. Windows that start at x are widened to twice their length, step by
-// step and in place, and to n at last.
-template <class Op>
-void extremes_along(const uint8_t* row, uint8_t* windows, uint8_t* out, int width, int radius) {
-  const int n = 2 * radius + 1;
-  if (n == 3) {
-    first_windows<Op>(row, out + radius, width, 3);
-  } else {
-    first_windows<Op>(row, windows, width, 4);
-    int length = 4;
-    for (; 2 * length <= n; length *= 2) {
-      combine<Op>(windows, windows + length, windows, width + 1 - 2 * length);
+HWY_FLATTEN void extend_up(uint8_t* row, size_t pitch, int count, int width) {
+  for_each_group<uint8_t>(width, [=](auto group, size_t x) {
+    uint8_t* above = row + x;
+    auto extreme = group.load(above);
+    for (int i = 0; i < count; ++i) {
+      extreme = Op()(extreme, group.load(above -= pitch));
+      extreme.store(above);
     }
-    combine<Op>(windows, windows + (n - length), out + radius, width + 1 - n);
-  }
-
-  // The last `radius` columns hold one end of a block at most, but for that of the last one.
-  const int last_block = (width - 1) / n * n, first = width - radius;
-  extremes_from_start<Op>(row, windows, out, radius);
-  if (first < last_block) {
-    extremes_to_end<Op>(row + first, windows, out + first, last_block - first);
-  }
-  const int rest = std::max(first, last_block);
-  extremes_to_end<Op>(row + rest, windows, out + rest, width - rest);
+  });
 }
 
-// Walks blocks of n rows: `block` holds the extremes along the rows of one block and, once they are
-// known, those from each row to the block's end. `running` is the extreme from a block's first row
-// to the newest one. A row's place in `block` is free for the next block's row as soon as the
-// window that starts there is done, so n rows are all that is kept.
+// Takes the `count` rows from `row` on into the running extreme, one after the other. Together with
+// as many rows of `ends`, what it then is gives the rows of the result. It was `before` and is left
+// in `running`.
+template <class Op>
+HWY_FLATTEN void finish_windows(const uint8_t* before, const uint8_t* row, const uint8_t* ends,
+                                size_t pitch, int count, uint8_t* running, uint8_t* out,
+                                int width) {
+  for_each_group<uint8_t>(width, [=](auto group, size_t x) {
+    auto extreme = group.load(before + x);
+    for (int i = 0; i < count; ++i) {
+      const size_t at = i * pitch + x;
+      extreme = Op()(extreme, group.load(row + at));
+      Op()(extreme, group.load(ends + at)).store(out + static_cast<size_t>(i) * width + x);
+    }
+    extreme.store(running + x);
+  });
+}
+
+// The separable filter: along each row, then down blocks of n rows (M. van Herk, 1992; J. Gil and
+// M. Werman, 1993). A window of n rows is the end of a block and the start of the next one.
 template <class Op>
 class ExtremeFilter {
  public:
@@ -151,62 +109,88 @@ class ExtremeFilter {
         height_(height),
         radius_(radius),
         n_(2 * radius + 1),
-        pitch_(static_cast<size_t>(width) + kPadding),
-        block_(n_, pitch_),
-        running_(pitch_),
-        windows_(pitch_) {}
+        // An odd number of cache lines: rows below each other do not compete for places.
+        pitch_((static_cast<size_t>(width) + 63) / 64 * 64 | 64),
+        rows_(std::min<size_t>(2 * static_cast<size_t>(n_), height), pitch_),
+        windows_(2, pitch_),
+        running_(2, pitch_) {}
 
   void run() {
-    for (int y = 0; y < n_; ++y) {
-      read(y);
-      if (y < radius_) std::memcpy(row_at(dst_, y, width_), running_.get(), width_);
+    filter_rows_before(n_);
+    for (int y = 0; y < radius_; ++y) {
+      extremes<Op, 2>({row(y), y == 0 ? row(y) : result(y - 1)}, result(y), width_);
     }
     for (int start = 0; start < height_; start += n_) {
+      filter_rows_before(start + n_);
       const int rows = std::min(n_, height_ - start);
-      extend_to_end(rows);
-      for (int y = std::max(start, height_ - radius_); y < start + rows; ++y) {
-        std::memcpy(row_at(dst_, y, width_), slot(y), width_);
+      for (int y = start + rows - 1; y > start; y -= kRowsTogether) {
+        extend_up<Op>(row(y), pitch_, std::min(kRowsTogether, y - start), width_);
       }
-      slide(start);
+      for (int y = std::max(start, height_ - radius_); y < start + rows; ++y) {
+        std::memcpy(result(y), row(y), width_);
+      }
+      finish_windows_from(start);
     }
   }
 
  private:
-  uint8_t* slot(int y) { return block_.get() + (y % n_) * pitch_; }
+  // Few enough for a result whose rows compete for the same places of a cache.
+  static constexpr int kRowsTogether = 4;
 
-  void read(int y) {
-    extremes_along<Op>(row_at(src_, y, width_), windows_.get(), slot(y), width_, radius_);
-    if (y % n_ == 0) {
-      std::memcpy(running_.get(), slot(y), width_);
-    } else {
-      combine<Op>(running_.get(), slot(y), running_.get(), width_);
+  uint8_t* row(int y) { return rows_.get() + y % (2 * n_) * pitch_; }
+  uint8_t* result(int y) { return row_at(dst_, y, width_); }
+
+  // The windows that start in the block at `start`, whose rows by now reach to its end.
+  void finish_windows_from(int start) {
+    const int end = std::min(start + n_, height_ - n_ + 1);
+    if (start < end) std::memcpy(result(start + radius_), row(start), width_);
+    const uint8_t* before = row(start + n_);
+    uint8_t *running = running_.get(), *other = running + pitch_;
+    for (int y = start + 1; y < end; y += kRowsTogether) {
+      const int count = std::min(kRowsTogether, end - y), newest = y + n_ - 1;
+      filter_rows_before(newest + count);
+      finish_windows<Op>(before, row(newest), row(y), pitch_, count, running, result(y + radius_),
+                         width_);
+      before = running;
+      std::swap(running, other);
     }
   }
 
-  void extend_to_end(int rows) {
-    for (int i = rows - 2; i >= 0; --i) combine<Op>(slot(i), slot(i + 1), slot(i), width_);
+  void filter_rows_before(int end) {
+    for (; known_ < std::min(end, height_); ++known_) {
+      filter_row(row_at(src_, known_, width_), row(known_));
+    }
   }
 
-  // The windows that start in the block at `start`, while the next block is read.
-  void slide(int start) {
-    for (int i = 0; i < n_ && i < height_ - start - n_ + 1; ++i) {
-      const int newest = start + n_ - 1 + i;  // the window's last row
-      uint8_t* out = row_at(dst_, newest - radius_, width_);
-      if (i == 0) {
-        std::memcpy(out, slot(start), width_);
-      } else {
-        read(newest);
-        combine_exactly<Op>(slot(start + i), running_.get(), out, width_);
-      }
+  void filter_row(const uint8_t* row, uint8_t* out) {
+    const uint8_t* windows = row;  // of `length` samples, starting at each column
+    uint8_t *next = windows_.get(), *other = next + pitch_;
+    int length = 1;
+    for (; 4 * length < n_; length *= 4) {
+      widen<Op, 4>(windows, length, 4 * length, next, width_ + 1 - 4 * length);
+      windows = next;
+      std::swap(next, other);
     }
-    if (height_ - start >= 2 * n_) read(start + 2 * n_ - 1);
+    const auto to_n = n_ <= 2 * length   ? widen<Op, 2>
+                      : n_ <= 3 * length ? widen<Op, 3>
+                                         : widen<Op, 4>;
+    to_n(windows, length, n_, out + radius_, width_ + 1 - n_);
+
+    running_extreme<Op>(row, out, radius_, 1);
+    // The last columns reach to the end of the last block, or of the one before it.
+    const int last = width_ - 1, last_block = last / n_ * n_, first = width_ - radius_;
+    running_extreme<Op>(row + last, out + last, width_ - std::max(first, last_block), -1);
+    if (first < last_block) {
+      running_extreme<Op>(row + last_block - 1, out + last_block - 1, last_block - first, -1);
+    }
   }
 
   const uint8_t* src_;
   uint8_t* dst_;
   int width_, height_, radius_, n_;
   size_t pitch_;
-  Scratch<uint8_t> block_, running_, windows_;
+  Scratch<uint8_t> rows_, windows_, running_;
+  int known_ = 0;  // rows that are filtered along
 };
 
 template <class Op>

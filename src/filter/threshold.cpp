@@ -3,9 +3,13 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/rows.h"
+#include "core/simd.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
+
+using namespace detail;
 
 void threshold(unsigned char* src, unsigned char* dst, int width, int height, int thresh,
                int max_value) {
@@ -18,7 +22,18 @@ void threshold(unsigned char* src, unsigned char* dst, int width, int height, in
     return;
   }
   const auto limit = static_cast<uint8_t>(thresh);
-  for (size_t i = 0; i < count; ++i) dst[i] = src[i] > limit ? passing : uint8_t{0};
+  size_t i = 0;
+  // In place, and wherever nothing is written ahead of what is still to be read, vectors in
+  // ascending order mean the same as the loop after them.
+  if (dst == src || !overlap(src, count, dst, count)) {
+    const Full<uint8_t> d;
+    for (; i + Wide<uint8_t>::kLanes <= count; i += Wide<uint8_t>::kLanes) {
+      auto pixels = Wide<uint8_t>::load(src + i);
+      for (auto& v : pixels.v) v = hn::IfThenElseZero(v > hn::Set(d, limit), hn::Set(d, passing));
+      pixels.store(dst + i);
+    }
+  }
+  for (; i < count; ++i) dst[i] = src[i] > limit ? passing : uint8_t{0};
 }
 
 }  // namespace KelvraCV
