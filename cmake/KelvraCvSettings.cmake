@@ -1,13 +1,22 @@
 # Language level, warnings, sanitizers and instruction sets of every target of this project.
 
+if(MSVC)
+  message(FATAL_ERROR
+    "kelvra_cv is built by GCC or clang; Microsoft's compiler is not supported.")
+endif()
+
 add_library(kelvra_cv_settings INTERFACE)
 target_compile_features(kelvra_cv_settings INTERFACE cxx_std_17)
 set(CMAKE_CXX_EXTENSIONS OFF)
-target_compile_options(kelvra_cv_settings INTERFACE -Wall -Wextra -Wshadow -Wno-psabi)
+target_compile_options(kelvra_cv_settings INTERFACE -Wno-psabi)
+if(PROJECT_IS_TOP_LEVEL)  # else the parent project's warnings are enough
+  target_compile_options(kelvra_cv_settings INTERFACE -Wall -Wextra -Wshadow)
+endif()
 
 # A fused multiply-add rounds once where a product and a sum round twice. Which of the two a
-# formula means is written in the formula (std::fma), never left to the compiler.
-target_compile_options(kelvra_cv_settings INTERFACE -ffp-contract=off)
+# formula means is written in the formula (std::fma), never left to the compiler. The first option
+# takes back a parent project's -ffast-math.
+target_compile_options(kelvra_cv_settings INTERFACE -fno-fast-math -ffp-contract=off)
 
 if(KELVRA_CV_SANITIZE)
   target_compile_options(kelvra_cv_settings INTERFACE

@@ -22,7 +22,7 @@ fi
 echo "all $(sed '/^$/d' <<<"$marked" | wc -l) marked loops are vectorised on arm64"
 
 # The explicit vectors really are NEON instructions on whole registers.
-for object in $(find build/arm64-report -name '*.cpp.o'); do
+while read -r object; do
   source=src/${object#*kelvra_cv.dir/}
   source=${source%.o}
   grep -q 'core/simd.h' "$source" || continue
@@ -31,4 +31,4 @@ for object in $(find build/arm64-report -name '*.cpp.o'); do
     echo "$source has only $count vector instructions on arm64"
     exit 1
   fi
-done
+done < <(find build/arm64-report -name '*.cpp.o')
