@@ -222,6 +222,18 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
   return hn::RearrangeToOddPlusEven(sum, rest);
 }
 
+// Sums of neighbouring bytes, as 16-bit lanes: a[0] + a[1], a[2] + a[3], …
+template <class V8>
+HWY_INLINE auto sum_pairs(V8 a) {
+  const hn::Repartition<uint16_t, hn::DFromV<V8>> d16;
+#if HWY_ARCH_X86
+  const auto bytes = hn::BitCast(d16, a);
+  return hn::And(bytes, hn::Set(d16, 0xff)) + hn::ShiftRight<8>(bytes);
+#else
+  return hn::Vec<decltype(d16)>(vpaddlq_u8(a.raw));
+#endif
+}
+
 // Sums of products of neighbouring bytes, as 16-bit lanes: a[0] w[0] + a[1] w[1], … Weights are
 // below 128, sums below 32768.
 template <class V8>
@@ -358,6 +370,18 @@ HWY_INLINE hn::Vec<D> look_up8(D d, const float* table, V32 index) {
     return hn::IfThenElse(hn::RebindMask(d, is_upper),
                           hn::TableLookupLanes(hn::LoadU(d, table + 4), low),
                           hn::TableLookupLanes(hn::LoadU(d, table), low));
+  }
+}
+
+// The last lane of a + b in all lanes, of 32-bit integers. It comes soon after `a`, for loops where
+// only `a` is late: what takes long on x86-64 is the way across blocks, which `b` goes alone.
+template <class V32>
+HWY_INLINE V32 broadcast_last_sum(V32 a, V32 b) {
+  const hn::DFromV<V32> d32;
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    return a + hn::TableLookupLanes(b, hn::IndicesFromVec(d32, hn::Set(d32, 7)));
+  } else {
+    return hn::Broadcast<3>(a + b);
   }
 }
 

@@ -14,66 +14,65 @@ using namespace detail;
 constexpr hn::CappedTag<uint32_t, 8> kSums;
 using Sums = hn::Vec<decltype(kSums)>;
 
-HWY_INLINE Sums broadcast_last(Sums v) {
-  if constexpr (hn::MaxLanes(kSums) == 8) {
-    alignas(32) static constexpr int32_t kLast[8] = {7, 7, 7, 7, 7, 7, 7, 7};
-    return hn::TableLookupLanes(v, hn::SetTableIndices(kSums, kLast));
-  } else {
-    return hn::Broadcast<3>(v);
-  }
-}
-
-// In each block of eight, the sums from its start: by adding neighbours at distances 1, 2 and 4.
-template <class D16>
-HWY_INLINE hn::Vec<D16> running_sums(D16 d16, const uint8_t* src) {
-  auto sums = hn::PromoteTo(d16, hn::LoadU(hn::Rebind<uint8_t, D16>(), src));
-  sums = sums + hn::ShiftLeftLanes<1>(d16, sums);
-  sums = sums + hn::ShiftLeftLanes<2>(d16, sums);
-  return sums + hn::ShiftLeftLanes<4>(d16, sums);
-}
-
-// Writes eight sums, from those of their block. `before`, in all lanes, is the sum of the row's
-// bytes before them and becomes that of the next: by one addition, which is all that the next block
-// waits for.
+// Writes 16 sums, from those of their block. `before`, in all lanes, is the sum of the row's bytes
+// before them and becomes that of the next 16.
 template <class V16>
-HWY_INLINE void store_sums(V16 block, const uint32_t* above, uint32_t* sum, Sums& before) {
+HWY_INLINE void store_sums(V16 lower, V16 upper, const uint32_t* above, uint32_t* sum,
+                           Sums& before) {
   const hn::Rebind<uint16_t, decltype(kSums)> part;
-  const auto store = [=](auto sums, int at) HWY_ATTR {
-    const auto in_block = hn::PromoteTo(kSums, sums);
-    hn::StoreU(in_block + before + hn::LoadU(kSums, above + at), kSums, sum + at);
-    return in_block;
+  const auto promote = [=](V16 v, size_t from) {
+    if constexpr (hn::MaxLanes(part) == 8) {
+      return hn::PromoteTo(kSums, v);
+    } else {
+      return hn::PromoteTo(kSums, from == 0 ? hn::LowerHalf(part, v) : hn::UpperHalf(part, v));
+    }
   };
-  if constexpr (hn::MaxLanes(part) == 8) {
-    before = before + broadcast_last(store(block, 0));
-  } else {
-    store(hn::LowerHalf(part, block), 0);
-    before = before + broadcast_last(store(hn::UpperHalf(part, block), 4));
+  Sums in_block = before;
+  for (size_t x = 0; x < 16; x += hn::Lanes(kSums)) {
+    in_block = promote(x < 8 ? lower : upper, x % 8);
+    hn::StoreU(before + in_block + hn::LoadU(kSums, above + x), kSums, sum + x);
   }
+  before = broadcast_last_sum(before, in_block);
 }
 
-// Writes as many sums as `d16` has lanes.
-template <class D16>
-HWY_INLINE void sum_step(D16 d16, const uint8_t* src, const uint32_t* above, uint32_t* sum,
-                         Sums& before) {
-  const auto sums = running_sums(d16, src);
-  if constexpr (hn::MaxLanes(d16) == 16) {
+// Writes as many sums as `d8` has lanes, from running sums inside each block: of pairs of bytes, by
+// adding neighbours at distances 1 and 2, and then the fourth to all behind it. Such a sum less its
+// last byte is that of an even one.
+template <class D8>
+HWY_INLINE void sum_vector(D8 d8, const uint8_t* src, const uint32_t* above, uint32_t* sum,
+                           Sums& before) {
+  const hn::Repartition<uint16_t, D8> d16;
+  const hn::Repartition<uint64_t, D8> d64;
+  alignas(16) static constexpr uint8_t kFourthToUpper[16] = {
+      0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 6, 7, 6, 7, 6, 7, 6, 7};
+  const auto bytes = hn::LoadU(d8, src);
+  auto odd = sum_pairs(bytes);
+  odd = odd + hn::BitCast(d16, hn::ShiftLeft<16>(hn::BitCast(d64, odd)));
+  odd = odd + hn::BitCast(d16, hn::ShiftLeft<32>(hn::BitCast(d64, odd)));
+  odd = odd + hn::TableLookupBytesOr0(odd, hn::BitCast(d16, hn::LoadDup128(d8, kFourthToUpper)));
+  const auto even = odd - hn::ShiftRight<8>(hn::BitCast(d16, bytes));
+  const auto lower = hn::InterleaveLower(d16, even, odd);
+  const auto upper = hn::InterleaveUpper(d16, even, odd);
+  if constexpr (hn::MaxLanes(d8) == 32) {
     const Block<uint16_t> block;
-    store_sums(hn::LowerHalf(block, sums), above, sum, before);
-    store_sums(hn::UpperHalf(block, sums), above + 8, sum + 8, before);
+    store_sums(hn::LowerHalf(block, lower), hn::LowerHalf(block, upper), above, sum, before);
+    store_sums(hn::UpperHalf(block, lower), hn::UpperHalf(block, upper), above + 16, sum + 16,
+               before);
   } else {
-    store_sums(sums, above, sum, before);
+    store_sums(lower, upper, above, sum, before);
   }
 }
 
 // sum[x] = above[x] + src[0] + … + src[x], modulo 2^32.
-void sum_row(const uint8_t* src, const uint32_t* above, uint32_t* sum, int width) {
-  const hn::CappedTag<uint16_t, 16> full;
-  const Block<uint16_t> block;
-  const int lanes = static_cast<int>(hn::Lanes(full));
+void sum_row(const uint8_t* src, const uint32_t* above, uint32_t* sum, size_t width) {
+  const Full<uint8_t> full;
+  const Block<uint8_t> block;
   Sums before = hn::Zero(kSums);
-  int x = 0;
-  for (; x + lanes <= width; x += lanes) sum_step(full, src + x, above + x, sum + x, before);
-  for (; x + 8 <= width; x += 8) sum_step(block, src + x, above + x, sum + x, before);
+  size_t x = 0;
+  for (; x + hn::Lanes(full) <= width; x += hn::Lanes(full)) {
+    sum_vector(full, src + x, above + x, sum + x, before);
+  }
+  for (; x + 16 <= width; x += 16) sum_vector(block, src + x, above + x, sum + x, before);
   uint32_t total = hn::GetLane(before);
   for (; x < width; ++x) {
     total += src[x];
@@ -91,7 +90,7 @@ void integral_int(const unsigned char* src, int* sum, int width, int height, int
   std::memset(row, 0, pitch * sizeof *row);
   for (int y = 0; y < height; ++y, row += pitch) {
     row[pitch] = 0;
-    sum_row(row_at(src, y, stride), row + 1, row + pitch + 1, width);
+    sum_row(row_at(src, y, stride), row + 1, row + pitch + 1, pitch - 1);
   }
 }
 
