@@ -1,8 +1,14 @@
 // Box blur, and the Gaussian blurs made of three box blurs.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <type_traits>
+#include <vector>
 
+#include "core/row_ring.h"
+#include "core/rows.h"
+#include "core/simd_pixels.h"
 #include "filter/box_mean.h"
 #include "kelvra_cv.h"
 
@@ -11,53 +17,10 @@ namespace {
 
 using namespace detail;
 
-// trunc(sum * inverse_area + 0.5f), for a count of columns that is a multiple of 8.
-void round_means(const int32_t* sums, float inverse_area, uint8_t* out, int count) {
-  const Full<int32_t> d32;
-  const Full<float> df;
-  const Full<uint8_t> d8;
-  const int lanes = static_cast<int>(hn::Lanes(d32));
-  const auto mean = [&](const int32_t* from) {
-    const auto sum = hn::ConvertTo(df, hn::LoadU(d32, from));
-    return truncate_fitting(sum * hn::Set(df, inverse_area) + hn::Set(df, 0.5f));
-  };
-  int x = 0;
-  for (; x + 4 * lanes <= count; x += 4 * lanes) {
-    hn::StoreU(narrow_to_u8(mean(sums + x), mean(sums + x + lanes), mean(sums + x + 2 * lanes),
-                            mean(sums + x + 3 * lanes)),
-               d8, out + x);
-  }
-  for (; x < count; ++x) {
-    out[x] = static_cast<uint8_t>(static_cast<float>(sums[x]) * inverse_area + 0.5f);
-  }
-}
-void round_means(const int64_t* sums, float inverse_area, uint8_t* out, int count) {
-  for (int x = 0; x < count; ++x) {
-    out[x] = static_cast<uint8_t>(static_cast<float>(sums[x]) * inverse_area + 0.5f);
-  }
-}
-
-// Row y is finished after row y + radius was read, so the destination may be the source.
-template <class RowSum, class Sum>
-void box_blur(const uint8_t* src, uint8_t* dst, int width, int height, int radius) {
-  const auto n = 2 * static_cast<int64_t>(radius) + 1;
-  const auto area = static_cast<Sum>(n * n);
-  const float inverse_area = 1.0f / static_cast<float>(area);
-  const int rounded = width & ~7;  // columns that round; those after them truncate, on purpose
-  const auto row = [=](int y) { return row_at(src, y, width); };
-  BoxSums<RowSum, Sum, decltype(row)> sums(width, height, radius, row);
-  for (int y = 0; y < height; ++y) {
-    const Sum* const columns = sums.next();
-    uint8_t* const out = row_at(dst, y, width);
-    round_means(columns, inverse_area, out, rounded);
-    for (int x = rounded; x < width; ++x) out[x] = static_cast<uint8_t>(columns[x] / area);
-  }
-}
-
 // Widths of three box blurs that together come near a Gaussian of that sigma (P. Kovesi, "Fast
 // almost-Gaussian filtering", 2010). They serve as radii, and so blur twice as wide: on purpose.
 struct BoxWidths {
-  int width[3];
+  int radii[3];
 };
 
 BoxWidths box_widths(float sigma) {
@@ -72,46 +35,81 @@ BoxWidths box_widths(float sigma) {
                             static_cast<float>(-4 * lower - 4);
   const int count = static_cast<int>(std::round(ideal_count));
   BoxWidths boxes;
-  for (int i = 0; i < 3; ++i) boxes.width[i] = i < count ? lower : lower + 2;
+  for (int i = 0; i < 3; ++i) boxes.radii[i] = i < count ? lower : lower + 2;
   return boxes;
 }
 
-void blur_by_boxes(const uint8_t* src, uint8_t* dst, int width, int height,
-                   const BoxWidths& boxes) {
-  filter_box(src, dst, width, height, boxes.width[0]);
-  filter_box(dst, dst, width, height, boxes.width[1]);
-  filter_box(dst, dst, width, height, boxes.width[2]);
+// Box blurs one after the other, of one plane a row at a time.
+template <class RowSum, class Sum>
+class BoxChain {
+ public:
+  BoxChain(int width, int height, const int* radii, int count) {
+    boxes_.reserve(count);
+    for (int i = 0; i < count; ++i) boxes_.emplace_back(width, height, radii[i]);
+  }
+  // As BoxMean::push().
+  const uint8_t* push(const uint8_t* row) {
+    for (auto& box : boxes_) {
+      if (row != nullptr) row = box.push(row);
+    }
+    return row;
+  }
+
+ private:
+  std::vector<BoxMean<uint8_t, RowSum, Sum>> boxes_;
+};
+
+// Calls blur(tag) with a null pointer to the chain for the largest of these radii.
+template <class Blur>
+void with_sums_for(int width, int height, const int* radii, int count, Blur blur) {
+  int largest = 0;
+  for (int i = 0; i < count; ++i) {
+    if (window_fits(width, height, radii[i])) largest = std::max(largest, radii[i]);
+  }
+  // The largest windows whose sums fit: 257 x 255 < 2^16 and 2901^2 x 255 < 2^31.
+  if (largest <= 128) {
+    blur([=] { return BoxChain<uint16_t, int32_t>(width, height, radii, count); });
+  } else if (largest <= 1450) {
+    blur([=] { return BoxChain<int32_t, int32_t>(width, height, radii, count); });
+  } else {
+    blur([=] { return BoxChain<int32_t, int64_t>(width, height, radii, count); });
+  }
 }
 
-void blur_colours(const uint8_t* src, uint8_t* dst, int width, int height, float sigma) {
-  const size_t pixels = static_cast<size_t>(width) * height;
-  Scratch<uint8_t> planes(3, pixels);
-  uint8_t *first = planes.get(), *second = first + pixels, *third = second + pixels;
-  const Full<uint8_t> d;
-  const size_t lanes = hn::Lanes(d), in_vectors = pixels / lanes * lanes;
-  hn::Vec<Full<uint8_t>> v0, v1, v2, v3;
-  for (size_t i = 0; i < in_vectors; i += lanes) {
-    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
-    hn::StoreU(v0, d, first + i);
-    hn::StoreU(v1, d, second + i);
-    hn::StoreU(v2, d, third + i);
-  }
-  for (size_t i = in_vectors; i < pixels; ++i) {
-    first[i] = src[4 * i];
-    second[i] = src[4 * i + 1];
-    third[i] = src[4 * i + 2];
-  }
-  const BoxWidths boxes = box_widths(sigma);
-  for (uint8_t* plane : {first, second, third}) blur_by_boxes(plane, plane, width, height, boxes);
-  for (size_t i = 0; i < in_vectors; i += lanes) {
-    hn::LoadInterleaved4(d, src + 4 * i, v0, v1, v2, v3);
-    hn::StoreInterleaved4(hn::LoadU(d, first + i), hn::LoadU(d, second + i),
-                          hn::LoadU(d, third + i), v3, d, dst + 4 * i);
-  }
-  for (size_t i = in_vectors; i < pixels; ++i) {
-    const uint8_t pixel[4] = {first[i], second[i], third[i], src[4 * i + 3]};
-    std::memcpy(dst + 4 * i, pixel, 4);
-  }
+// A row is written after the last window that holds it was read, so dst may be src.
+void blur_plane(const uint8_t* src, uint8_t* dst, int width, int height, const int* radii,
+                int count) {
+  with_sums_for(width, height, radii, count, [=](auto new_chain) {
+    auto chain = new_chain();
+    for (int y = 0, done = 0; done < height; ++y) {
+      const uint8_t* row = chain.push(row_at(src, std::min(y, height - 1), width));
+      if (row != nullptr) std::memmove(row_at(dst, done++, width), row, width);
+    }
+  });
+}
+
+// The first three of four channels, each as a plane of its own.
+void blur_colours(const uint8_t* src, uint8_t* dst, int width, int height, const int* radii,
+                  int count) {
+  with_sums_for(width, height, radii, count, [=](auto new_chain) {
+    decltype(new_chain()) chains[3] = {new_chain(), new_chain(), new_chain()};
+    RowRing<uint8_t> split(4, width);
+    const Planar<4> planes{{split[0], split[1], split[2], split[3]}};
+    const auto pixels_of = [=](auto* image, int y) {
+      using Byte = std::remove_pointer_t<decltype(image)>;
+      return Interleaved<4, Byte>{{image + 4 * static_cast<size_t>(width) * y}};
+    };
+    for (int y = 0, done = 0; done < height; ++y) {
+      convert_row(pixels_of(src, std::min(y, height - 1)), planes, width, CopyChannels());
+      const uint8_t* rows[3];
+      for (int c = 0; c < 3; ++c) rows[c] = chains[c].push(split[c]);
+      if (rows[0] == nullptr) continue;
+      // With the fourth channel of the row that is finished.
+      convert_row(pixels_of(src, done), planes, width, CopyChannels());
+      convert_row(Planar<4, const uint8_t>{{rows[0], rows[1], rows[2], split[3]}},
+                  pixels_of(dst, done++), width, CopyChannels());
+    }
+  });
 }
 
 void print_out_of_memory() {
@@ -122,25 +120,14 @@ void print_out_of_memory() {
 
 void filter_box(const unsigned char* src, unsigned char* dst, int width, int height, int radius) {
   if (width < 1 || height < 1) return;
-  if (!window_fits(width, height, radius)) {
-    std::memmove(dst, src, static_cast<size_t>(width) * height);
-    return;
-  }
-  // The largest windows whose sums fit: 257 x 255 < 2^16 and 2901^2 x 255 < 2^31.
-  if (radius <= 128) {
-    box_blur<uint16_t, int32_t>(src, dst, width, height, radius);
-  } else if (radius <= 1450) {
-    box_blur<int32_t, int32_t>(src, dst, width, height, radius);
-  } else {
-    box_blur<int32_t, int64_t>(src, dst, width, height, radius);
-  }
+  blur_plane(src, dst, width, height, &radius, 1);
 }
 
 int gaussian_blur_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                        float sigma) {
   if (width < 1 || height < 1) return 0;
   try {
-    blur_by_boxes(src, dst, width, height, box_widths(sigma));
+    blur_plane(src, dst, width, height, box_widths(sigma).radii, 3);
   } catch (const std::bad_alloc&) {
     print_out_of_memory();
     return -1;
@@ -152,7 +139,7 @@ int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, in
                      float sigma) {
   if (width < 1 || height < 1) return 0;
   try {
-    blur_colours(src, dst, width, height, sigma);
+    blur_colours(src, dst, width, height, box_widths(sigma).radii, 3);
   } catch (const std::bad_alloc&) {
     print_out_of_memory();
   }

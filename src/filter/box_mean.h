@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <type_traits>
-#include <utility>
 
-#include "core/rows.h"
+#include "core/row_ring.h"
 #include "core/scratch.h"
 #include "core/simd.h"
 
@@ -26,9 +26,6 @@ template <class Sum>
 constexpr int kRowsTogether = 1;
 template <>
 inline constexpr int kRowsTogether<float> = 8;
-
-// Rows of sums are padded to whole vectors, and rows of samples to what loads of them may read.
-constexpr int kBoxRowPadding = 64;
 
 // The sums over windows of n samples along padded rows: sums[x] = padded[x + 1] + … + padded[x +
 // n]. In order: (radius + 1) times the first sample, plus the next `radius` ones; from then on,
@@ -82,11 +79,11 @@ template <class Sum>
 void sum_bytes_along(const uint8_t* padded, Sum* sums, int width, int radius) {
   const Full<Sum> d;
   const hn::Rebind<uint8_t, Full<Sum>> bytes;
-  const int n = 2 * radius + 1;
+  const size_t n = 2 * static_cast<size_t>(radius) + 1;
   int first = 0;
-  for (int x = 0; x < n; ++x) first += padded[x];
+  for (size_t x = 0; x < n; ++x) first += padded[x];
   auto carry = hn::Set(d, static_cast<Sum>(first));
-  for (int x = 0; x < width; x += static_cast<int>(hn::Lanes(d))) {
+  for (size_t x = 0; x < static_cast<size_t>(width); x += hn::Lanes(d)) {
     const auto enters = hn::PromoteTo(d, hn::LoadU(bytes, padded + x + n));
     const auto leaves = hn::PromoteTo(d, hn::LoadU(bytes, padded + x));
     hn::StoreU(prefix_sums(d, enters - leaves, carry), d, sums + x);
@@ -99,97 +96,112 @@ inline void sum_along(const uint8_t* const* padded, int32_t* const* sums, int wi
   sum_bytes_along(padded[0], sums[0], width, radius);
 }
 
-// columns += enters - leaves, in this order. Rows are padded to whole vectors.
-template <class RowSum, class Sum>
-void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves, int width) {
-  for (int x = 0; x < width; ++x) {
-    const Sum sum = columns[x] + static_cast<Sum>(enters[x]);
-    columns[x] = sum - static_cast<Sum>(leaves[x]);
-  }
-}
-inline void slide_down(int32_t* columns, const uint16_t* enters, const uint16_t* leaves,
-                       int width) {
-  const Full<int32_t> d;
-  const hn::Rebind<uint16_t, Full<int32_t>> d16;
-  for (int x = 0; x < width; x += static_cast<int>(hn::Lanes(d))) {
-    const auto sum = hn::LoadU(d, columns + x) + hn::PromoteTo(d, hn::LoadU(d16, enters + x));
-    hn::StoreU(sum - hn::PromoteTo(d, hn::LoadU(d16, leaves + x)), d, columns + x);
-  }
-}
-
-// The window sums of a plane, a row after the other from the top.
-//
-// `row(y)` gives row y of the samples. Rows are asked for once each, from the top, in bunches of up
-// to kRowsTogether, as far as row y + radius for the sums of row y; a row need not outlive the next
-// call. RowSum must hold n samples' sum, Sum that of n x n, for n = 2 radius + 1, which must fit.
-template <class RowSum, class Sum, class Row>
-class BoxSums {
- public:
-  BoxSums(int width, int height, int radius, Row row)
-      : width_(width),
-        height_(height),
-        radius_(radius),
-        row_(std::move(row)),
-        // the rows of a window, the row that leaves it, and those summed ahead
-        kept_(std::min<int64_t>(height, 2 * static_cast<int64_t>(radius) + 1 + kTogether)),
-        pitch_(width + kBoxRowPadding),
-        padded_pitch_(width + 2 * radius + 1 + kBoxRowPadding),
-        row_sums_(kept_ + kTogether - 1, pitch_),
-        padded_(kTogether, padded_pitch_),
-        columns_(pitch_) {
-    std::fill_n(padded_.get(), padded_pitch_ * kTogether, Sample{});
-  }
-
-  // The sums of the next row, until the next call.
-  const Sum* next() {
-    const int y = next_++;
-    if (y == 0) {
-      start_columns();
-    } else {
-      const RowSum* enters = sums_of(std::min(y + radius_, height_ - 1));
-      const RowSum* leaves = sums_of(std::max(y - radius_ - 1, 0));
-      slide_down(columns_.get(), enters, leaves, width_);
+// What a row of column sums is stepped down by: rows of a group of columns as the sums' type.
+template <class Group, class RowSum>
+HWY_INLINE Group load_sums(const RowSum* from) {
+  using Sum = hn::TFromD<typename Group::Tag>;
+  if constexpr (std::is_same_v<Sum, RowSum>) {
+    return Group::load(from);
+  } else {
+    const typename Group::Tag d;
+    const hn::Rebind<RowSum, typename Group::Tag> narrow;
+    Group group;
+    for (auto& v : group.v) {
+      v = hn::PromoteTo(d, hn::LoadU(narrow, from));
+      from += hn::Lanes(d);
     }
-    return columns_.get();
+    return group;
+  }
+}
+
+// The means of a group of columns: floats, or bytes as trunc(sum * inverse_area + 0.5f).
+template <class Group>
+HWY_INLINE void store_means(Group sums, float inverse_area, float* means) {
+  for (auto& v : sums.v) v = v * hn::Set(typename Group::Tag(), inverse_area);
+  sums.store(means);
+}
+template <class Group>
+HWY_INLINE void store_means(const Group& sums, float inverse_area, uint8_t* means) {
+  const Full<float> d;
+  const auto mean = [&](int i) {
+    const auto sum = hn::ConvertTo(d, sums.v[i]);
+    return truncate_fitting(sum * hn::Set(d, inverse_area) + hn::Set(d, 0.5f));
+  };
+  hn::StoreU(narrow_to_u8(mean(0), mean(1), mean(2), mean(3)), Full<uint8_t>(), means);
+}
+
+// columns += enters - leaves, in this order, and their means. Rows are padded to whole groups.
+template <class RowSum, class Sum, class Mean>
+HWY_FLATTEN void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves,
+                            float inverse_area, Mean* means, size_t width) {
+  using Group = VectorGroup<Full<Sum>, 4>;
+  for (size_t x = 0; x < width; x += Group::kLanes) {
+    Group sums = Group::load(columns + x);
+    const Group in = load_sums<Group>(enters + x), out = load_sums<Group>(leaves + x);
+    for (size_t i = 0; i < std::size(sums.v); ++i) sums.v[i] = sums.v[i] + in.v[i] - out.v[i];
+    sums.store(columns + x);
+    store_means(sums, inverse_area, means + x);
+  }
+}
+template <class RowSum, class Mean>
+void slide_down(int64_t* columns, const RowSum* enters, const RowSum* leaves, float inverse_area,
+                Mean* means, size_t width) {
+  for (size_t x = 0; x < width; ++x) {
+    columns[x] += int64_t{enters[x]} - leaves[x];
+    means[x] = static_cast<Mean>(static_cast<float>(columns[x]) * inverse_area + 0.5f);
+  }
+}
+
+// The means of a plane, one row after the other from the top. RowSum must hold n samples' sum, Sum
+// that of n x n, for n = 2 radius + 1. A window that does not fit leaves the samples as they are.
+//
+// Bytes are rounded by the column, on purpose: those before width & ~7 half up, the rest down.
+template <class Sample, class RowSum, class Sum>
+class BoxMean {
+ public:
+  BoxMean(int width, int height, int radius)
+      : fits_(window_fits(width, height, radius)),
+        width_(width),
+        height_(height),
+        radius_(fits_ ? radius : 0),
+        pitch_(fits_ ? static_cast<size_t>(width) + kPadding : 0),
+        n_(2 * static_cast<size_t>(radius_) + 1),
+        area_(static_cast<Sum>(n_ * n_)),
+        // the rows of a window, the row that leaves it, and those summed ahead
+        row_sums_(std::min<size_t>(height, n_ + kTogether), pitch_),
+        padded_(kTogether, pitch_ + n_),
+        spare_(pitch_),
+        columns_(pitch_),
+        means_(pitch_) {
+    std::fill_n(padded_[0], (pitch_ + n_) * kTogether, Sample{});
+  }
+
+  // Takes the next row, and in place of rows below the last one that one again. Returns the next
+  // row of means, until the next call, or null if there is none yet; below the last one, that
+  // again.
+  const Sample* push(const Sample* row) {
+    if (!fits_) return row;
+    if (pushed_ < height_) {
+      pad(row, padded_[pushed_ % kTogether]);
+      if (++pushed_ % kTogether == 0 || pushed_ == height_) sum_padded();
+    }
+    if (next_ == height_) return means_.get();
+    if (summed_ <= std::min(next_ + radius_, height_ - 1)) return nullptr;
+    if (next_ == 0) {
+      start_columns();
+      std::fill_n(spare_.get(), pitch_, RowSum{});
+      step(spare_.get(), spare_.get());
+    } else {
+      step(row_sums_[std::min(next_ + radius_, height_ - 1)],
+           row_sums_[std::max(next_ - radius_ - 1, 0)]);
+    }
+    ++next_;
+    return means_.get();
   }
 
  private:
-  using Sample = std::remove_cv_t<std::remove_pointer_t<std::invoke_result_t<Row, int>>>;
   static constexpr int kTogether = kRowsTogether<RowSum>;
-
-  // (radius + 1) times row 0, plus the next `radius` rows.
-  void start_columns() {
-    Sum* columns = columns_.get();
-    const RowSum* first = sums_of(0);
-    for (int x = 0; x < width_; ++x) {
-      columns[x] = static_cast<Sum>(radius_ + 1) * static_cast<Sum>(first[x]);
-    }
-    for (int y = 1; y <= radius_; ++y) {
-      const RowSum* sums = sums_of(y);
-      for (int x = 0; x < width_; ++x) columns[x] += static_cast<Sum>(sums[x]);
-    }
-  }
-
-  RowSum* place_of(int y) { return row_sums_.get() + static_cast<size_t>(y % kept_) * pitch_; }
-
-  const RowSum* sums_of(int y) {
-    while (known_ <= y) sum_next_rows();
-    return place_of(y);
-  }
-
-  void sum_next_rows() {
-    const Sample* padded[kTogether];
-    RowSum* sums[kTogether];
-    for (int i = 0; i < kTogether; ++i) {
-      padded[i] = padded_.get() + i * padded_pitch_;
-      // Below the last row, places that nobody reads.
-      const int y = known_ + i;
-      sums[i] = y < height_ ? place_of(y) : row_sums_.get() + (kept_ + i - 1) * pitch_;
-      if (y < height_) pad(row_(y), padded_.get() + i * padded_pitch_);
-    }
-    sum_along(padded, sums, width_, radius_);
-    known_ += kTogether;
-  }
+  static constexpr size_t kPadding = 64;  // at least a group of columns, for loops without an end
 
   void pad(const Sample* row, Sample* padded) const {
     std::fill_n(padded, radius_ + 1, row[0]);
@@ -197,15 +209,50 @@ class BoxSums {
     std::fill_n(padded + radius_ + 1 + width_, radius_, row[width_ - 1]);
   }
 
+  void sum_padded() {
+    const Sample* padded[kTogether];
+    RowSum* sums[kTogether];
+    for (int i = 0; i < kTogether; ++i) {
+      padded[i] = padded_[i];
+      sums[i] = summed_ + i < height_ ? row_sums_[summed_ + i] : spare_.get();
+    }
+    sum_along(padded, sums, width_, radius_);
+    summed_ = pushed_;
+  }
+
+  // (radius + 1) times row 0, plus the next `radius` rows.
+  void start_columns() {
+    for (size_t x = 0; x < pitch_; ++x) {
+      columns_[x] = static_cast<Sum>(radius_ + 1) * static_cast<Sum>(row_sums_[0][x]);
+    }
+    for (int y = 1; y <= radius_; ++y) {
+      const RowSum* sums = row_sums_[y];
+      for (size_t x = 0; x < pitch_; ++x) columns_[x] += static_cast<Sum>(sums[x]);
+    }
+  }
+
+  void step(const RowSum* enters, const RowSum* leaves) {
+    slide_down(columns_.get(), enters, leaves, 1.0f / static_cast<float>(area_), means_.get(),
+               width_);
+    if constexpr (std::is_same_v<Sample, uint8_t>) {
+      for (int x = width_ & ~7; x < width_; ++x) {
+        means_[x] = static_cast<uint8_t>(columns_[x] / area_);
+      }
+    }
+  }
+
+  bool fits_;
   int width_, height_, radius_;
-  Row row_;
-  int kept_;
-  size_t pitch_, padded_pitch_;
-  Scratch<RowSum> row_sums_;
-  Scratch<Sample> padded_;
+  size_t pitch_, n_;
+  Sum area_;
+  RowRing<RowSum> row_sums_;
+  RowRing<Sample> padded_;
+  Scratch<RowSum> spare_;  // sums that nobody reads, and zeros
   Scratch<Sum> columns_;
-  int next_ = 0, known_ = 0;  // the row whose sums come next, and the rows summed so far
+  Scratch<Sample> means_;
+  int pushed_ = 0, summed_ = 0, next_ = 0;  // rows taken, summed along, and returned
 };
+using FloatBoxMean = BoxMean<float, float, float>;
 
 }  // namespace KelvraCV::detail
 
