@@ -4,9 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <optional>
 
 #include "core/numeric.h"
 #include "core/rows.h"
@@ -28,92 +25,19 @@ struct Size {
 // One float per pixel, packed.
 using Plane = Scratch<float>;
 
-// A packed plane of bytes, converted a row at a time, or of floats.
-struct Samples {
-  const uint8_t* bytes;
-  const float* floats;
-  int width;
-
-  // Row y, in `buffer` if it has to be converted.
-  const float* row(int y, float* buffer) const {
-    const size_t at = static_cast<size_t>(y) * width;
-    if (bytes == nullptr) return floats + at;
-    for (int x = 0; x < width; ++x) {  // vectorised
-      buffer[x] = static_cast<float>(bytes[at + x]) * kInverse255;
-    }
-    return buffer;
+void to_unit_floats(const uint8_t* bytes, float* out, int width) {
+  for (int x = 0; x < width; ++x) {  // vectorised
+    out[x] = static_cast<float>(bytes[x]) * kInverse255;
   }
-};
+}
 
-// Rows of samples, and of the products of two planes.
-class SampleRows {
- public:
-  explicit SampleRows(const Samples& samples) : samples_(samples), buffer_(samples.width) {}
-  const float* operator()(int y) { return samples_.row(y, buffer_.get()); }
-
- private:
-  Samples samples_;
-  Scratch<float> buffer_;
-};
-class ProductRows {
- public:
-  ProductRows(const Samples& a, const Samples& b)
-      : a_(a), b_(b), buffer_a_(a.width), buffer_b_(a.width) {}
-  const float* operator()(int y) {
-    const float *const a = a_.row(y, buffer_a_.get()), *const b = b_.row(y, buffer_b_.get());
-    float* const products = buffer_a_.get();
-    for (int x = 0; x < a_.width; ++x) {  // vectorised
-      products[x] = a[x] * b[x];
-    }
-    return products;
+void multiply(const float* a, const float* b, float* out, int width) {
+  for (int x = 0; x < width; ++x) {  // vectorised
+    out[x] = a[x] * b[x];
   }
+}
 
- private:
-  Samples a_, b_;
-  Scratch<float> buffer_a_, buffer_b_;
-};
-
-// Box means of what `row(y)` gives, a row after the other, with the whole window's area as divisor
-// at the borders, too. A window that does not fit leaves the samples as they are.
-template <class Row>
-class MeanRows {
- public:
-  MeanRows(const Size& size, int radius, Row row)
-      : fits_(window_fits(size.width, size.height, radius)),
-        width_(size.width),
-        row_(std::move(row)),
-        means_(size.width) {
-    if (!fits_) return;
-    const int64_t n = 2 * int64_t{radius} + 1;
-    scale_ = 1.0f / static_cast<float>(n * n);
-    sums_ =
-        std::make_unique<Sums>(size.width, size.height, radius, [this](int y) { return row_(y); });
-  }
-  MeanRows(const MeanRows&) = delete;
-  MeanRows& operator=(const MeanRows&) = delete;
-
-  const float* next() {
-    if (!fits_) return row_(next_++);
-    const float* const sums = sums_->next();
-    for (int x = 0; x < width_; ++x) {  // vectorised
-      means_[x] = sums[x] * scale_;
-    }
-    return means_.get();
-  }
-
- private:
-  using Sums = BoxSums<float, float, std::function<const float*(int)>>;
-
-  bool fits_;
-  int width_;
-  float scale_ = 0;  // one over the window's area
-  Row row_;
-  Scratch<float> means_;
-  std::unique_ptr<Sums> sums_;  // none if no window fits
-  int next_ = 0;
-};
-
-// The regression p = a I + b in each window, a row after the other, given the window means.
+// The regression p = a I + b in each window, from the means of I, I I, p and I p.
 void regress(const float* mean_i, const float* corr_i, const float* mean_p, const float* corr_ip,
              float eps, float* a, float* b, int width) {
   for (int x = 0; x < width; ++x) {  // vectorised
@@ -123,79 +47,50 @@ void regress(const float* mean_i, const float* corr_i, const float* mean_p, cons
     b[x] = std::fma(-a[x], mean_i[x], mean_p[x]);
   }
 }
-// Guided by itself, the covariance is the variance.
-void regress_self(const float* mean_i, const float* corr_i, float eps, float* a, float* b,
-                  int width) {
-  for (int x = 0; x < width; ++x) {  // vectorised
-    const float variance = std::fma(-mean_i[x], mean_i[x], corr_i[x]);
-    a[x] = variance / (variance + eps);
-    b[x] = std::fma(-a[x], mean_i[x], mean_i[x]);
-  }
-}
 
-// The regressions of a plane, a row after the other. `guide` is null where the input guides itself.
-class Regression {
+// The means of the regressions of a plane, one row after the other.
+class MeanRegressions {
  public:
-  Regression(const Samples& input, const Samples* guide, const Size& size, int radius, float eps)
+  MeanRegressions(const Size& size, int radius, float eps, bool is_self_guided)
       : width_(size.width),
         eps_(eps),
-        mean_p_(size, radius, SampleRows(input)),
-        corr_p_(size, radius,
-                guide == nullptr ? ProductRows(input, input) : ProductRows(*guide, input)),
-        // The means of a and then those of b ask for a window's start at once.
-        kept_(
-            static_cast<int>(std::clamp<int64_t>(int64_t{radius} + 2 * kTogether, 1, size.height))),
-        a_(kept_, size.width),
-        b_(kept_, size.width) {
-    if (guide == nullptr) return;
-    mean_i_.emplace(size, radius, SampleRows(*guide));
-    corr_i_.emplace(size, radius, ProductRows(*guide, *guide));
+        mean_p_(size.width, size.height, radius),
+        corr_ip_(size.width, size.height, radius),
+        mean_i_(is_self_guided ? 0 : size.width, size.height, radius),
+        corr_i_(is_self_guided ? 0 : size.width, size.height, radius),
+        mean_a_(size.width, size.height, radius),
+        mean_b_(size.width, size.height, radius),
+        ii_(size.width),
+        ip_(size.width),
+        a_(size.width),
+        b_(size.width) {}
+
+  // As BoxMean::push(), of rows of the input and of its guide, which may be the input. Whether
+  // there are new rows in `a` and `b`.
+  bool push(const float* p, const float* i) {
+    multiply(i, p, ip_.get(), width_);
+    const float *const mean_p = mean_p_.push(p), *const corr_ip = corr_ip_.push(ip_.get());
+    const float *mean_i = mean_p, *corr_i = corr_ip;
+    if (i != p) {
+      multiply(i, i, ii_.get(), width_);
+      mean_i = mean_i_.push(i);
+      corr_i = corr_i_.push(ii_.get());
+    }
+    if (mean_p == nullptr) return false;
+    regress(mean_i, corr_i, mean_p, corr_ip, eps_, a_.get(), b_.get(), width_);
+    a = mean_a_.push(a_.get());
+    b = mean_b_.push(b_.get());
+    return a != nullptr;
   }
 
-  const float* a(int y) { return known(y), a_.get() + place(y); }
-  const float* b(int y) { return known(y), b_.get() + place(y); }
+  const float *a = nullptr, *b = nullptr;
 
  private:
-  static constexpr int kTogether = kRowsTogether<float>;
-
-  size_t place(int y) const { return static_cast<size_t>(y % kept_) * width_; }
-
-  void known(int y) {
-    for (; known_ <= y; ++known_) {
-      float *const a = a_.get() + place(known_), *const b = b_.get() + place(known_);
-      const float *const mean_p = mean_p_.next(), *const corr_p = corr_p_.next();
-      if (mean_i_) {
-        regress(mean_i_->next(), corr_i_->next(), mean_p, corr_p, eps_, a, b, width_);
-      } else {
-        regress_self(mean_p, corr_p, eps_, a, b, width_);
-      }
-    }
-  }
-
   int width_;
   float eps_;
-  MeanRows<SampleRows> mean_p_;
-  MeanRows<ProductRows> corr_p_;
-  std::optional<MeanRows<SampleRows>> mean_i_;
-  std::optional<MeanRows<ProductRows>> corr_i_;
-  int kept_, known_ = 0;
-  Scratch<float> a_, b_;
+  FloatBoxMean mean_p_, corr_ip_, mean_i_, corr_i_, mean_a_, mean_b_;
+  Scratch<float> ii_, ip_, a_, b_;
 };
-
-// Calls `store(y, a, b)` with the means of the regressions of each row.
-template <class Store>
-void mean_regressions(const Samples& input, const Samples* guide, const Size& size, int radius,
-                      float eps, Store store) {
-  Regression regression(input, guide, size, radius, eps);
-  const auto a = [&](int y) { return regression.a(y); };
-  const auto b = [&](int y) { return regression.b(y); };
-  MeanRows<decltype(a)> mean_a(size, radius, a);
-  MeanRows<decltype(b)> mean_b(size, radius, b);
-  for (int y = 0; y < size.height; ++y) {
-    const float* const row_a = mean_a.next();
-    store(y, row_a, mean_b.next());
-  }
-}
 
 struct Parameters {
   Size size;
@@ -229,33 +124,35 @@ void apply(const float* a, const float* b, uint8_t* row, int width) {
 
 // A plane of bytes, resized as floats.
 Plane shrunk(const uint8_t* plane, const Size& from, const Size& to) {
-  SampleRows rows(Samples{plane, nullptr, from.width});
-  const auto source = [&](int y) { return rows(y); };
+  Scratch<float> row(from.width);
+  const auto source = [&](int y) {
+    to_unit_floats(row_at(plane, y, from.width), row.get(), from.width);
+    return row.get();
+  };
   FloatResizer<decltype(source)> resizer(from.width, from.height, to.width, to.height, source);
   Plane result(to.pixels());
-  for (int y = 0; y < to.height; ++y) {
-    resizer.row(y, result.get() + static_cast<size_t>(y) * to.width);
-  }
+  for (int y = 0; y < to.height; ++y) resizer.row(y, row_at(result.get(), y, to.width));
   return result;
 }
 
 // With the statistics on a smaller image, and the means of a and b enlarged again.
 void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& parameters) {
   const Size full = parameters.size, size = parameters.statistics_size();
-  Plane input = shrunk(channel, full, size);
-  Plane by = guide == nullptr ? Plane(0) : shrunk(guide, full, size);
-  const Samples input_samples{nullptr, input.get(), size.width},
-      guide_samples{nullptr, by.get(), size.width};
+  const Plane input = shrunk(channel, full, size);
+  const Plane by = guide == nullptr ? Plane(0) : shrunk(guide, full, size);
+  const float* const guiding = guide == nullptr ? input.get() : by.get();
   Plane means_a(size.pixels()), means_b(size.pixels());
-  const auto place = [&](int y) { return static_cast<size_t>(y) * size.width; };
-  mean_regressions(input_samples, guide == nullptr ? nullptr : &guide_samples, size,
-                   parameters.statistics_radius(), parameters.eps,
-                   [&](int y, const float* a, const float* b) {
-                     std::copy_n(a, size.width, means_a.get() + place(y));
-                     std::copy_n(b, size.width, means_b.get() + place(y));
-                   });
-  const auto row_a = [&](int y) { return means_a.get() + place(y); };
-  const auto row_b = [&](int y) { return means_b.get() + place(y); };
+  MeanRegressions means(size, parameters.statistics_radius(), parameters.eps, guide == nullptr);
+  for (int y = 0, done = 0; done < size.height; ++y) {
+    const int row = std::min(y, size.height - 1);
+    if (!means.push(row_at(input.get(), row, size.width), row_at(guiding, row, size.width))) {
+      continue;
+    }
+    std::copy_n(means.a, size.width, row_at(means_a.get(), done, size.width));
+    std::copy_n(means.b, size.width, row_at(means_b.get(), done++, size.width));
+  }
+  const auto row_a = [&](int y) { return row_at(means_a.get(), y, size.width); };
+  const auto row_b = [&](int y) { return row_at(means_b.get(), y, size.width); };
   FloatResizer<decltype(row_a)> a(size.width, size.height, full.width, full.height, row_a);
   FloatResizer<decltype(row_b)> b(size.width, size.height, full.width, full.height, row_b);
   Scratch<float> full_a(full.width), full_b(full.width);
@@ -270,13 +167,17 @@ void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& par
 // written after the windows of all statistics have passed it.
 void filter_channel(uint8_t* channel, const uint8_t* guide, const Parameters& parameters) {
   if (parameters.is_scaled()) return filter_scaled(channel, guide, parameters);
-  const Size size = parameters.size;
-  const Samples input_samples{channel, nullptr, size.width},
-      guide_samples{guide, nullptr, size.width};
-  mean_regressions(input_samples, guide == nullptr ? nullptr : &guide_samples, size,
-                   parameters.radius, parameters.eps, [&](int y, const float* a, const float* b) {
-                     apply(a, b, row_at(channel, y, size.width), size.width);
-                   });
+  const auto [width, height] = parameters.size;
+  MeanRegressions means(parameters.size, parameters.radius, parameters.eps, guide == nullptr);
+  Scratch<float> p(width), i(width);
+  for (int y = 0, done = 0; done < height; ++y) {
+    const int row = std::min(y, height - 1);
+    to_unit_floats(row_at(channel, row, width), p.get(), width);
+    if (guide != nullptr) to_unit_floats(row_at(guide, row, width), i.get(), width);
+    if (means.push(p.get(), guide == nullptr ? p.get() : i.get())) {
+      apply(means.a, means.b, row_at(channel, done++, width), width);
+    }
+  }
 }
 
 // The channels of an image as packed planes. A single channel is taken as packed, whatever its

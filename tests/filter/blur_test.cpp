@@ -1,10 +1,8 @@
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cmath>
 #include <limits>
 
-#include "filter/box_mean.h"
 #include "support/captured_log.h"
 #include "support/images.h"
 
@@ -138,35 +136,6 @@ TEST(Box, LargeWindows) {
   for (const int radius : {1450, 1451}) {
     filter_box(white.data(), dst.data(), 2905, 2903, radius);
     EXPECT_EQ(dst, white) << radius;
-  }
-}
-
-// Sums of floats keep the order of plain running sums, whatever else runs beside them.
-TEST(Box, FloatSumsKeepTheirOrder) {
-  for (const auto& [width, height, radius] :
-       {std::array{1, 1, 0}, {7, 9, 3}, {33, 8, 2}, {40, 41, 19}, {5, 100, 1}}) {
-    SCOPED_TRACE(testing::Message() << width << " x " << height << ", radius " << radius);
-    std::vector<float> src;
-    for (const uint8_t byte : noise(width * height)) src.push_back(byte * 0.003921569f);
-    std::vector<float> rows(src.size()), want(src.size()), got;
-    const auto run = [r = radius](const float* in, float* out, int count, int step) {
-      float sum = static_cast<float>(r + 1) * in[0];
-      for (int i = 1; i <= r; ++i) sum += in[i * step];
-      for (int i = 0; i < count; ++i) {
-        if (i > 0) sum += in[std::min(i + r, count - 1) * step];
-        if (i > 0) sum -= in[std::max(i - r - 1, 0) * step];
-        out[i * step] = sum;
-      }
-    };
-    for (int y = 0; y < height; ++y) run(&src[y * width], &rows[y * width], width, 1);
-    for (int x = 0; x < width; ++x) run(&rows[x], &want[x], height, width);
-    const auto row = [&, w = width](int y) { return &src[y * w]; };
-    KelvraCV::detail::BoxSums<float, float, decltype(row)> box_sums(width, height, radius, row);
-    for (int y = 0; y < height; ++y) {
-      const float* const sums = box_sums.next();
-      got.insert(got.end(), sums, sums + width);
-    }
-    EXPECT_EQ(got, want);
   }
 }
 
