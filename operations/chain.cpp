@@ -243,8 +243,16 @@ std::string to_cpp(const Step& step) {
   return text;
 }
 
-Image run(const Chain& chain, Image image) {
-  return run_steps(chain, std::move(image), chain.steps.size());
+Image run(const Chain& chain, Image image, size_t max_pixels) {
+  const size_t usual = std::exchange(pixel_limit(), max_pixels);
+  try {
+    image = run_steps(chain, std::move(image), chain.steps.size());
+  } catch (...) {
+    pixel_limit() = usual;
+    throw;
+  }
+  pixel_limit() = usual;
+  return image;
 }
 
 Findings find(const Chain& chain, Image image) {

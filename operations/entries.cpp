@@ -49,12 +49,18 @@ Parameter mask_level() {
   return whole("level", 0, 254, 127, "brighter pixels are the foreground");
 }
 
+size_t& pixel_limit() {
+  static thread_local size_t limit = kMaxPixels;
+  return limit;
+}
+
 void check_size(const std::string& operation, double width, double height) {
-  if (width > kMaxSide || height > kMaxSide || width * height > static_cast<double>(kMaxPixels)) {
+  if (width > kMaxSide || height > kMaxSide ||
+      width * height > static_cast<double>(pixel_limit())) {
     throw WorkError(operation + ": " + std::to_string(static_cast<long long>(width)) + "x" +
                     std::to_string(static_cast<long long>(height)) +
                     " is too large; wanted sides up to " + std::to_string(kMaxSide) +
-                    " and up to " + std::to_string(kMaxPixels >> 20) + " megapixels");
+                    " and up to " + std::to_string(pixel_limit() / 1000000) + " megapixels");
   }
 }
 

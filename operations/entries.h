@@ -35,6 +35,8 @@ struct Size {
   int width, height;
 };
 Size size_for(const std::string& text, const Image& image);
+// The most pixels that a picture may have in the run that the calling thread is in.
+size_t& pixel_limit();
 // Throws WorkError, naming the operation, unless a picture may be so large.
 void check_size(const std::string& operation, double width, double height);
 // Throws WorkError unless both sides have `least` pixels.

@@ -168,8 +168,8 @@ constexpr int kMaxSide = 32768;
 
 /// The picture after all steps. Throws WorkError: a picture of 0 pixels, of 2 or more than 4
 /// channels, of other than width * height * channels bytes, too small for a step, or a result
-/// larger than the limits above.
-Image run(const Chain& chain, Image image);
+/// larger than the limits above, or of more than `max_pixels`.
+Image run(const Chain& chain, Image image, size_t max_pixels = kMaxPixels);
 
 /// What the chain's last step finds in the picture after all steps before it. Throws WorkError, and
 /// UsageError if the last step finds nothing.

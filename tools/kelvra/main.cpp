@@ -147,6 +147,23 @@ void add_chains(CLI::App& app, Actions& actions) {
                        [=] { return kelvra::batch(operations::parse_chain(*chain), *many); });
 }
 
+void add_pages(CLI::App& app, Actions& actions) {
+  CLI::App* const play = app.add_subcommand("play", "A page to try operations on");
+  const auto photo = std::make_shared<std::string>();
+  const auto port = std::make_shared<int>(0);
+  play->add_option("PHOTO", *photo, "A JPEG or PNG file; without one, a test picture");
+  play->add_option("--port", *port, "Where to listen on this machine (any free port)")
+      ->check(CLI::Range(1, 65535));
+  actions.emplace_back(play, [=] { return kelvra::play(*photo, *port); });
+
+  CLI::App* const gallery = app.add_subcommand("gallery", "Every operation on photos, as a page");
+  const auto photos = std::make_shared<std::vector<std::string>>();
+  const auto folder = std::make_shared<std::string>();
+  gallery->add_option("PHOTO", *photos, "JPEG or PNG files")->required();
+  gallery->add_option("-o,--output", *folder, "Where index.html goes")->required();
+  actions.emplace_back(gallery, [=] { return kelvra::gallery(*photos, *folder); });
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Every operation of kelvra_cv on JPEG and PNG pictures.", "kelvra");
   app.require_subcommand(1);
@@ -155,6 +172,7 @@ int run(int argc, char** argv) {
   add_texts(app, actions);
   add_chains(app, actions);
   add_meta(app, actions);
+  add_pages(app, actions);
   for (const Operation& operation : operations::table()) add_operation(app, operation, actions);
 
   // An unknown first word is most likely an operation's name, mistyped.

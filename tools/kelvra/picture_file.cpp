@@ -19,7 +19,7 @@ void check_claim(double width, double height, double bytes, size_t file_bytes, d
     throw FileError("the picture claims " + std::to_string(static_cast<long>(width)) + "x" +
                     std::to_string(static_cast<long>(height)) + " pixels; wanted sides up to " +
                     std::to_string(operations::kMaxSide) + " and up to " +
-                    std::to_string(operations::kMaxPixels >> 20) + " megapixels");
+                    std::to_string(operations::kMaxPixels / 1000000) + " megapixels");
   }
   if (bytes > most * static_cast<double>(file_bytes) + 65536) {
     throw FileError("the file is too short for the " + std::to_string(static_cast<long>(width)) +
