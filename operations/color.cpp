@@ -135,7 +135,8 @@ void add_color(std::vector<Operation>& table) {
                    "KelvraCV::ycbcr_to_rgb(src, dst, width, height, 3 * width, false);",
                    from_ycbcr,
                    {},
-                   {}});
+                   {},
+                   "ycbcr"});
   table.push_back({"hsv",
                    family,
                    "RGB to hue, saturation and value.",
@@ -158,7 +159,8 @@ void add_color(std::vector<Operation>& table) {
                    "KelvraCV::hsv2rgb(src, dst);",
                    from_hsv,
                    {},
-                   {}});
+                   {},
+                   "hsv"});
   table.push_back({"lab",
                    family,
                    "sRGB to CIE L*a*b* in single precision.",
@@ -192,7 +194,8 @@ void add_color(std::vector<Operation>& table) {
                    "nullptr, nullptr, 1);",
                    from_lab,
                    {},
-                   {}});
+                   {},
+                   "lab_fast"});
   table.push_back({"drop_alpha",
                    family,
                    "Drops the fourth channel, without blending.",

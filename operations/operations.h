@@ -131,6 +131,8 @@ struct Operation {
   std::function<Findings(const Image&, const Arguments&)> find;
   /// Null, or says what is wrong with values that are fine one by one; "" if nothing is.
   std::function<std::string(const Arguments&)> check;
+  /// "", or the operation whose results it is for.
+  std::string after = {};
 };
 
 /// All operations, family by family.

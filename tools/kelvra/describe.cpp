@@ -50,6 +50,7 @@ nlohmann::ordered_json to_json(const Operation& operation) {
   entry["sentence"] = operation.sentence;
   entry["takes"] = operation.takes;
   entry["gives"] = operation.gives;
+  entry["after"] = operation.after;
   entry["finds"] = operation.find != nullptr;
   entry["functions"] = operation.functions;
   entry["parameters"] = nlohmann::ordered_json::array();

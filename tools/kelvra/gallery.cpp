@@ -95,7 +95,8 @@ std::string pair_of(const operations::Chain& chain, const Shown& photo, size_t i
 }
 
 std::string card(const operations::Operation& operation, const std::vector<Shown>& photos) {
-  const operations::Chain chain = operations::single_step(operation, {});
+  const std::string before = operation.after.empty() ? "" : operation.after + " | ";
+  const operations::Chain chain = operations::parse_chain(before + operation.name);
   std::string pairs, values;
   double best = 1e30;
   for (size_t i = 0; i < photos.size(); ++i) {
@@ -114,7 +115,7 @@ std::string card(const operations::Operation& operation, const std::vector<Shown
   std::printf("  %-14s %s\n", operation.name.c_str(), time);
   return "<article id=\"" + operation.name + "\">" + pairs + "<div class=\"text\"><h3>" +
          operation.name + "<span>" + time + "</span></h3><p>" + escaped(operation.sentence) +
-         "</p><code>" + escaped(operation.name + values) + "</code></div></article>\n";
+         "</p><code>" + escaped(before + operation.name + values) + "</code></div></article>\n";
 }
 
 std::vector<Shown> load_all(const std::vector<std::string>& paths) {
