@@ -16,6 +16,9 @@
 // Without it MulAdd would round twice, and results would differ between machines.
 static_assert(HWY_NATIVE_FMA, "the chosen instruction set must have fused multiply-add");
 
+// For lambdas with vectors in them, which HWY_INLINE does not fit.
+#define KELVRA_CV_INLINE __attribute__((always_inline))
+
 namespace KelvraCV::detail {
 
 namespace hn = hwy::HWY_NAMESPACE;
@@ -86,6 +89,15 @@ HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) 
   HWY_ALIGN hn::TFromD<D> lanes[hn::MaxLanes(D())];
   hn::Store(v, d, lanes);
   std::memcpy(to, lanes, count * sizeof(hn::TFromD<D>));
+}
+
+// Stores `count` bytes: make(x) is a vector of those from x on, x in steps of whole vectors.
+template <class Make>
+HWY_INLINE void store_row(size_t count, uint8_t* to, const Make& make) {
+  const Full<uint8_t> d8;
+  size_t x = 0;
+  for (; x + hn::Lanes(d8) <= count; x += hn::Lanes(d8)) hn::StoreU(make(x), d8, to + x);
+  if (x < count) store_first(d8, make(x), to + x, count - x);
 }
 
 // Bit i is lane i of the mask.
@@ -199,6 +211,51 @@ HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
     (void)step;
     return hn::LoadU(d, from);
   }
+}
+
+// A vector whose first block is at `first`; where there is a second one, it is at `second`.
+template <class D>
+HWY_INLINE hn::Vec<D> load_blocks_at(D d, const uint8_t* first, const uint8_t* second) {
+  if constexpr (hn::MaxLanes(d) == 32) {
+    const hn::Half<D> half;
+    return hn::Combine(d, hn::LoadU(half, second), hn::LoadU(half, first));
+  } else {
+    (void)second;
+    return hn::LoadU(d, first);
+  }
+}
+
+// For each index in the first block the byte with this number of the kBytes at `first`, for those
+// in a second block of the kBytes at `second`.
+template <int kBytes, class D>
+HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* first, const uint8_t* second,
+                                    hn::Vec<D> index) {
+  static_assert(kBytes == 16 || kBytes == 32);
+  if constexpr (kBytes == 16) {
+    return hn::TableLookupBytes(load_blocks_at(d, first, second), index);
+  } else {
+#if HWY_ARCH_X86
+    // Numbers of the other half get their top bit set, which gives zero.
+    return hn::Or(hn::TableLookupBytesOr0(load_blocks_at(d, first, second),
+                                          hn::SaturatedAdd(index, hn::Set(d, 0x70))),
+                  hn::TableLookupBytesOr0(load_blocks_at(d, first + 16, second + 16),
+                                          index - hn::Set(d, 16)));
+#else
+    return hn::Vec<D>(vqtbl2q_u8(vld1q_u8_x2(first), index.raw));
+#endif
+  }
+}
+
+// The same of the 32 bytes of two vectors, inside each block.
+template <class V8>
+HWY_INLINE V8 look_up_two(V8 low, V8 high, V8 index) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V8> d;
+  return hn::Or(hn::TableLookupBytesOr0(low, hn::SaturatedAdd(index, hn::Set(d, 0x70))),
+                hn::TableLookupBytesOr0(high, index - hn::Set(d, 16)));
+#else
+  return V8(vqtbl2q_u8(uint8x16x2_t{{low.raw, high.raw}}, index.raw));
+#endif
 }
 
 // Stores the 16 bytes of block b to `to + b * step`.
@@ -320,6 +377,209 @@ HWY_INLINE auto round_to_u8(V16 v0, V16 v1) {
 #endif
 }
 
+// Bits kShift to kShift + 7 of two vectors of 16-bit lanes, in the order of the arguments. Higher
+// bits must be zero.
+template <int kShift, class V16>
+HWY_INLINE auto narrow_from_bit(V16 low, V16 high) {
+#if HWY_ARCH_X86
+  return narrow_to_u8(hn::ShiftRight<kShift>(low), hn::ShiftRight<kShift>(high));
+#else
+  return hn::Vec<Full<uint8_t>>(
+      vshrn_high_n_u16(vshrn_n_u16(hn::BitCast(Full<uint16_t>(), low).raw, kShift),
+                       hn::BitCast(Full<uint16_t>(), high).raw, kShift));
+#endif
+}
+
+// Sums of neighbouring bytes, as 16-bit lanes; the same added to others.
+template <class V8>
+HWY_INLINE auto add_pairs(V8 bytes) {
+#if HWY_ARCH_X86
+  return multiply_add_bytes(bytes, hn::Set(hn::DFromV<V8>(), 1));
+#else
+  const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
+  return hn::BitCast(d16, hn::Vec<Full<uint16_t>>(vpaddlq_u8(bytes.raw)));
+#endif
+}
+template <class V16, class V8>
+HWY_INLINE V16 add_pairs(V16 sums, V8 bytes) {
+#if HWY_ARCH_X86
+  return sums + add_pairs(bytes);
+#else
+  const auto old = hn::BitCast(Full<uint16_t>(), sums);
+  return hn::BitCast(hn::DFromV<V16>(), hn::Vec<Full<uint16_t>>(vpadalq_u8(old.raw, bytes.raw)));
+#endif
+}
+
+// Of four pixels around a place, odd = (9 nl + 3 nr + 3 fl + fr) >> 4, as if it were nearest to
+// near_left, and even = (3 nl + 9 nr + fl + 3 fr) >> 4, nearest to near_right.
+template <class V8>
+HWY_INLINE void nine_sixteenths(V8 near_left, V8 near_right, V8 far_left, V8 far_right, V8& odd,
+                                V8& even) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V8> d8;
+  const hn::Repartition<uint16_t, decltype(d8)> d16;
+  const auto near_low = hn::InterleaveLower(near_left, near_right),
+             near_high = hn::InterleaveUpper(d8, near_left, near_right),
+             far_low = hn::InterleaveLower(far_left, far_right),
+             far_high = hn::InterleaveUpper(d8, far_left, far_right);
+  // Of a pair's weights, the left one is the low byte.
+  const auto mean = [&](uint16_t near_weights, uint16_t far_weights) {
+    const auto near = hn::BitCast(d8, hn::Set(d16, near_weights)),
+               far = hn::BitCast(d8, hn::Set(d16, far_weights));
+    const auto low = multiply_add_bytes(near_low, near) + multiply_add_bytes(far_low, far);
+    const auto high = multiply_add_bytes(near_high, near) + multiply_add_bytes(far_high, far);
+    return narrow_to_u8_blocks(hn::ShiftRight<4>(low), hn::ShiftRight<4>(high));
+  };
+  odd = mean(0x0309, 0x0103);
+  even = mean(0x0903, 0x0301);
+#else
+  const uint8x16_t three = vdupq_n_u8(3);
+  const auto low = [&](V8 near, V8 far) {
+    return vaddw_u8(vmull_u8(vget_low_u8(near.raw), vget_low_u8(three)), vget_low_u8(far.raw));
+  };
+  const auto high = [&](V8 near, V8 far) {
+    return vaddw_high_u8(vmull_high_u8(near.raw, three), far.raw);
+  };
+  const uint16x8_t left_low = low(near_left, far_left), left_high = high(near_left, far_left);
+  const uint16x8_t right_low = low(near_right, far_right), right_high = high(near_right, far_right);
+  const auto mean = [](uint16x8_t low3, uint16x8_t low1, uint16x8_t high3, uint16x8_t high1) {
+    const uint16x8_t sum_low = vmlaq_n_u16(low1, low3, 3), sum_high = vmlaq_n_u16(high1, high3, 3);
+    return V8(vshrn_high_n_u16(vshrn_n_u16(sum_low, 4), sum_high, 4));
+  };
+  odd = mean(left_low, right_low, left_high, right_high);
+  even = mean(right_low, left_low, right_high, left_high);
+#endif
+}
+
+// ---- Weighted means in 11-bit fixed point, in 16-bit lanes.
+
+// (a (2048 - w) + b w) >> 4 of pairs of bytes a, b, where each lane of `weights` is pair_weight(w),
+// w from 0 to 2047. The sum is 2048 a + (b - a) w, and also 1024 (a + b) + (b - a) (w - 1024); its
+// last product, shifted by 4, is the high half of one of numbers of 16 bits, or of twice that.
+constexpr int16_t pair_weight(int w) {
+  return static_cast<int16_t>(HWY_ARCH_X86 ? (w - 1024) * 32 : w * 16);
+}
+template <class V8, class V16>
+HWY_INLINE V16 mean_of_pairs(V8 pairs, V16 weights) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V16> d16;
+  const hn::DFromV<V8> d8;
+  // Of a pair's weights, the first one is the low byte.
+  const auto minus_plus = hn::BitCast(d8, hn::Set(d16, 0x01ff));
+  const auto differences = multiply_add_bytes(pairs, minus_plus);
+  const auto sums = multiply_add_bytes(pairs, hn::Set(d8, 64));
+  return sums + hn::MulHigh(hn::ShiftLeft<7>(differences), weights);
+#else
+  const uint16x8_t both = vreinterpretq_u16_u8(pairs.raw), a = vshlq_n_u16(both, 8);
+  const uint16x8_t b = vbicq_u16(both, vdupq_n_u16(255));
+  const int16x8_t differences = vreinterpretq_s16_u16(vhsubq_u16(b, a));  // times 128
+  const int16x8_t products = vqdmulhq_s16(differences, weights.raw);
+  return V16(vreinterpretq_s16_u16(vsraq_n_u16(vreinterpretq_u16_s16(products), a, 1)));
+#endif
+}
+
+// (near (2048 - w) + far w) >> 11, where `weight` is far_weight(w), w from 0 to 1024, as
+// near + ((near - far) (-w) >> 11).
+constexpr int16_t far_weight(int w) {
+  return static_cast<int16_t>(HWY_ARCH_X86 ? -32 * w : -16 * w);
+}
+template <class V16>
+HWY_INLINE V16 mean_of_rows(V16 near, V16 far, V16 weight) {
+#if HWY_ARCH_X86
+  return near + hn::MulHigh(near - far, weight);
+#else
+  return near + V16(vqdmulhq_s16((near - far).raw, weight.raw));
+#endif
+}
+
+// The low 16 bits of (a w0 + b w1 + c w2 + d w3) >> 4, of pairs of bytes a, b and c, d, where each
+// lane of `parts` is from split_weights(w0 … w3), weights between -4096 and 4095.
+//
+// x86-64 multiplies bytes: with w = 32 high + low, (sum w) >> 4 is 2 sum high + (sum low >> 4).
+inline void split_weights(const int16_t (&w)[4], int16_t (&parts)[4]) {
+#if HWY_ARCH_X86
+  for (int p = 0; p < 2; ++p) {
+    const int left = w[2 * p], right = w[2 * p + 1];
+    parts[p] = static_cast<int16_t>(((right >> 5) & 255) << 8 | ((left >> 5) & 255));
+    parts[p + 2] = static_cast<int16_t>((right & 31) << 8 | (left & 31));
+  }
+#else
+  std::memcpy(parts, w, sizeof parts);
+#endif
+}
+template <class V8, class V16>
+HWY_INLINE V16 sum_of_taps(V8 ab, V8 cd, const V16 (&parts)[4]) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V8> d8;
+  const hn::RebindToUnsigned<hn::DFromV<V16>> du16;
+  const auto sum = [&](V16 first, V16 second) KELVRA_CV_INLINE {
+    return multiply_add_bytes(ab, hn::BitCast(d8, first)) +
+           multiply_add_bytes(cd, hn::BitCast(d8, second));
+  };
+  const auto high = sum(parts[0], parts[1]), low = sum(parts[2], parts[3]);
+  return high + high + hn::BitCast(hn::DFromV<V16>(), hn::ShiftRight<4>(hn::BitCast(du16, low)));
+#else
+  const auto taps = [](V8 pairs, bool second) {
+    const uint16x8_t both = vreinterpretq_u16_u8(pairs.raw);
+    return vreinterpretq_s16_u16(second ? vshrq_n_u16(both, 8) : vandq_u16(both, vdupq_n_u16(255)));
+  };
+  const int16x8_t t0 = taps(ab, false), t1 = taps(ab, true), t2 = taps(cd, false),
+                  t3 = taps(cd, true);
+  int32x4_t low = vmull_s16(vget_low_s16(t0), vget_low_s16(parts[0].raw));
+  int32x4_t high = vmull_high_s16(t0, parts[0].raw);
+  const auto add = [&](int16x8_t t, V16 weights) KELVRA_CV_INLINE {
+    low = vmlal_s16(low, vget_low_s16(t), vget_low_s16(weights.raw));
+    high = vmlal_high_s16(high, t, weights.raw);
+  };
+  add(t1, parts[1]);
+  add(t2, parts[2]);
+  add(t3, parts[3]);
+  return V16(vshrn_high_n_s32(vshrn_n_s32(low, 4), high, 4));
+#endif
+}
+
+// Bits 18 to 25 of the sums of 16-bit lanes times weights, of 2 n lanes each: `lanes(k, 0)` and
+// `lanes(k, 1)` give those of the k-th of four rows.
+template <class Lanes>
+HWY_INLINE auto sum_of_four_rows(const Lanes& lanes, const int16_t (&weights)[4]) {
+  const Full<int16_t> d16;
+  const Full<int32_t> d32;
+#if HWY_ARCH_X86
+  const auto pair = [&](int p) {
+    return hn::BitCast(
+        d16, hn::Set(d32, static_cast<int32_t>(static_cast<uint32_t>(weights[p + 1]) << 16 |
+                                               static_cast<uint16_t>(weights[p]))));
+  };
+  const auto w01 = pair(0), w23 = pair(2);
+  const auto half = [&](int h) KELVRA_CV_INLINE {
+    const auto a = lanes(0, h), b = lanes(1, h), c = lanes(2, h), d = lanes(3, h);
+    const auto low = multiply_add_pairs(d32, hn::InterleaveLower(a, b), w01) +
+                     multiply_add_pairs(d32, hn::InterleaveLower(c, d), w23);
+    const auto high = multiply_add_pairs(d32, hn::InterleaveUpper(d16, a, b), w01) +
+                      multiply_add_pairs(d32, hn::InterleaveUpper(d16, c, d), w23);
+    const auto byte = [&](hn::Vec<decltype(d32)> sum) {
+      return hn::And(hn::ShiftRight<18>(sum), hn::Set(d32, 255));
+    };
+    return narrow_to_i16_blocks(byte(low), byte(high));
+  };
+  return narrow_to_u8(half(0), half(1));
+#else
+  (void)d32;
+  const auto half = [&](int h) KELVRA_CV_INLINE {
+    const hn::Vec<decltype(d16)> first = lanes(0, h);
+    int32x4_t low = vmull_n_s16(vget_low_s16(first.raw), weights[0]);
+    int32x4_t high = vmull_high_n_s16(first.raw, weights[0]);
+    for (int k = 1; k < 4; ++k) {
+      const hn::Vec<decltype(d16)> row = lanes(k, h);
+      low = vmlal_n_s16(low, vget_low_s16(row.raw), weights[k]);
+      high = vmlal_high_n_s16(high, row.raw, weights[k]);
+    }
+    return vuzp2q_u16(vreinterpretq_u16_s32(low), vreinterpretq_u16_s32(high));
+  };
+  return hn::Vec<Full<uint8_t>>(vshrn_high_n_u16(vshrn_n_u16(half(0), 2), half(1), 2));
+#endif
+}
+
 // As many bytes, or floats, as floats.
 HWY_INLINE auto load_floats(Full<float> d, const float* from) {
   return hn::LoadU(d, from);
@@ -423,6 +683,9 @@ HWY_INLINE V blend_classes(D d, V class0, V class1, V class2) {
   };
   return hn::IfThenElse(is(0), class0, hn::IfThenElse(is(1), class1, class2));
 }
+
+// Whether the machine loads a pixel's channels into vectors of their own in one instruction.
+constexpr bool kLoadsChannelsApart = !HWY_ARCH_X86;
 
 // As many pixels as a vector has lanes, a vector for each channel.
 template <int kChannels, class D>

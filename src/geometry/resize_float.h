@@ -28,13 +28,12 @@ class FloatResizer {
         rows_(src_height, dst_height),
         filtered_(dst_width) {
     float *const left = weights_.get(), *const right = left + dst_width;
-    Coordinates(src_width, dst_width)
-        .for_each(dst_width, [=, taps = taps_.get()](int x, float coordinate) {
-          const Position at = position_of(coordinate, src_width);
-          taps[x] = at.tap;
-          left[x] = 1.0f - at.fraction;
-          right[x] = at.fraction;
-        });
+    Coordinates(src_width, dst_width).for_each([=, taps = taps_.get()](int x, float coordinate) {
+      const Position at = position_of(coordinate, src_width);
+      taps[x] = at.tap;
+      left[x] = 1.0f - at.fraction;
+      right[x] = at.fraction;
+    });
     for (int x = 0; x < dst_width; ++x) are_pairs_ = are_pairs_ && taps_[x] == 2 * x;
   }
 

@@ -12,18 +12,15 @@ namespace {
 using namespace detail;
 
 int nearest_tap(float coordinate, int source) {
-  return std::clamp(static_cast<int>(std::floor(coordinate)), 0, source - 1);
+  return std::clamp(floor_of(coordinate), 0, source - 1);
 }
 
 template <int kChannels>
 void resize_nearest(const uint8_t* src, uint8_t* dst, int src_width, int src_height, int src_stride,
                     int dst_width, int dst_height, int dst_stride) {
   if (src_width < 1 || src_height < 1 || dst_width < 1 || dst_height < 1) return;
-  Scratch<int> taps(dst_width);
-  Coordinates(src_width, dst_width).for_each(dst_width, [=, out = taps.get()](int x, float at) {
-    out[x] = nearest_tap(at, src_width);
-  });
-  const RowPicker<kChannels> columns(src_width, dst_width, std::move(taps));
+  RowPicker<kChannels> columns(src_width, dst_width,
+                               [=](float at) { return nearest_tap(at, src_width); });
   const Coordinates row_coordinate(src_height, dst_height);
   int previous = -1;
   for (int y = 0; y < dst_height; ++y) {

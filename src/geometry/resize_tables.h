@@ -1,13 +1,17 @@
 // What every resize computes once per call, for columns and for rows: where a destination position
 // lies in the source, which source positions it takes, and their weights.
+//
+// With integer weights that sum to 2048, w of the columns and v of the rows, a resize of bytes is
+//   h(row, x) = (sum of w_i(x) source(row, first(x) + i)) >> 4, 16 bits, and
+//   destination(x, y) = (sum of v_j(y) h(first(y) + j, x)) >> 18, 8 bits,
+// over two taps in each direction (bilinear) or four (bicubic). Nothing is rounded or clamped.
 #ifndef KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
 #define KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-
-#include "core/scratch.h"
+#include <limits>
 
 namespace KelvraCV::detail {
 
@@ -20,19 +24,19 @@ constexpr int kWeightOne = 2048, kHorizontalShift = 4, kVerticalShift = 18;
 class Coordinates {
  public:
   Coordinates(int source, int destination)
-      : grouped_(destination & ~3),
+      : destination_(destination),
+        grouped_(destination & ~3),
         source_(static_cast<float>(source)),
         ratio_(static_cast<float>(source) / static_cast<float>(destination)),
         reciprocal_(1.0f / static_cast<float>(destination)) {}
 
   float operator()(int i) const { return i < grouped_ ? of_group(i) : of_rest(i); }
 
-  // Calls f(i, coordinate) for the first `count` positions.
+  // Calls f(i, coordinate) for all positions.
   template <class F>
-  void for_each(int count, F f) const {
-    const int grouped = std::min(grouped_, count);
-    for (int i = 0; i < grouped; ++i) f(i, of_group(i));
-    for (int i = grouped; i < count; ++i) f(i, of_rest(i));
+  void for_each(F f) const {
+    for (int i = 0; i < grouped_; ++i) f(i, of_group(i));
+    for (int i = grouped_; i < destination_; ++i) f(i, of_rest(i));
   }
 
  private:
@@ -41,9 +45,31 @@ class Coordinates {
     return std::fma((static_cast<float>(i) + 0.5f) * source_, reciprocal_, -0.5f);
   }
 
-  int grouped_;
+  int destination_, grouped_;
   float source_, ratio_, reciprocal_;
 };
+
+// Whether holds(i, coordinate) for all positions i, when it depends on how far a coordinate is from
+// i source / destination only. In whole groups of a reduction by a whole number or a doubling, that
+// is the same for all (odd, even) i, because the multiplication by 2 or 0.5, say, and the addition
+// are exact below 2^21: there the first group stands for all.
+template <class F>
+bool all_positions(int source, int destination, F holds) {
+  const bool is_exact = (source % destination == 0 || destination == int64_t{2} * source) &&
+                        std::max(source, destination) < 1 << 21;
+  const Coordinates coordinate(source, destination);
+  for (int i = 0; i < destination; ++i) {
+    if (i == 4 && is_exact) i = std::max(4, destination & ~3);
+    if (i < destination && !holds(i, coordinate(i))) return false;
+  }
+  return true;
+}
+
+// The integer at or before a coordinate, which rounding may have led past the range of integers.
+inline int floor_of(float coordinate) {
+  const float whole = std::floor(coordinate);
+  return whole < 2147483648.0f ? static_cast<int>(whole) : std::numeric_limits<int>::max();
+}
 
 // The pixel at or before a coordinate, and how far the coordinate is on the way to the next one:
 // 0 before the first pixel. From the last pixel on it is the last but one, all the way.
@@ -52,12 +78,9 @@ struct Position {
   float fraction;
 };
 inline Position position_of(float coordinate, int source) {
-  const float whole = std::floor(coordinate);
-  // Rounding can lead past the last pixel, not past the int range: sources have fewer pixels.
-  const int tap = std::max(static_cast<int>(whole), 0);
-  const bool is_last = tap >= source - 1;
-  const float fraction = whole < 0.0f ? 0.0f : coordinate - whole;
-  return {is_last ? source - 2 : tap, is_last ? 1.0f : fraction};
+  const int tap = std::max(floor_of(coordinate), 0);
+  if (tap >= source - 1) return {source - 2, 1.0f};
+  return {tap, coordinate < 0.0f ? 0.0f : coordinate - std::floor(coordinate)};
 }
 
 // kTaps neighbouring source positions from `first` on, and their integer weights, which sum to
@@ -71,10 +94,13 @@ struct Taps {
 struct Linear {
   static constexpr int kTaps = 2;
 
+  // The second weight is never the whole: then the pixel is the first tap.
+
   static Taps<2> taps(float coordinate, int source) {
     const Position at = position_of(coordinate, source);
     // The fraction's product is exact; the difference rounds, and then is truncated.
     const auto weight = static_cast<int16_t>(kWeightOne - at.fraction * kWeightOne);
+    if (weight == 0) return {at.tap + 1, {kWeightOne, 0}};
     return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
   }
 };

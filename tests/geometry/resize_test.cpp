@@ -1,6 +1,8 @@
 #include <cmath>
 #include <functional>
+#include <limits>
 
+#include "geometry/resize_tables.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -242,13 +244,13 @@ TEST(Resize, WorkedValues) {
   EXPECT_EQ(*std::max_element(large.begin(), large.begin() + 36), 249) << "wrapped, not clamped";
 }
 
-TEST(Resize, SameSizeCopies) {
-  const Pixels src = noise(3 * 37 * 21);
-  Pixels dst(src.size());
-  resize_bilinear_c3(src.data(), dst.data(), 37, 21, 111, 37, 21, 111);
-  EXPECT_EQ(dst, src);
-  resize_bicubic_c3(src.data(), dst.data(), 37, 21, 111, 37, 21, 111);
-  EXPECT_EQ(dst, src);
+// Coordinates that rounding leads past the range of integers belong to the last pixel.
+TEST(Resize, LargestSizes) {
+  const int largest = std::numeric_limits<int>::max();
+  EXPECT_EQ(detail::floor_of(2147483648.0f), largest);
+  EXPECT_EQ(detail::floor_of(2147483520.0f), 2147483520);
+  EXPECT_EQ(detail::Coordinates(largest, 1 << 25)((1 << 25) - 1), 2147483648.0f);
+  EXPECT_EQ(detail::Linear::taps(2147483648.0f, largest).first, largest - 1);
 }
 
 TEST(Resize, EmptySizesWriteNothing) {
