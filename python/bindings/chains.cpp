@@ -6,6 +6,7 @@
 #include "call.h"
 #include "families.h"
 #include "operations.h"
+#include "transfer.h"
 
 namespace bindings {
 namespace {
@@ -56,6 +57,9 @@ auto checked(const Work& work) {
     throw py::value_error(error.what());
   } catch (const operations::WorkError& error) {
     throw py::value_error(error.what());
+  } catch (const kelvra::FileError& error) {
+    PyErr_SetString(PyExc_OSError, error.what());
+    throw py::error_already_set();
   }
 }
 
@@ -119,6 +123,20 @@ std::string normalized(const std::string& chain) {
   return checked([&] { return operations::to_text(operations::parse_chain(chain)); });
 }
 
+// From file to file, as the command line does it: the same bytes.
+void run_file(const std::string& text, const std::string& input, const std::string& output,
+              const std::string& format, int quality, int effort) {
+  checked([&] {
+    const operations::Chain chain = operations::parse_chain(text);
+    const kelvra::Encoding encoding{kelvra::format_for(output, format), quality, effort};
+    const Messages messages;  // a file's metadata that cannot be carried is left out silently
+    unlocked([&] {
+      const kelvra::Source source = kelvra::load(input);
+      kelvra::save(operations::run(chain, source.image), output, encoding, source, input);
+    });
+  });
+}
+
 }  // namespace
 
 void bind_chains(py::module_& module) {
@@ -126,6 +144,8 @@ void bind_chains(py::module_& module) {
   module.def("run", &run, py::arg("chain"), py::arg("image"));
   module.def("find", &find, py::arg("chain"), py::arg("image"));
   module.def("normalized", &normalized, py::arg("chain"));
+  module.def("run_file", &run_file, py::arg("chain"), py::arg("input"), py::arg("output"),
+             py::arg("format"), py::arg("quality"), py::arg("effort"));
 }
 
 }  // namespace bindings

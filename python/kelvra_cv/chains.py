@@ -1,12 +1,13 @@
 """Operations by name, and chains of them: the table that the command line offers too."""
 
+import os
 from typing import Dict, List, NamedTuple, Optional, Tuple, Union
 
 from . import _core
 from ._types import Image, Ints
 
 __all__ = [
-    "Parameter", "Operation", "Findings", "operations", "run", "find", "normalized",
+    "Parameter", "Operation", "Findings", "operations", "run", "find", "normalized", "run_file",
 ]
 
 
@@ -86,3 +87,36 @@ def normalized(chain: str) -> str:
     'resize size=30% | clahe'
     """
     return _core.normalized(chain)
+
+
+def _path(path: "str | os.PathLike[str]") -> str:
+    name = os.fspath(path)
+    return "./-" if name == "-" else name  # a file of that name, not standard input
+
+
+def run_file(
+    chain: str,
+    input: "str | os.PathLike[str]",
+    output: "str | os.PathLike[str]",
+    *,
+    format: str = "",
+    quality: int = 90,
+    effort: int = 3,
+) -> None:
+    """Reads a JPEG or PNG file, runs a chain and writes the result, as the command line does and with
+    the same bytes: turned upright, with its colour profile and Exif, beside its place and then
+    renamed.
+
+    format: "jpeg" or "png"; "" for what the output's name says. quality: of JPEG, 1 to 100. effort:
+    of PNG compression, 0 to 9. OSError names a file that cannot be read or written.
+
+    >>> kelvra_cv.run_file("gray", "no such file.png", "out.png")
+    Traceback (most recent call last):
+    OSError: no such file.png: cannot open: No such file or directory
+    """
+    if format not in ("", "jpeg", "png"):
+        raise ValueError(f"format: got {format!r}, want 'jpeg', 'png' or ''")
+    for name, value, least, most in (("quality", quality, 1, 100), ("effort", effort, 0, 9)):
+        if not least <= value <= most:
+            raise ValueError(f"{name}: got {value!r}, want an integer from {least} to {most}")
+    _core.run_file(chain, _path(input), _path(output), format, quality, effort)
