@@ -1,7 +1,7 @@
 """Images that do not fit into memory: filters of a neighbourhood over the tiles of a Dask array.
 
     >>> import dask.array as da
-    >>> large = da.zeros((3000, 5000), np.uint8, chunks=1024)  # or da.from_array(np.memmap(...))
+    >>> large = da.zeros((3000, 5000), dtype=np.uint8, chunks=1024)  # or da.from_array(np.memmap(...))
     >>> from kelvra_cv.tiles import map_tiles
     >>> edges = map_tiles(kelvra_cv.sobel_edge, large, threshold=40)
     >>> int(edges[:8, :8].compute().max())
