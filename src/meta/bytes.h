@@ -10,9 +10,12 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "core/scratch.h"
+#include "kelvra_cv.h"
 
 namespace KelvraCV::detail {
 
@@ -75,6 +78,44 @@ class FileContents {
   size_t size_;
   Scratch<uint8_t> bytes_;
 };
+
+// The files of a call that carries metadata from one into another.
+struct Transfer {
+  FileContents origin, input;
+  File output;
+};
+
+struct TransferMessages {
+  const char *origin_path, *input_path, *output_path, *origin_format, *input_format;
+};
+
+// Opens the files in this order and reads those that begin with `signature`. Where something is
+// wrong, prints its message and gives nothing.
+template <size_t kSize>
+std::optional<Transfer> open_transfer(const char* origin_path, const char* input_path,
+                                      const char* output_path, const char (&signature)[kSize],
+                                      const TransferMessages& messages) {
+  const auto fail = [](const char* message) {
+    log_print(message);
+    return std::nullopt;
+  };
+  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
+    return fail("png path error!\n");  // of JPEG files, too
+  }
+  const File origin = open_to_read(origin_path);
+  if (origin == nullptr) return fail(messages.origin_path);
+  const File input = open_to_read(input_path);
+  if (input == nullptr) return fail(messages.input_path);
+  File output = open_to_write(output_path);
+  if (output == nullptr) return fail(messages.output_path);
+  Transfer files{FileContents(origin.get()), FileContents(input.get()), std::move(output)};
+  if (!files.origin.bytes().has_text(0, signature)) return fail(messages.origin_format);
+  if (!files.input.bytes().has_text(0, signature)) {
+    log_print(messages.origin_format);
+    return fail(messages.input_format);
+  }
+  return files;
+}
 
 // Empties a file that open_to_write() gave, writes the pieces one after the other and then
 // `zeros` bytes of zero. False if not everything could be written.

@@ -48,38 +48,28 @@ size_t insertion_of(Bytes jpeg) {
   return std::min(jpeg.size, static_cast<size_t>(4 + std::max(length, 2)));
 }
 
+constexpr TransferMessages kMessages = {
+    "origin jpeg path error\n", "input jpeg path error\n", "output jpeg path error\n",
+    "origin jpeg is not jpeg format!\n", "jpeg in is not jpeg format!\n"};
+
 }  // namespace
 
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
-  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
-    return log_print("png path error!\n"), -1;
-  }
-  const File origin_file = open_to_read(origin_path);
-  if (origin_file == nullptr) return log_print("origin jpeg path error\n"), -1;
-  const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return log_print("input jpeg path error\n"), -1;
-  File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return log_print("output jpeg path error\n"), -1;
-
-  const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
-  const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
-  if (!origin.has_text(0, kStart)) return log_print("origin jpeg is not jpeg format!\n"), -1;
-  if (!input.has_text(0, kStart)) {
-    log_print("origin jpeg is not jpeg format!\n");
-    return log_print("jpeg in is not jpeg format!\n"), -1;
-  }
-
+  std::optional<Transfer> files =
+      open_transfer(origin_path, input_path, output_path, kStart, kMessages);
+  if (!files) return -1;
+  const Bytes origin = files->origin.bytes(), input = files->input.bytes();
   const Segment added = find_profile(origin);
   Segment replaced = find_profile(input);
   if (replaced.size == 0) replaced.offset = insertion_of(input);
   if (added.size == 0) replaced = {input.size, 0};
   // The file has room for both profiles: where one replaces the other, zeros follow the image.
   const bool written =
-      replace_contents(std::move(output_file),
+      replace_contents(std::move(files->output),
                        {input.up_to(replaced.offset), origin.part(added.offset, added.size),
                         input.from(replaced.offset + replaced.size)},
                        replaced.size);
-  if (!written) return log_print("output jpeg path error\n"), -1;
+  if (!written) return log_print(kMessages.output_path), -1;
   return 0;
 }
 

@@ -40,36 +40,26 @@ Metadata metadata_of(Bytes png) {
   return found;
 }
 
+constexpr TransferMessages kMessages = {
+    "origin png path error\n", "input png path error\n", "output png path error\n",
+    "origin png is not png format!\n", "png in is not png format!\n"};
+
 }  // namespace
 
 int add_png_info(const char* origin_path, const char* input_path, const char* output_path) {
-  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
-    return log_print("png path error!\n"), -1;
-  }
-  const File origin_file = open_to_read(origin_path);
-  if (origin_file == nullptr) return log_print("origin png path error\n"), -1;
-  const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return log_print("input png path error\n"), -1;
-  File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return log_print("output png path error\n"), -1;
-
-  const FileContents origin_contents(origin_file.get()), input_contents(input_file.get());
-  const Bytes origin = origin_contents.bytes(), input = input_contents.bytes();
-  if (!origin.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
-  if (!input.has_text(0, kSignature)) {
-    log_print("origin png is not png format!\n");
-    return log_print("png in is not png format!\n"), -1;
-  }
-
+  std::optional<Transfer> files =
+      open_transfer(origin_path, input_path, output_path, kSignature, kMessages);
+  if (!files) return -1;
+  const Bytes origin = files->origin.bytes(), input = files->input.bytes();
   const Metadata present = metadata_of(input);
   Metadata added = metadata_of(origin);
   if (present.profile.size > 0) added.profile = {};
   if (present.exif.size > 0) added.exif = {};
   const size_t insertion = input.size < kHeaderEnd ? input.size : kHeaderEnd;
   const bool written =
-      replace_contents(std::move(output_file),
+      replace_contents(std::move(files->output),
                        {input.up_to(insertion), added.exif, added.profile, input.from(insertion)});
-  if (!written) return log_print("output png path error\n"), -1;
+  if (!written) return log_print(kMessages.output_path), -1;
   return 0;
 }
 

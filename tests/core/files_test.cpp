@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 
 #include "support/captured_log.h"
@@ -14,32 +13,27 @@ namespace {
 
 class Files : public testing::Test, protected test::TemporaryFolder {};
 
-size_t open_files() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 }  // namespace
 
 TEST_F(Files, WholeFileIsRead) {
   const std::string bytes("a\0\r\n\xff", 5);
   int size = -5;
-  const size_t open_before = open_files();
+  const size_t open_before = test::open_files();
   const std::unique_ptr<unsigned char[]> read(read_file_into_buffer(write("file", bytes), size));
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(std::string(read.get(), read.get() + size), bytes);
-  EXPECT_EQ(open_files(), open_before);
+  EXPECT_EQ(test::open_files(), open_before);
 }
 
 TEST_F(Files, MissingEmptyAndUnreadable) {
   int size = 5;
   EXPECT_EQ(read_file_into_buffer(path("absent"), size), nullptr);
   EXPECT_EQ(size, 0);
-  const size_t open_before = open_files();
+  const size_t open_before = test::open_files();
   size = 5;
   EXPECT_EQ(read_file_into_buffer(write("file", ""), size), nullptr);
   EXPECT_EQ(size, 5);
-  EXPECT_EQ(open_files(), open_before + 1) << "an empty file stays open";
+  EXPECT_EQ(test::open_files(), open_before + 1) << "an empty file stays open";
   EXPECT_EQ(read_file_into_buffer(path(), size), nullptr);
   EXPECT_EQ(size, 5);
 }
@@ -54,6 +48,8 @@ TEST_F(Files, NumbersRestartOnEveryLine) {
   EXPECT_EQ(parse("1,2;;3,\n\n", ",;"), (std::vector<float>{1, 2, 3, -9, -9, -9}));
   EXPECT_EQ(parse("\n\n7.5e1 x0 -0.1", " "), (std::vector<float>{75, 0, -0.1f, -9, -9, -9}));
   EXPECT_EQ(parse("", " ,"), (std::vector<float>(6, -9.0f)));
+  EXPECT_EQ(parse("1 2\r\n\r\n", " "), (std::vector<float>{0, 2, -9, -9, -9, -9}))
+      << "a carriage return alone is a token without digits";
   EXPECT_EQ(parse(std::string("1 \0 2\n", 6), " ")[0], 1);
 }
 

@@ -199,11 +199,7 @@ TEST_F(Meta, HostileFiles) {
   CapturedLog log;
   const std::string png = kHeader + chunk("iCCP", "p") + chunk("eXIf", "e") + kImage;
   const std::string jpeg = kJpegStart + kJfif + profile("p") + kScan;
-  const auto open_files = [] {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
-  };
-  const auto before = open_files();
+  const size_t before = test::open_files();
   for (const auto& [whole, call] :
        {std::pair<std::string, Call>{png, add_png_info}, {png, strip}, {jpeg, add_jpeg_info}}) {
     for (size_t i = 0; i < whole.size(); ++i) {
@@ -221,5 +217,5 @@ TEST_F(Meta, HostileFiles) {
   EXPECT_EQ(spliced(strip, "", kHeader + std::string("\xff\xff\xff\xffiCCPxx", 10)),
             kHeader + std::string(10, '\0'))
       << "a chunk of 4 GiB is none";
-  EXPECT_EQ(open_files(), before);
+  EXPECT_EQ(test::open_files(), before);
 }

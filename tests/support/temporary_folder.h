@@ -1,4 +1,4 @@
-// A folder for one test's files.
+// A folder for one test's files, in memory where the system has a place for that.
 #ifndef KELVRA_CV_TESTS_TEMPORARY_FOLDER_H_
 #define KELVRA_CV_TESTS_TEMPORARY_FOLDER_H_
 
@@ -11,13 +11,22 @@
 
 namespace test {
 
+// How many files this process has open.
+inline size_t open_files() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
 // Removed with all that is in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder()
-      : path_((std::filesystem::temp_directory_path() / "kelvra_cv_test_").string() +
-              std::string(6, 'X')) {  // mkdtemp() finds letters for the last six
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no folder like " + path_);
+  TemporaryFolder() {
+    for (const auto& parent :
+         {std::filesystem::path("/dev/shm"), std::filesystem::temp_directory_path()}) {
+      path_ = parent / "kelvra_cv_test_XXXXXX";
+      if (mkdtemp(path_.data()) != nullptr) return;
+    }
+    throw std::runtime_error("no folder like " + path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
