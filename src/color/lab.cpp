@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "color/lab_exceptions.h"
 #include "color/linear_light.h"
 #include "core/numeric.h"
 #include "core/simd.h"
@@ -27,7 +28,8 @@ void convert_pixel(const uint8_t* rgb, uint8_t* lab) {
   const float r = kLinearLight[rgb[0]], g = kLinearLight[rgb[1]], b = kLinearLight[rgb[2]];
   const auto sum = [&](const float(&row)[3]) { return row[0] * r + row[1] * g + row[2] * b; };
   const auto f = [](float t, float unscaled, float slope) {
-    return t > kLimit ? std::cbrt(t) : unscaled * slope + kOffset;
+    const auto root = [&] { return static_cast<float>(std::cbrt(static_cast<double>(t))); };
+    return t > kLimit ? root() : unscaled * slope + kOffset;
   };
   const float x = sum(kX), y = sum(kY), z = sum(kZ);
   const float fx = f(x * kXScale, x, kXSlope), fy = f(y, y, kYSlope),
@@ -35,6 +37,7 @@ void convert_pixel(const uint8_t* rgb, uint8_t* lab) {
   lab[0] = truncate_byte(295.8f * fy - 40.8f);
   lab[1] = truncate_byte(500.0f * (fx - fy) + 128.0f);
   lab[2] = truncate_byte(200.0f * (fy - fz) + 128.0f);
+  correct_lab(rgb, lab);
 }
 
 using D = Full<float>;

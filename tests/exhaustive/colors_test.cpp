@@ -11,17 +11,28 @@ namespace {
 
 constexpr int kRow = 1 << 16;
 
-// Calls `convert` for 256 rows of 65536 colours and compares every pixel with `rule`.
+// Calls `convert` for 256 rows of 65536 colours and compares every pixel with `rule`, and all of
+// them with the checksum noted for `golden`, if it has a name.
 void expect_all(int result_bytes, const std::function<void(uint8_t*, uint8_t*)>& convert,
-                const std::function<void(const uint8_t*, uint8_t*)>& rule) {
-  std::vector<uint8_t> colors(3 * kRow), results(static_cast<size_t>(result_bytes) * kRow);
-  for (int a = 0; a < 256; ++a) {
+                const std::function<void(const uint8_t*, uint8_t*)>& rule,
+                const char* golden = nullptr) {
+  std::vector<uint8_t> colors(3 * kRow), all(static_cast<size_t>(result_bytes) * 256 * kRow);
+  const auto results_of = [&](int a) { return &all[static_cast<size_t>(result_bytes) * a * kRow]; };
+  const auto set_red = [&](int a) {
     for (int i = 0; i < kRow; ++i) {
       colors[3 * i] = static_cast<uint8_t>(a);
       colors[3 * i + 1] = static_cast<uint8_t>(i >> 8);
       colors[3 * i + 2] = static_cast<uint8_t>(i);
     }
-    convert(colors.data(), results.data());
+  };
+  for (int a = 0; a < 256; ++a) {
+    set_red(a);
+    convert(colors.data(), results_of(a));
+  }
+  if (golden != nullptr) expect_golden(golden, all);
+  for (int a = 0; a < 256; ++a) {
+    set_red(a);
+    const uint8_t* const results = results_of(a);
     for (int i = 0; i < kRow; ++i) {
       uint8_t want[3];
       rule(&colors[3 * i], want);
@@ -107,7 +118,8 @@ TEST(AllColors, Lab) {
   for (int c = 0; c < 256; ++c) light.push_back(linear_light(c));
   expect_all(
       3, [](uint8_t* in, uint8_t* out) { rgb_to_lab(in, out, kRow, 1); },
-      [&](const uint8_t* p, uint8_t* out) { plain_lab(light.data(), p, out); });
+      [&](const uint8_t* p, uint8_t* out) { plain_lab(light.data(), p, out); },
+      "rgb_to_lab_of_all_colors");
 }
 
 TEST(AllColors, LabByTables) {
@@ -117,7 +129,8 @@ TEST(AllColors, LabByTables) {
       [&](uint8_t* in, uint8_t* out) {
         rgb_to_lab_fast(in, out, kRow, 1, forward.gamma.data(), forward.roots.data(), 1);
       },
-      [&](const uint8_t* p, uint8_t* out) { forward.convert(p, out); });
+      [&](const uint8_t* p, uint8_t* out) { forward.convert(p, out); },
+      "rgb_to_lab_fast_of_all_colors");
   InverseLab inverse;
   std::vector<uint8_t> mask(kRow, 1);
   expect_all(
@@ -126,5 +139,6 @@ TEST(AllColors, LabByTables) {
         lab_to_rgb_fast(in, out, kRow, 1, mask.data(), inverse.y.data(), inverse.x.data(),
                         inverse.z.data(), inverse.gamma.data(), 1);
       },
-      [&](const uint8_t* p, uint8_t* out) { inverse.convert(p, out); });
+      [&](const uint8_t* p, uint8_t* out) { inverse.convert(p, out); },
+      "lab_to_rgb_fast_of_all_colors");
 }
