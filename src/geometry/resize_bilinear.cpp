@@ -106,7 +106,8 @@ void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int s
     return;
   }
   const auto source = [=](int y) { return row_at(src, y, src_stride); };
-  FloatResizer<decltype(source)> resizer(src_width, src_height, dst_width, dst_height, source);
+  FloatResizer<decltype(source), true> resizer(src_width, src_height, dst_width, dst_height,
+                                               source);
   for (int y = 0; y < dst_height; ++y) resizer.row(y, row_at(dst, y, dst_stride));
 }
 

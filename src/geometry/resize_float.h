@@ -14,14 +14,15 @@ namespace KelvraCV::detail {
 
 // Each pass blends two neighbours a and b as a (1 - t) + b t, one product fused.
 //
-// `source(y)` gives row y of the source, until its next call.
-template <class Source>
+// `source(y)` gives row y of the source: until its next call, or with kRowsStay for good.
+template <class Source, bool kRowsStay = false>
 class FloatResizer {
  public:
   FloatResizer(int src_width, int src_height, int dst_width, int dst_height, Source source)
       : src_width_(src_width),
         src_height_(src_height),
         dst_width_(dst_width),
+        dst_height_(dst_height),
         source_(std::move(source)),
         taps_(dst_width),
         weights_(2, dst_width),
@@ -40,16 +41,20 @@ class FloatResizer {
   // Row y of the destination. Rows are meant to be asked for from the top.
   void row(int y, float* out) {
     const Position at = position_of(rows_(y), src_height_);
-    filtered_.load({std::max(at.tap, 0), at.tap + 1},
-                   [&](int row, float* values) { filter(source_(row), values); });
-    const float *const top = filtered_.rows()[0], *const bottom = filtered_.rows()[1];
+    const int top = std::max(at.tap, 0), bottom = at.tap + 1;
     const float t = at.fraction;
+    if (kRowsStay && src_height_ > dst_height_ && src_width_ > 1) {
+      blend(source_(top), source_(bottom), t, out);
+      return;
+    }
+    filtered_.load({top, bottom}, [&](int row, float* values) { filter(source_(row), values); });
+    const float *const above = filtered_.rows()[0], *const below = filtered_.rows()[1];
     if (src_height_ == 1) {
-      std::copy_n(top, dst_width_, out);
+      std::copy_n(above, dst_width_, out);
       return;
     }
     for (int x = 0; x < dst_width_; ++x) {  // vectorised
-      out[x] = std::fma(bottom[x], t, top[x] * (1.0f - t));
+      out[x] = std::fma(below[x], t, above[x] * (1.0f - t));
     }
   }
 
@@ -57,37 +62,53 @@ class FloatResizer {
   using Floats = Block<float>;
   using Pair = hn::Half<Floats>;
 
+  // Columns x to x + 3 of a source row.
+  HWY_INLINE hn::Vec<Floats> four_columns(const float* src, int x) const {
+    const Floats d;
+    const Pair pair;
+    auto first = hn::Zero(d), second = first;  // two pairs of neighbours each
+    if (are_pairs_) {
+      first = hn::LoadU(d, src + 2 * x);
+      second = hn::LoadU(d, src + 2 * x + 4);
+    } else {
+      const int* const taps = taps_.get() + x;
+      first = hn::Combine(d, hn::LoadU(pair, src + taps[1]), hn::LoadU(pair, src + taps[0]));
+      second = hn::Combine(d, hn::LoadU(pair, src + taps[3]), hn::LoadU(pair, src + taps[2]));
+    }
+    const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
+    const float *const left = weights_.get() + x, *const right = left + dst_width_;
+    return hn::MulAdd(b, hn::LoadU(d, right), a * hn::LoadU(d, left));
+  }
+  float column(const float* src, int x) const {
+    const float *const neighbours = src + taps_[x], *const weights = &weights_[x];
+    return std::fma(neighbours[1], weights[dst_width_], neighbours[0] * weights[0]);
+  }
+
   void filter(const float* src, float* out) const {
     if (src_width_ == 1) {
       std::fill_n(out, dst_width_, src[0]);
       return;
     }
-    const Floats d;
-    const Pair pair;
-    const int width = dst_width_;
-    const int* const taps = taps_.get();
-    const float *const left = weights_.get(), *const right = left + width;
     int x = 0;
-    for (; x + 4 <= width; x += 4) {
-      auto first = hn::Zero(d), second = first;  // two pairs of neighbours each
-      if (are_pairs_) {
-        first = hn::LoadU(d, src + 2 * x);
-        second = hn::LoadU(d, src + 2 * x + 4);
-      } else {
-        first = hn::Combine(d, hn::LoadU(pair, src + taps[x + 1]), hn::LoadU(pair, src + taps[x]));
-        second =
-            hn::Combine(d, hn::LoadU(pair, src + taps[x + 3]), hn::LoadU(pair, src + taps[x + 2]));
-      }
-      const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
-      hn::StoreU(hn::MulAdd(b, hn::LoadU(d, right + x), a * hn::LoadU(d, left + x)), d, out + x);
+    for (; x + 4 <= dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
+    for (; x < dst_width_; ++x) out[x] = column(src, x);
+  }
+
+  // Both passes at once, where most filtered rows would serve once only.
+  void blend(const float* top, const float* bottom, float t, float* out) const {
+    const Floats d;
+    const auto below = hn::Set(d, t), above = hn::Set(d, 1.0f - t);
+    int x = 0;
+    for (; x + 4 <= dst_width_; x += 4) {
+      const auto upper = four_columns(top, x), lower = four_columns(bottom, x);
+      hn::StoreU(hn::MulAdd(lower, below, upper * above), d, out + x);
     }
-    for (; x < width; ++x) {
-      const float* const neighbours = src + taps[x];
-      out[x] = std::fma(neighbours[1], right[x], neighbours[0] * left[x]);
+    for (; x < dst_width_; ++x) {
+      out[x] = std::fma(column(bottom, x), t, column(top, x) * (1.0f - t));
     }
   }
 
-  int src_width_, src_height_, dst_width_;
+  int src_width_, src_height_, dst_width_, dst_height_;
   Source source_;
   Scratch<int> taps_;
   Scratch<float> weights_;  // those of the left taps, then those of the right ones

@@ -140,23 +140,24 @@ struct Tile {
   alignas(64) uint8_t upper[kTileColumns * kPair] = {}, lower[kTileColumns * kPair] = {};
 };
 
+// Not negative where a place is in the source, or at most `reach` steps outside.
+inline int32_t inside(const Source& src, int32_t x, int32_t y, int32_t reach) {
+  return (x + reach) | (y + reach) | (src.last_x + reach - x) | (src.last_y + reach - y);
+}
+// Reaches: one of the place's taps has weight and is in the source; all that have weight are; all
+// four are, and there is another row and column.
+constexpr int32_t kSome = kOne - 1, kWeighted = 0, kAll = -1;
+
 enum class Place { kInside, kOutside, kMixed };
 
 // Inside: all taps that have weight are in the source. Outside: none is.
 template <int kChannels>
 Place place_of(const Tile<kChannels>& tile, int count, const Source& src) {
-  int32_t negative_if_out = 0;
-  for (int i = 0; i < count; ++i) {
-    const int32_t x = tile.x[i], y = tile.y[i];
-    negative_if_out |= x | y | (src.last_x - x) | (src.last_y - y);
-  }
-  if (negative_if_out >= 0) return Place::kInside;
-  int32_t touching = 0;
-  for (int i = 0; i < count; ++i) {
-    const int32_t x = tile.x[i], y = tile.y[i];
-    touching |= (x > -kOne) & (x < src.last_x + kOne) & (y > -kOne) & (y < src.last_y + kOne);
-  }
-  return touching == 0 ? Place::kOutside : Place::kMixed;
+  int32_t sign = 0;
+  for (int i = 0; i < count; ++i) sign |= inside(src, tile.x[i], tile.y[i], kWeighted);
+  if (sign >= 0) return Place::kInside;
+  for (int i = 0; i < count; ++i) sign &= inside(src, tile.x[i], tile.y[i], kSome);
+  return sign < 0 ? Place::kOutside : Place::kMixed;
 }
 
 // Coordinates become the whole number of the left or upper tap, at most `last_tap`, and weights.
@@ -189,12 +190,12 @@ template <int kChannels>
 void gather_at_border(Tile<kChannels>& tile, int i, const Source& src, const Outside& outside,
                       const uint8_t* dst) {
   const int32_t x = tile.x[i], y = tile.y[i];
-  const bool keep = outside.border == kKeep && (x | y | (src.last_x - x) | (src.last_y - y)) < 0;
+  const bool keep = outside.border == kKeep && inside(src, x, y, kWeighted) < 0;
   const auto copy_tap = [&](int32_t tap_x, int32_t tap_y, uint8_t* to) {
     const uint8_t* from = outside.value;
     if (keep) {
       from = dst + i * kChannels;
-    } else if (tap_x >= 0 && tap_x < src.width && tap_y >= 0 && tap_y < src.height) {
+    } else if (inside(src, tap_x * kOne, tap_y * kOne, kWeighted) >= 0) {
       from = row_at(src.data, tap_y, src.stride) + tap_x * ptrdiff_t{kChannels};
     }
     std::memcpy(to, from, kChannels);
@@ -213,7 +214,7 @@ void gather_mixed(Tile<kChannels>& tile, int count, const Source& src, const Out
   constexpr int kPair = 2 * kChannels;
   for (int i = 0; i < count; ++i) {
     const int32_t x = tile.x[i], y = tile.y[i];
-    if ((x | y | (src.last_x - 1 - x) | (src.last_y - 1 - y)) < 0) {
+    if (inside(src, x, y, kAll) < 0) {
       gather_at_border(tile, i, src, outside, dst);
       continue;
     }

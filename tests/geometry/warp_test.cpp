@@ -142,8 +142,11 @@ TEST(Warp, EveryMatrixFollowsTheFormula) {
   }
   // Steps between destination pixels that 32-bit column parts could not hold.
   const Matrix tiny = {1e-5f, 0, 30, 0, 1e-5f, 20, 0, 0, 1};
+  // Only column 100 comes from inside, where a part for it and one for the row would cancel out.
+  const Matrix back = {-1.0f / 16384, 0, 100.5f + 5.0f / 16384, 0, 1, 0, 0, 0, 1};
   for (const int border : {0, 1, 2}) {
     check(Kind::kAffine4, {33, 20, 0, Guard::kAfter}, {60, 40, 0, Guard::kAfter}, tiny, border);
+    check(Kind::kAffine1, {33, 20, 0, Guard::kAfter}, {120, 20, 0, Guard::kAfter}, back, border);
   }
 }
 
@@ -193,6 +196,18 @@ TEST(Warp, WithoutAFiniteInverseAllIsOutside) {
         ASSERT_EQ(dst.row(2)[i], kFillValue >> (8 * (i % channels)) & 255) << i;
       }
     }
+  }
+}
+
+// Of a wider source, columns from 524287 on are outside.
+TEST(Warp, SourcesHaveALargestWidth) {
+  constexpr int kMost = (1 << 19) - 1;
+  std::vector<uint8_t> src(4 * (kMost + 3), 200), dst(4 * 6);
+  const float shift[9] = {1, 0, -(kMost - 3), 0, 1, 0, 0, 0, 1};
+  for (const auto function : {warpaffine_bilinear_c4, warpperspective_bilinear_c4}) {
+    function(src.data(), kMost + 3, 1, 0, dst.data(), 6, 1, 0, shift, 0, 0);
+    EXPECT_EQ(dst[4 * 2], 200);
+    EXPECT_EQ(dst[4 * 3], 0);
   }
 }
 
