@@ -1,4 +1,6 @@
 // Histograms of a rectangle's channels.
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/rows.h"
@@ -10,12 +12,14 @@ namespace {
 
 using namespace detail;
 
-// Value v goes into bin v / bins: a bin is a value over the number of bins, on purpose. Bins below
-// 0, from a negative number of bins, are dropped.
+// Value v goes into bin v / bins, truncated: a bin is a value over the number of bins, on purpose.
+// With 0 bins that is bin 0 for all; bins below 0, from a negative number, are dropped.
 void fold(const uint32_t* counts, int bins, int* hist) {
-  for (int value = 0; value < 256; ++value) {
-    const int bin = bins == 0 ? 0 : value / bins;
-    if (counts[value] != 0 && bin >= 0) {
+  const int values_per_bin = bins == 0 || bins < -256 ? 256 : std::abs(bins);
+  for (int value = 0, bin = 0; value < 256 && (bin == 0 || bins > 0); ++bin) {
+    const int next = values_per_bin < 256 - value ? value + values_per_bin : 256;
+    for (; value < next; ++value) {
+      if (counts[value] == 0) continue;
       hist[bin] = static_cast<int>(static_cast<uint32_t>(hist[bin]) + counts[value]);
     }
   }
@@ -30,13 +34,18 @@ void cal_hist(const unsigned char* src, int stride, int channels, int width, int
     if (bins[c] > 0) std::memset(hists[c], 0, sizeof(int) * static_cast<size_t>(bins[c]));
   }
   const uint8_t* first = row_at(src, y, stride) + static_cast<ptrdiff_t>(x) * channels;
-  for (int c = 0; c < channels; ++c) {
-    ByteCounts counts;
+  constexpr int kTogether = 4;  // channels of one walk over the rows
+  for (int done = 0; done < channels; done += kTogether) {
+    const int end = std::min(channels, done + kTogether);
+    ByteCounts counts[kTogether];
     for (int row = 0; row < height; ++row) {
-      counts.add(row_at(first, row, stride) + c, static_cast<size_t>(width),
-                 static_cast<size_t>(channels));
+      const uint8_t* samples = row_at(first, row, stride);
+      for (int c = done; c < end; ++c) {
+        counts[c - done].add(samples + c, static_cast<size_t>(width),
+                             static_cast<size_t>(channels));
+      }
     }
-    fold(counts.total(), bins[c], hists[c]);
+    for (int c = done; c < end; ++c) fold(counts[c - done].total(), bins[c], hists[c]);
   }
 }
 
