@@ -6,7 +6,7 @@
 #include "color/lab_exceptions.h"
 #include "color/linear_light.h"
 #include "core/numeric.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -42,8 +42,8 @@ void convert_pixel(const uint8_t* rgb, uint8_t* lab) {
 
 using D = Full<float>;
 using V = hn::Vec<D>;
-constexpr int kFloats = static_cast<int>(hn::MaxLanes(D()));
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
+using Ints = hn::Vec<hn::Rebind<int32_t, D>>;
+constexpr size_t kFloats = hn::MaxLanes(D());
 
 // What each byte of each colour adds to X, Y and Z: with the roundings of convert_pixel().
 struct Parts {
@@ -61,54 +61,52 @@ struct Parts {
 };
 constexpr Parts kParts;
 
-// The cube root of 2^-7 <= t < 2 within 2e-7 of itself: that of the mantissa m by a polynomial in
-// m - 1.5, wrong by 4e-8, times that of the power of two. The polynomial goes through the cube root
-// at the eight Chebyshev nodes.
+// The cube root of 2^-7 <= t < 2 within 7e-7 of itself. Of an estimate y of t^(-1/3) let d be t y^2
+// and c be 1 - t y^3; then the root is d (1 - c)^(-2/3), which is d (1 + c q(c)) with a polynomial
+// q that is exact at the four Chebyshev nodes of c's range, -0.1017 to 0.1023.
 HWY_INLINE V cube_root(V t) {
   const D d;
-  const hn::Rebind<int32_t, D> d32;
-  alignas(32) static constexpr float kPowers[8] = {
-      0.19842513f, 0.25f, 0.31498026f, 0.39685026f, 0.5f, 0.62996052f, 0.79370053f, 1.0f};
-  const auto bits = hn::BitCast(d32, t);
-  const auto mantissa = hn::Or(hn::And(bits, hn::Set(d32, 0x7fffff)), hn::Set(d32, 0x3f800000));
-  const V u = hn::BitCast(d, mantissa) - hn::Set(d, 1.5f);
-  V root = hn::Set(d, 0.0014999375f);
-  for (const float coefficient : {-0.0027568924f, 0.0045124321f, -0.0092407561f, 0.020938569f,
-                                  -0.056532366f, 0.25438093f, 1.1447143f}) {
-    root = hn::MulAdd(root, u, hn::Set(d, coefficient));
+  const V y = estimate_inverse_cube_root(t);
+  const V root = t * (y * y), c = hn::NegMulAdd(root, y, hn::Set(d, 1.0f));
+  V q = hn::Set(d, 0.457422554f);
+  for (const float coefficient : {0.498258263f, 0.555547178f, 0.666660905f}) {
+    q = hn::MulAdd(q, c, hn::Set(d, coefficient));
   }
-  return root * look_up8(d, kPowers, hn::ShiftRight<23>(bits));
+  return hn::MulAdd(root * c, q, root);
 }
 
 // A value this close to a whole number may become another byte with the C library's cube roots.
 //
-// Those are within 1.2e-7 of the true ones, so that both are within 3.2e-7 of each other, and f is
-// below 1.01: L within 1e-4 and its roundings 6e-5, a within 3.3e-4 and 6e-5, b within less.
-constexpr float kDoubt = 4e-4f;
+// Those are within 1.2e-7 of the true ones, so that both are within 8.2e-7 of each other, and f is
+// below 1.01: L within 2.5e-4 and its roundings 6e-5, a within 8.3e-4 and 6e-5, b within less.
+constexpr float kDoubt = 9e-4f;
 
-// The bytes of a vector of pixels as integers, not yet clamped, from their X, Y and Z; the bits of
-// those in doubt are set in what it returns.
-HWY_INLINE unsigned convert_vector(const float* xyz, hn::Vec<hn::Rebind<int32_t, D>> (&lab)[3]) {
+// The bytes of a vector of pixels as integers, not yet clamped, from their X, Y and Z. Returns how
+// close the values before their truncation are to whole numbers.
+HWY_INLINE V convert_vector(const float* xyz, Ints& l, Ints& a, Ints& b) {
   const D d;
-  V x, y, z, unused;
-  hn::LoadInterleaved4(d, xyz, x, y, z, unused);
-  const auto f = [&](V t, V unscaled, float slope) {
-    return hn::IfThenElse(t > hn::Set(d, kLimit), cube_root(t),
-                          unscaled * hn::Set(d, slope) + hn::Set(d, kOffset));
-  };
-  const V fx = f(x * hn::Set(d, kXScale), x, kXSlope), fy = f(y, y, kYSlope),
-          fz = f(z * hn::Set(d, kZScale), z, kZSlope);
-  const V values[3] = {hn::Set(d, 295.8f) * fy - hn::Set(d, 40.8f),
-                       hn::Set(d, 500.0f) * (fx - fy) + hn::Set(d, 128.0f),
-                       hn::Set(d, 200.0f) * (fy - fz) + hn::Set(d, 128.0f)};
-  V least = hn::Set(d, 1.0f);
-  for (int k = 0; k < 3; ++k) {
-    lab[k] = truncate_fitting(values[k]);
-    least = hn::Min(least, hn::Abs(values[k] - hn::Round(values[k])));
+  V sum_x, y, sum_z, unused;
+  hn::LoadInterleaved4(d, xyz, sum_x, y, sum_z, unused);
+  const V x = sum_x * hn::Set(d, kXScale), z = sum_z * hn::Set(d, kZScale);
+  V fx = cube_root(x), fy = cube_root(y), fz = cube_root(z);
+  const V limit = hn::Set(d, kLimit);
+  if (HWY_UNLIKELY(!hn::AllTrue(d, hn::Min(hn::Min(x, y), z) > limit))) {
+    const auto line = [&](V t, V unscaled, float slope, V root) {
+      const V value = unscaled * hn::Set(d, slope) + hn::Set(d, kOffset);
+      return hn::IfThenElse(t > limit, root, value);
+    };
+    fx = line(x, sum_x, kXSlope, fx), fy = line(y, y, kYSlope, fy),
+    fz = line(z, sum_z, kZSlope, fz);
   }
-  uint8_t doubtful = 0;
-  hn::StoreMaskBits(d, least < hn::Set(d, kDoubt), &doubtful);
-  return doubtful;
+  V least = hn::Set(d, 1.0f);
+  const auto truncate = [&](V value) {
+    least = hn::Min(least, hn::AbsDiff(value, hn::Round(value)));
+    return truncate_fitting(value);
+  };
+  l = truncate(hn::Set(d, 295.8f) * fy - hn::Set(d, 40.8f));
+  a = truncate(hn::Set(d, 500.0f) * (fx - fy) + hn::Set(d, 128.0f));
+  b = truncate(hn::Set(d, 200.0f) * (fy - fz) + hn::Set(d, 128.0f));
+  return least;
 }
 
 // The latest pixels in doubt. Grays are always in doubt, as their a and b are very nearly 128.
@@ -142,24 +140,32 @@ void look_up(const uint8_t* rgb, size_t count, float (*xyz)[4]) {
   }
 }
 
-// kLanes pixels, `lab` may be `rgb`.
-void convert_block(const float (*xyz)[4], const uint8_t* rgb, uint8_t* lab, Recent& recent) {
-  hn::Vec<hn::Rebind<int32_t, D>> parts[4][3];
-  uint32_t doubtful = 0;
-  for (int i = 0; i < 4; ++i) {
-    doubtful |= convert_vector(xyz[i * kFloats], parts[i]) << (i * kFloats);
+// `count` pixels, at most as many as a vector of bytes has lanes, from as many X, Y and Z as that.
+void convert_pixels(const float (*xyz)[4], const uint8_t* rgb, uint8_t* lab, size_t count,
+                    Recent& recent) {
+  Ints l[4], a[4], b[4];
+  V nearest[4];
+  for (size_t i = 0; i < 4; ++i) {
+    nearest[i] = convert_vector(xyz[i * kFloats], l[i], a[i], b[i]);
   }
-  hn::Vec<Full<uint8_t>> channels[3];
-  for (int k = 0; k < 3; ++k) {
-    channels[k] = narrow_to_u8(parts[0][k], parts[1][k], parts[2][k], parts[3][k]);
+  const auto bytes = [](const Ints(&v)[4]) { return narrow_to_u8(v[0], v[1], v[2], v[3]); };
+  const Bytes channels[3] = {bytes(l), bytes(a), bytes(b)};
+  const D d;
+  const V doubt = hn::Set(d, kDoubt);
+  const V least = hn::Min(hn::Min(nearest[0], nearest[1]), hn::Min(nearest[2], nearest[3]));
+  if (HWY_LIKELY(count == kPixelLanes && hn::AllFalse(d, least < doubt))) {
+    return store(channels, Interleaved<3>{{lab}});
   }
-  uint8_t bytes[3 * kLanes];
-  store_pixels<3>(Full<uint8_t>(), channels, bytes);
-  for (; doubtful != 0; doubtful &= doubtful - 1) {
-    const size_t i = hwy::Num0BitsBelowLS1Bit_Nonzero32(doubtful);
-    recent.convert(rgb + 3 * i, bytes + 3 * i);
+  uint8_t pixels[3 * kPixelLanes];
+  store(channels, Interleaved<3>{{pixels}});
+  for (size_t i = 0; i < 4; ++i) {
+    uint64_t doubtful = mask_bits(d, nearest[i] < doubt);
+    for (; doubtful != 0; doubtful &= doubtful - 1) {
+      const size_t pixel = i * kFloats + hwy::Num0BitsBelowLS1Bit_Nonzero64(doubtful);
+      if (pixel < count) recent.convert(rgb + 3 * pixel, pixels + 3 * pixel);
+    }
   }
-  std::memcpy(lab, bytes, sizeof bytes);
+  std::memcpy(lab, pixels, 3 * count);
 }
 
 }  // namespace
@@ -169,19 +175,14 @@ void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height) {
   const size_t count = static_cast<size_t>(width) * height;
   Recent recent;
   constexpr size_t kAhead = 256;  // pixels looked up before the first of them is needed
-  alignas(64) float xyz[kAhead][4];
-  size_t i = 0;
-  while (i + kLanes <= count) {
-    const size_t part = std::min(kAhead, (count - i) / kLanes * kLanes);
+  alignas(64) float xyz[kAhead][4] = {};
+  for (size_t i = 0; i < count; i += kAhead) {
+    const size_t part = std::min(kAhead, count - i);
     look_up(src + 3 * i, part, xyz);
-    for (size_t k = 0; k < part; k += kLanes, i += kLanes) {
-      convert_block(xyz + k, src + 3 * i, dst + 3 * i, recent);
+    for (size_t k = 0; k < part; k += kPixelLanes) {
+      convert_pixels(xyz + k, src + 3 * (i + k), dst + 3 * (i + k),
+                     std::min<size_t>(kPixelLanes, part - k), recent);
     }
-  }
-  for (; i < count; ++i) {
-    uint8_t lab[3];
-    convert_pixel(src + 3 * i, lab);
-    std::memcpy(dst + 3 * i, lab, 3);
   }
 }
 
