@@ -30,23 +30,26 @@ HWY_INLINE Words words(Bytes bytes) {
   return hn::BitCast(D16(), interleave<kHalf>(bytes, hn::Zero(D8())));
 }
 template <int kHalf>
-HWY_INLINE V floats(Words words) {
-  const Ints twice = hn::BitCast(D32(), interleave<kHalf>(words, words));
-  return hn::ConvertTo(Floats(), hn::ShiftRight<16>(twice));
+HWY_INLINE Ints integers(Words words) {
+  return hn::ShiftRight<16>(hn::BitCast(D32(), interleave<kHalf>(words, words)));
 }
-template <int kHalf>
-HWY_INLINE V floats_of_bytes(Words words) {
-  return hn::ConvertTo(Floats(), hn::BitCast(D32(), interleave<kHalf>(words, hn::Zero(D16()))));
-}
-// All lanes of `bytes` as four vectors of floats.
-HWY_INLINE void to_floats(Bytes bytes, V (&out)[4]) {
-  const Words low = words<0>(bytes), high = words<1>(bytes);
-  out[0] = floats_of_bytes<0>(low), out[1] = floats_of_bytes<1>(low);
-  out[2] = floats_of_bytes<0>(high), out[3] = floats_of_bytes<1>(high);
-}
+// All lanes of `bytes` as four vectors.
+struct Widened {
+  Ints part[4];
+
+  HWY_INLINE explicit Widened(Bytes bytes) {
+    const auto widen = [](Words low_or_high, Ints& first, Ints& second) {
+      first = hn::BitCast(D32(), interleave<0>(low_or_high, hn::Zero(D16())));
+      second = hn::BitCast(D32(), interleave<1>(low_or_high, hn::Zero(D16())));
+    };
+    widen(words<0>(bytes), part[0], part[1]);
+    widen(words<1>(bytes), part[2], part[3]);
+  }
+  HWY_INLINE V floats(int i) const { return hn::ConvertTo(Floats(), part[i]); }
+};
+template <int kShift>
 HWY_INLINE Bytes to_bytes(const Ints (&parts)[4]) {
-  return narrow_to_u8_blocks(narrow_to_i16_blocks(parts[0], parts[1]),
-                             narrow_to_i16_blocks(parts[2], parts[3]));
+  return low_bytes<kShift>(parts[0], parts[1], parts[2], parts[3]);
 }
 
 // Saturation and hue in 12-bit fixed point:
@@ -56,11 +59,11 @@ HWY_INLINE Bytes to_bytes(const Ints (&parts)[4]) {
 // where v is the largest colour, d the span of the three and n the raw hue in units of d. Both
 // quotients a / b are truncated to integers. (a + 0.5) / b is at least 1 / 2b away from the next
 // integers, and differs from its product with reciprocal(b) by less than a / b / 2^21, which is
-// less as a < 2^20. Products and sums stay below 2^24: single precision holds them.
-HWY_INLINE Ints fixed_ratio(float numerator, V count, V reciprocal) {
-  const Floats d;
-  const V quotient = hn::Trunc(hn::Set(d, numerator) * reciprocal);
-  return hn::ShiftRight<12>(truncate_fitting(hn::MulAdd(count, quotient, hn::Set(d, 2048.0f))));
+// less as a < 2^20. The divisor 0 comes with a count of 0, and any other does instead.
+HWY_INLINE Ints fixed_ratio(float numerator, V divisor, Ints count) {
+  const V inverse = reciprocal(hn::Max(divisor, hn::Set(Floats(), 1.0f)));
+  const Ints quotient = truncate_fitting(hn::Set(Floats(), numerator) * inverse);
+  return count * quotient + hn::Set(D32(), 2048);
 }
 
 // n of half of the pixels: in this order, with equal colours the first one decides.
@@ -74,44 +77,38 @@ HWY_INLINE Words raw_hue(Bytes r8, Bytes g8, Bytes b8, Bytes value8, Bytes span8
 }
 
 HWY_INLINE void to_hsv(const Bytes* in, Bytes* out) {
-  const Bytes r = in[0], g = in[1], b = in[2], one = hn::Set(D8(), 1);
+  const Bytes r = in[0], g = in[1], b = in[2];
   const Bytes value = hn::Max(hn::Max(r, g), b), span = value - hn::Min(hn::Min(r, g), b);
-  // A divisor of 0 comes with a count of 0.
-  V counts[4], spans[4], values[4];
-  to_floats(span, counts);
-  to_floats(hn::Max(span, one), spans);
-  to_floats(hn::Max(value, one), values);
   const Words raw[2] = {raw_hue<0>(r, g, b, value, span), raw_hue<1>(r, g, b, value, span)};
-  const V hues[4] = {floats<0>(raw[0]), floats<1>(raw[0]), floats<0>(raw[1]), floats<1>(raw[1])};
+  const Ints hues[4] = {integers<0>(raw[0]), integers<1>(raw[0]), integers<0>(raw[1]),
+                        integers<1>(raw[1])};
+  const Widened spans(span), values(value);
   Ints h[4], s[4];
   for (int i = 0; i < 4; ++i) {
-    // Negative hues wrap to the low 8 bits.
-    h[i] = hn::And(fixed_ratio((4096 * 128 + 0.5f) / 3, hues[i], reciprocal(spans[i])),
-                   hn::Set(D32(), 255));
-    s[i] = fixed_ratio(255 * 4096 + 0.5f, counts[i], reciprocal(values[i]));
+    h[i] = fixed_ratio((4096 * 128 + 0.5f) / 3, spans.floats(i), hues[i]);
+    s[i] = fixed_ratio(255 * 4096 + 0.5f, values.floats(i), spans.part[i]);
   }
-  out[0] = to_bytes(h), out[1] = to_bytes(s), out[2] = value;
+  // Negative hues wrap to the low 8 bits.
+  out[0] = to_bytes<12>(h), out[1] = to_bytes<12>(s), out[2] = value;
 }
 
 // The sector of the circle is 6 h / 256, and what is left of that the position f in it.
 HWY_INLINE void to_rgb(const Bytes* in, Bytes* out) {
   const Floats d;
   const Bytes h = in[0], value = in[2], h2 = h + h;
-  V fs[4], ss[4], vs[4];
-  to_floats(h2 + h2 + h2, fs);
-  to_floats(in[1], ss);
-  to_floats(value, vs);
+  const Widened positions(h2 + h2 + h2), saturations(in[1]), values(value);
   Ints p32[4], q32[4], t32[4];
   const auto byte = [&](V component) { return truncate_fitting(component * hn::Set(d, 255.0f)); };
   for (int i = 0; i < 4; ++i) {
-    const V s = ss[i] * hn::Set(d, kInverse255), v = vs[i] * hn::Set(d, kInverse255);
-    const V f_s = fs[i] * hn::Set(d, 1.0f / 256) * s;
+    const V s = saturations.floats(i) * hn::Set(d, kInverse255);
+    const V v = values.floats(i) * hn::Set(d, kInverse255);
+    const V f_s = positions.floats(i) * hn::Set(d, 1.0f / 256) * s;
     p32[i] = byte(hn::NegMulAdd(s, v, v));
     q32[i] = byte(hn::NegMulAdd(f_s, v, v));
     t32[i] = byte(hn::MulAdd(f_s - s, v, v));
   }
   // Without saturation all of them are v, and v itself comes back as it was.
-  const Bytes p = to_bytes(p32), q = to_bytes(q32), t = to_bytes(t32), v = value;
+  const Bytes p = to_bytes<0>(p32), q = to_bytes<0>(q32), t = to_bytes<0>(t32), v = value;
   const auto until = [&](int sector, Bytes here, Bytes beyond) {
     const auto last = static_cast<uint8_t>((256 * (sector + 1) - 1) / 6);
     return hn::IfThenElse(hn::Min(h, hn::Set(D8(), last)) == h, here, beyond);

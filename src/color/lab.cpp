@@ -133,6 +133,7 @@ class Recent {
 // X, Y and Z of `count` pixels.
 void look_up(const uint8_t* rgb, size_t count, float (*xyz)[4]) {
   const Block<float> d;
+#pragma GCC unroll 4
   for (size_t i = 0; i < count; ++i, rgb += 3) {
     const auto sum = hn::Load(d, kParts.of[0][rgb[0]]) + hn::Load(d, kParts.of[1][rgb[1]]) +
                      hn::Load(d, kParts.of[2][rgb[2]]);

@@ -6,7 +6,7 @@
 #include "core/numeric.h"
 #include "core/parallel.h"
 #include "core/scratch.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -16,8 +16,7 @@ using namespace detail;
 
 using Ints = Full<int32_t>;
 using V = hn::Vec<Ints>;
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
-constexpr int kQuarter = kLanes / 4;
+constexpr int kQuarter = kPixelLanes / 4;
 
 HWY_INLINE V all(int value) {
   return hn::Set(Ints(), value);
@@ -41,18 +40,9 @@ HWY_INLINE V scaled(V x, int factor) {
   return shifted<20>(times(x, factor) + hn::Set(Wrapping(), 512));
 }
 
-// Where the colours stand in a pixel.
-template <int kChannelCount, int kRedPosition>
-struct Layout {
-  static constexpr int kChannels = kChannelCount, kRed = kRedPosition, kBlue = 2 - kRedPosition;
-};
-using Rgb = Layout<3, 0>;
-using Rgba = Layout<4, 0>;
-using Bgra = Layout<4, 2>;
-
-template <class Layout>
+template <class Pixel>
 constexpr ptrdiff_t packed_stride(int width) {
-  return static_cast<ptrdiff_t>(width) * Layout::kChannels;
+  return static_cast<ptrdiff_t>(width) * Pixel::kChannels;
 }
 
 // Pixels between the table look-ups, which are plain loads, and the arithmetic on vectors; so many
@@ -103,15 +93,16 @@ void fill_light(const int* gamma, ForwardTables& tables) {
 }
 
 // f(Y), f(X) and f(Z) of `count` pixels, 20-bit fixed point.
-template <class Layout>
+template <class Pixel>
 void look_up(const ForwardTables& tables, const uint8_t* src, int count, Pixels& out) {
   const Block<uint32_t> du;
   const Block<int32_t> d;
   const auto last = hn::Set(d, static_cast<int>(kCubeRootEntries) - 1);
-  for (int i = 0; i < count; ++i, src += Layout::kChannels) {
-    const auto sum = hn::BitCast(d, hn::Load(du, tables.light[0][src[Layout::kRed]]) +
+#pragma GCC unroll 4
+  for (int i = 0; i < count; ++i, src += Pixel::kChannels) {
+    const auto sum = hn::BitCast(d, hn::Load(du, tables.light[0][src[Pixel::kRed]]) +
                                         hn::Load(du, tables.light[1][src[1]]) +
-                                        hn::Load(du, tables.light[2][src[Layout::kBlue]]));
+                                        hn::Load(du, tables.light[2][src[Pixel::kBlue]]));
     // Within the table for every gamma table of init_rgb_to_lab_fast(); others shall not crash.
     alignas(16) int32_t index[4];
     hn::Store(hn::Min(hn::Max(hn::ShiftRight<20>(sum), hn::Zero(d)), last), d, index);
@@ -131,8 +122,8 @@ HWY_INLINE V chroma(V f0, V f1, int factor) {
   return scaled(difference(f0, f1), factor) + all(128);
 }
 
-// kLanes pixels of Lab, clamped.
-void store_lab(const Pixels& f, int from, uint8_t* dst) {
+// A vector of pixels of Lab, clamped.
+HWY_INLINE void store_lab(const Pixels& f, int from, uint8_t* dst) {
   V parts[3][4];
   for (int i = 0; i < 4; ++i, from += kQuarter) {
     const V fy = f.get(0, from), fx = f.get(1, from), fz = f.get(2, from);
@@ -140,31 +131,27 @@ void store_lab(const Pixels& f, int from, uint8_t* dst) {
     parts[1][i] = chroma(fx, fy, 500);
     parts[2][i] = chroma(fy, fz, 200);
   }
-  const auto bytes = [&](int k) {
-    return narrow_to_u8(parts[k][0], parts[k][1], parts[k][2], parts[k][3]);
-  };
-  const hn::Vec<Full<uint8_t>> lab[3] = {bytes(0), bytes(1), bytes(2)};
-  store_pixels<3>(Full<uint8_t>(), lab, dst);
+  const auto bytes = [](const V(&v)[4]) { return narrow_to_u8(v[0], v[1], v[2], v[3]); };
+  const Bytes lab[3] = {bytes(parts[0]), bytes(parts[1]), bytes(parts[2])};
+  store(lab, Interleaved<3>{{dst}});
 }
 
-template <class Layout>
+template <class Pixel>
 void forward_row(const ForwardTables& tables, const uint8_t* src, uint8_t* dst, size_t count) {
   Pixels f{};
-  while (count > 0) {
-    const int part = static_cast<int>(std::min(kAhead, count));
-    look_up<Layout>(tables, src, part, f);
-    int i = 0;
-    for (; i + kLanes <= part; i += kLanes) store_lab(f, i, dst + 3 * i);
-    if (i < part) {
-      uint8_t last[3 * kLanes];
-      store_lab(f, i, last);
-      std::memcpy(dst + 3 * i, last, 3 * (part - i));
+  for (size_t done = 0; done < count; done += kAhead, src += Pixel::kChannels * kAhead) {
+    const int part = static_cast<int>(std::min(kAhead, count - done));
+    look_up<Pixel>(tables, src, part, f);
+    for (int i = 0; i < part; i += kPixelLanes, dst += 3 * kPixelLanes) {
+      uint8_t last[3 * kPixelLanes];
+      const bool fits = i + kPixelLanes <= part;
+      store_lab(f, i, fits ? dst : last);
+      if (!fits) std::memcpy(dst, last, 3 * (part - i));
     }
-    src += Layout::kChannels * part, dst += 3 * part, count -= part;
   }
 }
 
-template <class Layout>
+template <class Pixel>
 void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t src_stride,
              const void* gamma_table, const void* cbrt_table, int threads) {
   if (width < 1 || height < 1) return;
@@ -175,11 +162,11 @@ void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
   fill_light(build ? built_gamma : static_cast<const int*>(gamma_table), tables);
   tables.cube_root = build ? built_cube_root : static_cast<const int*>(cbrt_table);
 
-  const bool packed = src_stride == packed_stride<Layout>(width);
-  for_row_blocks(height, threads, [&](int first, int end) {
+  const bool packed = src_stride == packed_stride<Pixel>(width);
+  for_row_bands(height, threads, [&](int first, int end) {
     for_rows(first, end, width, packed, [&](int y, size_t count) {
-      forward_row<Layout>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
-                          count);
+      forward_row<Pixel>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
+                         count);
     });
   });
 }
@@ -196,6 +183,7 @@ struct InverseTables {
 
 // Indices into the gamma table of `count` pixels, at most kAhead.
 void inverse_light(const InverseTables tables, const uint8_t* src, int count, Pixels& pixels) {
+#pragma GCC unroll 4
   for (int i = 0; i < count; ++i, src += 3) {
     const size_t l = src[0], a = src[1], b = src[2];
     pixels.value[0][i] = tables.x[l * 256 + a];
@@ -214,7 +202,7 @@ void inverse_light(const InverseTables tables, const uint8_t* src, int count, Pi
 }
 
 // Converts `count` pixels, without those whose byte in `mask`, if there is one, is 0.
-template <class Layout>
+template <class Pixel>
 void inverse_row(const InverseTables& tables, const uint8_t* src, uint8_t* dst, const uint8_t* mask,
                  size_t count) {
   const unsigned short* const gamma = tables.gamma;
@@ -222,14 +210,15 @@ void inverse_row(const InverseTables& tables, const uint8_t* src, uint8_t* dst, 
   for (size_t done = 0; done < count; done += kAhead) {
     const int part = static_cast<int>(std::min(kAhead, count - done));
     inverse_light(tables, src + 3 * done, part, light);
-    uint8_t* out = dst + Layout::kChannels * done;
-    for (int i = 0; i < part; ++i, out += Layout::kChannels) {
+    uint8_t* out = dst + Pixel::kChannels * done;
+#pragma GCC unroll 4
+    for (int i = 0; i < part; ++i, out += Pixel::kChannels) {
       if (mask != nullptr && mask[done + i] == 0) continue;
       const unsigned red = gamma[light.value[0][i]], green = gamma[light.value[1][i]],
                      blue = gamma[light.value[2][i]];
-      out[Layout::kRed] = static_cast<uint8_t>(red);
+      out[Pixel::kRed] = static_cast<uint8_t>(red);
       out[1] = static_cast<uint8_t>(green);
-      out[Layout::kBlue] = static_cast<uint8_t>(blue);
+      out[Pixel::kBlue] = static_cast<uint8_t>(blue);
     }
   }
 }
@@ -243,29 +232,29 @@ struct BuiltInverseTables {
   InverseTables view() const { return {y.get(), x.get(), z.get(), gamma.get()}; }
 };
 
-template <class Layout>
+template <class Pixel>
 void inverse_with(const InverseTables& tables, const uint8_t* src, uint8_t* dst, int width,
                   int height, ptrdiff_t dst_stride, const uint8_t* mask, int threads) {
-  const bool packed = dst_stride == packed_stride<Layout>(width);
-  for_row_blocks(height, threads, [&](int first, int end) {
+  const bool packed = dst_stride == packed_stride<Pixel>(width);
+  for_row_bands(height, threads, [&](int first, int end) {
     for_rows(first, end, width, packed, [&](int y, size_t count) {
       const size_t pixel = static_cast<size_t>(y) * width;
-      inverse_row<Layout>(tables, src + 3 * pixel, dst + y * dst_stride,
-                          mask == nullptr ? nullptr : mask + pixel, count);
+      inverse_row<Pixel>(tables, src + 3 * pixel, dst + y * dst_stride,
+                         mask == nullptr ? nullptr : mask + pixel, count);
     });
   });
 }
 
-template <class Layout>
+template <class Pixel>
 void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t dst_stride,
              const uint8_t* mask, const InverseTables& tables, int threads) {
   if (width < 1 || height < 1) return;
   if (tables.y != nullptr && tables.x != nullptr && tables.z != nullptr &&
       tables.gamma != nullptr) {
-    inverse_with<Layout>(tables, src, dst, width, height, dst_stride, mask, threads);
+    inverse_with<Pixel>(tables, src, dst, width, height, dst_stride, mask, threads);
   } else {
     const BuiltInverseTables built;
-    inverse_with<Layout>(built.view(), src, dst, width, height, dst_stride, mask, threads);
+    inverse_with<Pixel>(built.view(), src, dst, width, height, dst_stride, mask, threads);
   }
 }
 

@@ -36,20 +36,20 @@ class Workers {
   std::vector<std::thread> threads_;
 };
 
-// The number of blocks that a caller's `threads` asks for: below 1, one for each processor, but at
+// The number of bands that a caller's `threads` asks for: below 1, one for each processor, but at
 // most 4.
-inline int block_count(int threads) {
+inline int band_count(int threads) {
   return threads >= 1 ? threads : std::clamp(get_cpu_core_num(), 1, 4);
 }
 
-// Calls work(first, end) for blocks of ceil(height / blocks) rows, which must not throw, and
-// returns when all are done. Blocks without rows are left out. The last block, and any for which
+// Calls work(first, end) for bands of ceil(height / bands) rows, which must not throw, and
+// returns when all are done. Bands without rows are left out. The last band, and any for which
 // the system has no thread, runs on the calling thread.
 template <class Work>
-void for_row_blocks(int height, int threads, const Work& work) {
+void for_row_bands(int height, int threads, const Work& work) {
   if (height < 1) return;
-  const int blocks = block_count(threads);
-  const int rows = height / blocks + (height % blocks != 0);
+  const int bands = band_count(threads);
+  const int rows = height / bands + (height % bands != 0);
   Workers workers;
   int first = 0;
   for (; height - first > rows; first += rows) {

@@ -83,6 +83,16 @@ HWY_INLINE void for_each_group(size_t count, Body&& body) {
   for (; x < count; x += Single::kLanes) body(Single(), std::min(x, count - Single::kLanes));
 }
 
+// A vector whose making the compiler does not look into. GCC 12 keeps a constant in two registers
+// where its halves are used, and takes vectors that it loads for a structured store through memory.
+template <class V>
+HWY_INLINE V opaque(V v) {
+#if HWY_ARCH_ARM_A64 && !defined(__clang__)
+  asm("" : "+w"(v.raw));
+#endif
+  return v;
+}
+
 // Stores the first `count` lanes, at most all of them, and touches nothing behind them.
 template <class D>
 HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) {
@@ -325,6 +335,28 @@ HWY_INLINE auto narrow_to_u8_blocks(V16 low, V16 high) {
   }
 #else
   return hn::Vec<decltype(d8)>(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
+#endif
+}
+
+// The low bytes of v >> kShift, each block with its parts of v0, v1, v2 and v3.
+template <int kShift, class V32>
+HWY_INLINE auto low_bytes(V32 v0, V32 v1, V32 v2, V32 v3) {
+  const hn::DFromV<V32> d32;
+#if HWY_ARCH_X86
+  const auto low = [&](V32 v) { return hn::And(hn::ShiftRight<kShift>(v), hn::Set(d32, 255)); };
+  return narrow_to_u8_blocks(narrow_to_i16_blocks(low(v0), low(v1)),
+                             narrow_to_i16_blocks(low(v2), low(v3)));
+#else
+  const auto words = [](V32 a, V32 b) {
+    if constexpr (kShift == 0) {
+      return vuzp1q_u8(vreinterpretq_u8_s32(a.raw), vreinterpretq_u8_s32(b.raw));
+    } else {
+      const int16x4_t low = vshrn_n_s32(a.raw, kShift);
+      return vreinterpretq_u8_s16(vshrn_high_n_s32(low, b.raw, kShift));
+    }
+  };
+  const hn::Repartition<uint8_t, decltype(d32)> d8;
+  return hn::Vec<decltype(d8)>(vuzp1q_u8(words(v0, v1), words(v2, v3)));
 #endif
 }
 
@@ -610,11 +642,13 @@ HWY_INLINE auto truncate_fitting(VF v) {
 // bits differ between machines.
 template <class VF>
 HWY_INLINE VF reciprocal(VF v) {
-  const hn::DFromV<VF> d;
-  const auto two = hn::Set(d, 2.0f);
   VF r = hn::ApproximateReciprocal(v);
-  if constexpr (!HWY_ARCH_X86) r = r * hn::NegMulAdd(v, r, two);  // 8 bits there, 12 here
-  return r * hn::NegMulAdd(v, r, two);
+#if HWY_ARCH_X86
+  return r * hn::NegMulAdd(v, r, hn::Set(hn::DFromV<VF>(), 2.0f));
+#else
+  r = r * VF(vrecpsq_f32(v.raw, r.raw));  // from 8 bits to 16
+  return r * VF(vrecpsq_f32(v.raw, r.raw));
+#endif
 }
 
 // The inverse cube root of v, at least 2^-126, within 3.5 %: of its bits a third is taken from

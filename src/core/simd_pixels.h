@@ -16,6 +16,16 @@ namespace KelvraCV::detail {
 using Bytes = hn::Vec<Full<uint8_t>>;
 constexpr int kPixelLanes = static_cast<int>(hn::MaxLanes(Full<uint8_t>()));
 
+// f(0), f(1), …, f(kCount - 1), written out: a loop that the compiler unrolls late keeps an array
+// of vectors in memory.
+template <int kCount, class F>
+HWY_INLINE void repeat(const F& f) {
+  if constexpr (kCount > 0) {
+    repeat<kCount - 1>(f);
+    f(kCount - 1);
+  }
+}
+
 // Where the colours stand in an interleaved pixel.
 template <int kChannelCount, int kRedPosition>
 struct Layout {
@@ -41,7 +51,7 @@ struct Planar {
 
   HWY_INLINE Planar at(size_t x) const {
     Planar there;
-    for (int i = 0; i < kCount; ++i) there.part[i] = part[i] + x;
+    repeat<kCount>([&](int i) { there.part[i] = part[i] + x; });
     return there;
   }
 };
@@ -53,7 +63,7 @@ HWY_INLINE void load(Interleaved<kCount, Byte> row, Bytes* channels) {
 }
 template <int kCount, class Byte>
 HWY_INLINE void load(Planar<kCount, Byte> row, Bytes* channels) {
-  for (int i = 0; i < kCount; ++i) channels[i] = hn::LoadU(Full<uint8_t>(), row.part[i]);
+  repeat<kCount>([&](int i) { channels[i] = opaque(hn::LoadU(Full<uint8_t>(), row.part[i])); });
 }
 template <int kCount>
 HWY_INLINE void store(const Bytes* channels, Interleaved<kCount> row) {
@@ -64,7 +74,7 @@ HWY_INLINE void store(Bytes bytes, Interleaved<1> row) {
 }
 template <int kCount>
 HWY_INLINE void store(const Bytes* channels, Planar<kCount> row) {
-  for (int i = 0; i < kCount; ++i) hn::StoreU(channels[i], Full<uint8_t>(), row.part[i]);
+  repeat<kCount>([&](int i) { hn::StoreU(channels[i], Full<uint8_t>(), row.part[i]); });
 }
 
 // How much of a row's order a walk over it in vectors must keep.
@@ -234,9 +244,8 @@ HWY_INLINE auto load_terms(Interleaved<3, Byte> row) {
 template <class Byte>
 HWY_INLINE auto load_terms(Interleaved<4, Byte> row) {
   SumTerms<Interleaved<4>> terms;
-  for (int i = 0; i < 4; ++i) {
-    terms.part[i] = hn::LoadU(Full<uint8_t>(), row.part[0] + i * kPixelLanes);
-  }
+  repeat<4>(
+      [&](int i) { terms.part[i] = hn::LoadU(Full<uint8_t>(), row.part[0] + i * kPixelLanes); });
   return terms;
 }
 template <class Byte>
@@ -370,17 +379,11 @@ struct Divided {
   }();
   static constexpr int whole(int value) { return value >> kBits; }
   static constexpr int rest(int value) { return value & ((1 << kBits) - 1); }
+  // The rest of the offset without the bits that no other summand has: they cannot carry.
+  static constexpr int kWeightBits =
+      rest(Sum::kWeights[0]) | rest(Sum::kWeights[1]) | rest(Sum::kWeights[2]);
+  static constexpr int kRestOffset = rest(Sum::kOffset) & -(kWeightBits & -kWeightBits);
 };
-
-// A weight as a vector. GCC 12 would keep each constant in two registers, one for either half of
-// the products, and reload half of them in the loop.
-HWY_INLINE uint8x16_t weight_vector(int weight) {
-  uint8x16_t lanes = vdupq_n_u8(static_cast<uint8_t>(weight));
-#ifndef __clang__
-  asm("" : "+w"(lanes));
-#endif
-  return lanes;
-}
 
 // offset + the sum of products of the lower or the upper halves of three channels, modulo 2^16.
 template <bool kUpper, int kOffset, int... kWeights>
@@ -393,7 +396,8 @@ HWY_INLINE uint16x8_t sum_of_products(const SumTerms& terms) {
   }();
   uint16x8_t sum = vdupq_n_u16(static_cast<uint16_t>(kOffset));
   const auto add = [&](int i) {
-    const uint8x16_t c = terms.channels[i].raw, w = weight_vector(std::abs(kWeight[i]));
+    const auto weight = static_cast<uint8_t>(std::abs(kWeight[i]));
+    const uint8x16_t c = terms.channels[i].raw, w = opaque(hn::Set(Full<uint8_t>(), weight)).raw;
     if (i == kStart) {
       sum = kUpper ? vmull_high_u8(c, w) : vmull_u8(vget_low_u8(c), vget_low_u8(w));
     } else if (kWeight[i] > 0) {
@@ -403,9 +407,9 @@ HWY_INLINE uint16x8_t sum_of_products(const SumTerms& terms) {
     }
   };
   if (kStart < kCount) add(kStart);
-  for (int i = 0; i < kCount; ++i) {
+  repeat<kCount>([&](int i) {
     if (i != kStart) add(i);
-  }
+  });
   return sum;
 }
 
@@ -416,7 +420,7 @@ HWY_INLINE Bytes weighted_sum(const SumTerms& terms) {
   const auto half = [&](auto upper) {
     constexpr bool kUpper = decltype(upper)::value;
     const uint16x8_t rest =
-        sum_of_products<kUpper, D::rest(Sum::kOffset), D::rest(Sum::kWeights[0]),
+        sum_of_products<kUpper, D::kRestOffset, D::rest(Sum::kWeights[0]),
                         D::rest(Sum::kWeights[1]), D::rest(Sum::kWeights[2])>(terms);
     const uint16x8_t whole = sum_of_products < kUpper, Sum::kFits ? 0 : D::whole(Sum::kOffset),
                      D::whole(Sum::kWeights[0]), D::whole(Sum::kWeights[1]),
