@@ -125,53 +125,78 @@ void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* m
   }
 }
 
-// Along one axis: block k of the image lies between the centres of regions k - 1 and k. The first
+// Along one axis: section k of the image lies between the centres of regions k - 1 and k. The first
 // one, half a region long, and the last one, which also covers what the grid leaves over, have one
 // region on both sides.
-struct Block1D {
+struct Section {
   int start, length, before, after;
 };
-Block1D block_of(int k, int regions, int region_length, int length) {
+Section section_of(int k, int regions, int region_length, int length) {
   const int first = region_length / 2, start = k == 0 ? 0 : first + (k - 1) * region_length;
   if (k == 0) return {0, first, 0, 0};
   if (k == regions) return {start, length - start, regions - 1, regions - 1};
   return {start, region_length, k - 1, k};
 }
 
-// Levels of a block, scaled by its height, from the mappings left and right of it.
-template <class Quotient>
-void interpolate_row(uint8_t* samples, int step, int width, const uint32_t* left,
-                     const uint32_t* right, Quotient divided) {
+// A value's levels by the mappings above and below, weighted by the distances from them.
+struct DirectBlend {
+  const uint8_t *upper, *lower;
+  uint64_t above, below;
+  uint64_t operator()(uint8_t value) const { return upper[value] * above + lower[value] * below; }
+};
+
+// The mean of the four mappings at (x, y) of a section of w x h is
+// ((lu (w - x) + ru x) (h - y) + (lb (w - x) + rb x) y) / (w h), truncated: whole numbers, so the
+// rows may be blended before the columns. `left` and `right` give that of a value.
+template <class Level, class Quotient>
+void interpolate(uint8_t* samples, int step, int width, Level left, Level right, Quotient divided) {
   const auto end = static_cast<uint64_t>(width);
   for (uint64_t x = 0; x < end; ++x, samples += step) {
-    *samples = divided(left[*samples] * (end - x) + right[*samples] * x);
+    *samples = divided(left(*samples) * (end - x) + right(*samples) * x);
+  }
+}
+template <class Level>
+void interpolate(uint8_t* samples, int step, int width, int height, Level left, Level right) {
+  const uint64_t area = static_cast<uint64_t>(width) * height;
+  if (area <= ExactQuotient::kLargestDivisor) {
+    interpolate(samples, step, width, left, right, ExactQuotient(area));
+  } else {
+    interpolate(samples, step, width, left, right, PlainQuotient(area));
   }
 }
 
-// The mean of the four mappings at (x, y) of a block of w x h is
-// ((lu (w - x) + ru x) (h - y) + (lb (w - x) + rb x) y) / (w h), truncated: whole numbers, so the
-// rows may be blended before the columns, once for a row and all values.
-void interpolate_block_row(const Plane& plane, const Grid& grid, Block1D rows, int y,
-                           uint32_t* levels) {
+// Row y of a section. The rows are blended pixel by pixel, or where that is less work once for all
+// values, into `levels`.
+void interpolate_row(const Plane& plane, const Grid& grid, Section rows, int y, uint32_t* levels) {
+  constexpr int kNarrow = 64, kHighest = UINT32_MAX / 255;  // columns; rows whose levels fit
+  const bool is_direct = grid.region_width < kNarrow || rows.length > kHighest;
   const auto below = static_cast<uint32_t>(y), above = static_cast<uint32_t>(rows.length - y);
-  for (int column = 0; column < grid.regions; ++column) {
-    const uint8_t* upper = grid.mapping(column, rows.before);
-    const uint8_t* lower = grid.mapping(column, rows.after);
+  const auto blend = [&](int column) {
+    return DirectBlend{grid.mapping(column, rows.before), grid.mapping(column, rows.after), above,
+                       below};
+  };
+  for (int column = 0; column < grid.regions && !is_direct; ++column) {
+    const DirectBlend level = blend(column);
     uint32_t* out = levels + static_cast<size_t>(column) * 256;
-    for (int value = 0; value < 256; ++value)
-      out[value] = upper[value] * above + lower[value] * below;
+    for (int value = 0; value < 256; ++value) {  // vectorised
+      out[value] = level.upper[value] * above + level.lower[value] * below;
+    }
   }
+  const auto look_up = [=](int column) {
+    return [table = levels + static_cast<size_t>(column) * 256](uint8_t value) -> uint64_t {
+      return table[value];
+    };
+  };
   for (int k = 0; k <= grid.regions; ++k) {
-    const Block1D block = block_of(k, grid.regions, grid.region_width, plane.width);
-    if (block.length < 1) continue;
-    const uint64_t area = static_cast<uint64_t>(block.length) * rows.length;
-    uint8_t* samples = plane.at(block.start, rows.start + y);
-    const uint32_t* left = levels + static_cast<size_t>(block.before) * 256;
-    const uint32_t* right = levels + static_cast<size_t>(block.after) * 256;
-    if (area <= ExactQuotient::kLargestDivisor) {
-      interpolate_row(samples, plane.step, block.length, left, right, ExactQuotient(area));
+    const Section columns = section_of(k, grid.regions, grid.region_width, plane.width);
+    if (columns.length < 1) continue;
+    uint8_t* samples = plane.at(columns.start, rows.start + y);
+    if (is_direct) {
+      interpolate(samples, plane.step, columns.length, rows.length, blend(columns.before),
+                  blend(columns.after));
     } else {
-      interpolate_row(samples, plane.step, block.length, left, right, PlainQuotient(area));
+      interpolate(samples, plane.step, columns.length, rows.length, look_up(columns.before),
+                  look_up(columns.after));
     }
   }
 }
@@ -185,9 +210,9 @@ void equalise(const Plane& plane, int tiles, int bins, float clip) {
   map_regions(plane, grid, bins, clip, mappings.get());
   Scratch<uint32_t> levels(static_cast<size_t>(regions) * 256);
   for (int k = 0; k <= regions; ++k) {
-    const Block1D rows = block_of(k, regions, grid.region_height, plane.height);
+    const Section rows = section_of(k, regions, grid.region_height, plane.height);
     for (int y = 0; y < rows.length; ++y) {
-      interpolate_block_row(plane, grid, rows, y, levels.get());
+      interpolate_row(plane, grid, rows, y, levels.get());
     }
   }
 }

@@ -53,7 +53,7 @@ Between between(int at, int size, int regions) {
 std::vector<uint8_t> expected(const std::vector<uint8_t>& gray, int width, int height, int tiles,
                               int bins, float clip) {
   const int regions = std::clamp(tiles, 2, 16), xs = width / regions, ys = height / regions;
-  if (bins == 0) bins = 128;
+  if (bins < 1) bins = 128;
   const int values = 255 / bins + 1;
   const auto pixels = static_cast<uint64_t>(xs) * ys;
   uint64_t limit = 16384;
@@ -124,6 +124,7 @@ TEST(Clahe, GrayFollowsTheDefinition) {
                         {32, 32, 8, 4, 0.2f},
                         {50, 40, 2, 50, 0.7f},
                         {82, 4, 2, 256, 0},
+                        {50, 40, 3, -5, 1.5f},
                         {300, 280, 2, 33, -1.0f}}) {
     SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.tiles << ", "
                                     << c.bins << ", " << c.clip);
@@ -177,6 +178,17 @@ TEST(Clahe, ImagesSmallerThanTheGridStayAsTheyAre) {
   clahe(image_of(pixels, 5, 3, 1), out, 4, 0, 2.0f);
   EXPECT_EQ(pixels, before);
   EXPECT_EQ(result, before);
+}
+
+// Sums over a region's rows exceed 32 bits from 16,843,010 rows on. All regions are the same, and
+// so are all pixels of the result.
+TEST(Clahe, HighRegions) {
+  const int height = 33'700'000;
+  std::vector<uint8_t> pixels(2 * static_cast<size_t>(height), 255);
+  ImageData image = image_of(pixels, 2, height, 1);
+  clahe(image, image, 2, 0, 0);
+  EXPECT_EQ(pixels[0], 253);
+  EXPECT_EQ(std::count(pixels.begin(), pixels.end(), pixels[0]), 2 * height);
 }
 
 TEST(Clahe, Golden) {
