@@ -171,6 +171,9 @@ TEST(Anchors, GridsOfSeveralLevels) {
       << "levels without cells do not stop the rest";
   EXPECT_EQ(entry(entries - 1), (std::vector<float>{624.0f / 640, 464.0f / 480, 300 * w, 300 * h}));
   expect_golden("get_anchors", anchors.packed());
+  int one_pixel = 1;
+  get_anchors(anchors.data(), 1, 1, sizes, 1, &one_pixel, 1);
+  EXPECT_EQ(entry(0), (std::vector<float>{0.5f, 0.5f, 10, 10}));
   float untouched = 1;
   get_anchors(&untouched, 640, 0, sizes, 3, strides, 4);
   get_anchors(&untouched, 640, 480, sizes, 3, strides, 0);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -12,6 +13,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "support/captured_log.h"
 
@@ -143,6 +145,33 @@ TEST(Table, EveryOperationWorksOnEveryPictureOrSaysWhyNot) {
     }
   }
   EXPECT_GT(results, 500u);
+}
+
+TEST(Table, DifferentOperationsRunAtTheSameTime) {
+  const Image picture = scene(70, 51, 3);
+  std::vector<operations::Chain> chains;
+  std::vector<std::vector<uint8_t>> alone;
+  for (const Operation& operation : operations::table()) {
+    const auto chain = operations::single_step(operation, {});
+    try {
+      alone.push_back(operations::run(chain, picture).pixels);
+      chains.push_back(chain);
+    } catch (const operations::WorkError&) {
+    }
+  }
+  const size_t count = chains.size(), kThreads = 4;
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (size_t t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (size_t i = 0; i < count; ++i) {
+        const size_t k = (i + t * count / kThreads) % count;
+        if (operations::run(chains[k], picture).pixels != alone[k]) ++wrong;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST(Chain, DoesWhatTheFunctionsDo) {
