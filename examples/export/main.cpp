@@ -3,9 +3,9 @@
 // the photo is carried over from the original file.
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <stdexcept>
 
+#include "files.h"
 #include "pictures/picture.h"
 
 namespace {
@@ -17,34 +17,24 @@ Picture half_size(const Picture& photo) {
   return half;
 }
 
-// A file beside the result that is gone when the program ends, whatever happens.
-struct PixelsOnly {
-  explicit PixelsOnly(const std::string& edited)
-      : path(std::filesystem::path(edited).replace_extension(
-            ".pixels" + std::filesystem::path(edited).extension().string())) {}
-  ~PixelsOnly() {
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
-  }
-  const std::string path;
-};
-
 void export_photo(const std::string& original, const std::string& edited) {
-  const std::vector<uint8_t> file = load_file(original);
-  const FileKind kind = kind_of_contents(file, original);
-  if (kind_of_name(edited) != kind) {
+  kelvra::PictureFile file = kelvra::decode(kelvra::read_all(original));
+  if (kelvra::format_for(edited, "") != file.format) {
     throw std::runtime_error(edited + " is to be of the same kind as " + original);
   }
   // A PNG carries its Exif along, which says how its pixels are turned; a JPEG does not.
-  const Picture picture =
-      decode_picture(file, original, kind == FileKind::kPng ? ExifTurn::kIgnore : ExifTurn::kApply);
-  // The original may be written over only after its profile was read.
-  const PixelsOnly pixels(edited);
-  save_picture(half_size(picture), pixels.path);
-  const auto carry = kind == FileKind::kPng ? KelvraCV::add_png_info : KelvraCV::add_jpeg_info;
-  if (carry(original.c_str(), pixels.path.c_str(), edited.c_str()) != 0) {
+  const bool png = file.format == kelvra::Format::kPng;
+  if (!png) file.image = kelvra::upright(std::move(file.image), file.metadata.orientation);
+
+  // Beside its place until it is whole: the original may be written over.
+  kelvra::NewFile result(edited);
+  result.write(
+      kelvra::encode(half_size(without_alpha(Picture(std::move(file.image)))), {file.format}, {}));
+  const auto carry = png ? KelvraCV::add_png_info : KelvraCV::add_jpeg_info;
+  if (carry(original.c_str(), result.path().c_str(), result.path().c_str()) != 0) {
     throw std::runtime_error(edited + " was not written");  // why, was printed
   }
+  result.commit();
 }
 
 }  // namespace

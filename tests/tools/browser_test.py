@@ -74,7 +74,7 @@ class Pages(unittest.TestCase):
 
     def choose(self, name):
         """This operation alone, by the list, with its defaults."""
-        self.browser.execute_script("steps = [newStep('gray')]; showSteps();")
+        self.browser.execute_script("steps = [newStep(arguments[0] === 'box' ? 'gray' : 'box')]; showSteps();", name)
         Select(self.browser.find_element(By.ID, "operation0")).select_by_value(name)
         self.assertEqual(self.settle(), "")
 
