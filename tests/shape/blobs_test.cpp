@@ -121,15 +121,6 @@ TEST(Blobs, ListsAreResizedAndAppendedTo) {
   EXPECT_TRUE(blobs.empty());
 }
 
-TEST(Blobs, TheBandIsTwoPixelsWide) {
-  const std::vector<uint8_t> full(49, 255);
-  PointLists five, seven;
-  find_blobs_contours(full.data(), five, 5, 5);
-  find_blobs_contours(full.data(), seven, 7, 7);
-  EXPECT_EQ(five.at(0).size(), 24u);
-  EXPECT_EQ(seven.at(0).size(), 40u);
-}
-
 TEST(Blobs, RunsAreDecidedByStepsBetween0And255) {
   EXPECT_EQ(blobs_of_row({0, 255, 100, 255, 0}), (PointLists{{{1, 0}, {2, 0}, {3, 0}}}));
   EXPECT_EQ(blobs_of_row({255, 100, 0, 255}), (PointLists{{{3, 0}}}));
