@@ -638,6 +638,21 @@ HWY_INLINE auto truncate_fitting(VF v) {
 #endif
 }
 
+// (a * b) >> 31 of 32-bit lanes that are not negative: one instruction on arm64, where conversions
+// to and from floats take four times as long.
+constexpr bool kIsMultiplyHighFast = !HWY_ARCH_X86;
+template <class V32>
+HWY_INLINE V32 multiply_high(V32 a, V32 b) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V32> d;
+  const auto even = hn::ShiftRight<31>(hn::MulEven(a, b));
+  const auto odd = hn::ShiftRight<31>(hn::MulEven(hn::DupOdd(a), hn::DupOdd(b)));
+  return hn::OddEven(hn::DupEven(hn::BitCast(d, odd)), hn::BitCast(d, even));
+#else
+  return V32(vqdmulhq_s32(a.raw, b.raw));
+#endif
+}
+
 // 1 / v with a relative error below 2^-22, from the machine's estimate and steps after Newton. The
 // bits differ between machines.
 template <class VF>

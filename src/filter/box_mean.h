@@ -114,41 +114,69 @@ HWY_INLINE Group load_sums(const RowSum* from) {
   }
 }
 
-// The means of a group of columns: floats, or bytes as trunc(sum * inverse_area + 0.5f).
+// The mean of a window's sum: as a float, or of bytes as trunc(sum * (1.0f / area) + 0.5f).
+struct FloatMean {
+  float inverse_area;
+  template <class V>
+  HWY_INLINE V operator()(V sum) const {
+    return sum * hn::Set(hn::DFromV<V>(), inverse_area);
+  }
+};
+struct RoundedMean {
+  float inverse_area;
+  template <class V>
+  HWY_INLINE V operator()(V sum) const {
+    const hn::RebindToFloat<hn::DFromV<V>> d;
+    return truncate_fitting(hn::ConvertTo(d, sum) * hn::Set(d, inverse_area) + hn::Set(d, 0.5f));
+  }
+};
+
+// RoundedMean in integers: (sum + area / 2) / area, which is no whole number before it is rounded
+// down, as area is odd, nor nearer to one than 1 / (2 area), while the floats are off by less than
+// 2^-14.5. With factor = (2^31 + e) / area, e < area, the product is off by (sum + area / 2) e /
+// (area 2^31) < 1 / area while 256 area^2 <= 2^31.
+struct IntegerMean {
+  static constexpr int kLargestArea = 53 * 53;
+  explicit IntegerMean(int area)
+      : half(area / 2), factor(static_cast<int>((int64_t{1} << 31) / area + 1)) {}
+  template <class V>
+  HWY_INLINE V operator()(V sum) const {
+    const hn::DFromV<V> d;
+    return multiply_high(sum + hn::Set(d, half), hn::Set(d, factor));
+  }
+  int half, factor;
+};
+
 template <class Group>
-HWY_INLINE void store_means(Group sums, float inverse_area, float* means) {
-  for (auto& v : sums.v) v = v * hn::Set(typename Group::Tag(), inverse_area);
-  sums.store(means);
+HWY_INLINE void store_means(const Group& means, float* to) {
+  means.store(to);
 }
 template <class Group>
-HWY_INLINE void store_means(const Group& sums, float inverse_area, uint8_t* means) {
-  const Full<float> d;
-  const auto mean = [&](int i) {
-    const auto sum = hn::ConvertTo(d, sums.v[i]);
-    return truncate_fitting(sum * hn::Set(d, inverse_area) + hn::Set(d, 0.5f));
-  };
-  hn::StoreU(narrow_to_u8(mean(0), mean(1), mean(2), mean(3)), Full<uint8_t>(), means);
+HWY_INLINE void store_means(const Group& means, uint8_t* to) {
+  hn::StoreU(narrow_to_u8(means.v[0], means.v[1], means.v[2], means.v[3]), Full<uint8_t>(), to);
 }
 
 // columns += enters - leaves, in this order, and their means. Rows are padded to whole groups.
-template <class RowSum, class Sum, class Mean>
-HWY_FLATTEN void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves,
-                            float inverse_area, Mean* means, size_t width) {
+template <class RowSum, class Sum, class Result, class Mean>
+HWY_FLATTEN void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves, Mean mean,
+                            Result* means, size_t width) {
   using Group = VectorGroup<Full<Sum>, 4>;
   for (size_t x = 0; x < width; x += Group::kLanes) {
     Group sums = Group::load(columns + x);
     const Group in = load_sums<Group>(enters + x), out = load_sums<Group>(leaves + x);
     for (size_t i = 0; i < std::size(sums.v); ++i) sums.v[i] = sums.v[i] + in.v[i] - out.v[i];
     sums.store(columns + x);
-    store_means(sums, inverse_area, means + x);
+    for (auto& v : sums.v) v = mean(v);
+    store_means(sums, means + x);
   }
 }
-template <class RowSum, class Mean>
-void slide_down(int64_t* columns, const RowSum* enters, const RowSum* leaves, float inverse_area,
-                Mean* means, size_t width) {
+template <class RowSum>
+void slide_down(int64_t* columns, const RowSum* enters, const RowSum* leaves, RoundedMean mean,
+                uint8_t* means, size_t width) {
   for (size_t x = 0; x < width; ++x) {
     columns[x] += int64_t{enters[x]} - leaves[x];
-    means[x] = static_cast<Mean>(static_cast<float>(columns[x]) * inverse_area + 0.5f);
+    const float sum = static_cast<float>(columns[x]);
+    means[x] = static_cast<uint8_t>(sum * mean.inverse_area + 0.5f);
   }
 }
 
@@ -195,6 +223,7 @@ class BoxMean {
       step(row_sums_[std::min(next_ + radius_, height_ - 1)],
            row_sums_[std::max(next_ - radius_ - 1, 0)]);
     }
+    if constexpr (std::is_same_v<Sample, uint8_t>) truncate_means();
     ++next_;
     return means_.get();
   }
@@ -232,12 +261,24 @@ class BoxMean {
   }
 
   void step(const RowSum* enters, const RowSum* leaves) {
-    slide_down(columns_.get(), enters, leaves, 1.0f / static_cast<float>(area_), means_.get(),
-               width_);
-    if constexpr (std::is_same_v<Sample, uint8_t>) {
-      for (int x = width_ & ~7; x < width_; ++x) {
-        means_[x] = static_cast<uint8_t>(columns_[x] / area_);
+    const float inverse_area = 1.0f / static_cast<float>(area_);
+    const auto slide = [&](auto mean) {
+      slide_down(columns_.get(), enters, leaves, mean, means_.get(), width_);
+    };
+    if constexpr (std::is_same_v<Sample, float>) {
+      slide(FloatMean{inverse_area});
+    } else {
+      if constexpr (kIsMultiplyHighFast && sizeof(Sum) == 4) {
+        if (area_ > 1 && area_ <= IntegerMean::kLargestArea) return slide(IntegerMean(area_));
       }
+      slide(RoundedMean{inverse_area});
+    }
+  }
+
+  // Those of bytes in the last columns.
+  void truncate_means() {
+    for (int x = width_ & ~7; x < width_; ++x) {
+      means_[x] = static_cast<uint8_t>(columns_[x] / area_);
     }
   }
 

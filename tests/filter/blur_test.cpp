@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "filter/box_mean.h"
 #include "support/captured_log.h"
 #include "support/images.h"
 
@@ -139,6 +140,21 @@ TEST(Box, LargeWindows) {
   }
 }
 
+// Wherever a mean may be computed in integers.
+TEST(Box, IntegerMeansAreTheRoundedOnes) {
+  using namespace KelvraCV::detail;
+  const Full<int32_t> d;
+  for (int area = 9, n = 3; area <= IntegerMean::kLargestArea; n += 2, area = n * n) {
+    auto sums = hn::Iota(d, 0), wrong = hn::Zero(d);
+    for (int sum = 0; sum <= 255 * area; sum += static_cast<int>(hn::Lanes(d))) {
+      const auto rounded = RoundedMean{1.0f / static_cast<float>(area)}(sums);
+      wrong = hn::Or(wrong, hn::Xor(rounded, IntegerMean(area)(sums)));
+      sums = sums + hn::Set(d, static_cast<int>(hn::Lanes(d)));
+    }
+    EXPECT_TRUE(hn::AllTrue(d, wrong == hn::Zero(d))) << n;
+  }
+}
+
 TEST(Box, NoWindowCopies) {
   const Plane src = noise(35);
   for (const int radius : {0, 3, -1, INT_MIN, INT_MAX, 1 << 30}) {
@@ -175,6 +191,10 @@ TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
     EXPECT_EQ(gaussian_blur_fast(gray.data(), out.data(), width, height, sigma), 0);
     EXPECT_EQ(out, blurred(gray, radii));
     EXPECT_EQ(gaussian_blur_c4(rgba.data(), out4.data(), width, height, sigma), 0);
+    Plane in_place = gray, in_place4 = rgba;
+    gaussian_blur_fast(in_place.data(), in_place.data(), width, height, sigma);
+    gaussian_blur_c4(in_place4.data(), in_place4.data(), width, height, sigma);
+    EXPECT_TRUE(in_place == out && in_place4 == out4);
     for (int channel = 0; channel < 4; ++channel) {
       Plane want, got;
       for (size_t i = channel; i < rgba.size(); i += 4) {
@@ -184,6 +204,19 @@ TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
       EXPECT_EQ(got, channel < 3 ? blurred(want, radii) : want) << channel;
     }
   }
+}
+
+// A window whose rows exceed any memory.
+TEST(ThreeBoxes, ReportMissingMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizer's allocator ends the program";
+#endif
+  CapturedLog log;
+  uint8_t pixel[4] = {1, 2, 3, 4};
+  EXPECT_EQ(gaussian_blur_fast(pixel, pixel, INT_MAX, INT_MAX, 1e5f), -1);
+  EXPECT_EQ(gaussian_blur_c4(pixel, pixel, INT_MAX, INT_MAX, 1e5f), 0);
+  EXPECT_EQ(log.take(), Messages(2, "gaussian_blur_fast memory create error!\n"));
+  EXPECT_EQ(Plane(pixel, pixel + 4), (Plane{1, 2, 3, 4}));
 }
 
 TEST(FixedGaussian, EveryShapeFollowsTheWeights) {

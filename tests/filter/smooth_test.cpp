@@ -202,14 +202,17 @@ TEST(Guided, LikeThePlainRule) {
           src.fill(pixels);
           by.fill(guide);
           ImageData in = image_of(src, channels), out = image_of(dst, channels);
+          ImageData guide_image = image_of(by, std::max(guide_channels, 1));
           if (packed) in.stride = out.stride = w + 3;
-          if (guide_channels == 0) {
-            guided_filter_self(in, out, radius, scale, 0.01f);
-          } else {
-            ImageData guide_image = image_of(by, guide_channels);
-            if (by_packed) guide_image.stride = w + 3;
-            guided_filter_general(in, guide_image, out, radius, scale, 0.01f);
+          if (by_packed) guide_image.stride = w + 3;
+          for (ImageData* to : {&out, &in}) {  // the second time in place
+            if (guide_channels == 0) {
+              guided_filter_self(in, *to, radius, scale, 0.01f);
+            } else {
+              guided_filter_general(in, guide_image, *to, radius, scale, 0.01f);
+            }
           }
+          ASSERT_EQ(src.packed(), dst.packed());
           for (int c = 0; c < channels; ++c) {
             const Pixels plane = channel_of(pixels, channels, c);
             const Pixels by_plane = guide_channels == 0   ? plane
