@@ -405,7 +405,8 @@ void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, i
 /// \param dst    width * height bytes.
 /// \param width,height  In pixels.
 /// \param ksize  Pixels along each side of the kernel; below 3 counts as 3.
-/// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN gives zeros.
+/// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN and infinity give
+///               zeros. Where its square is 0 as a float, 1e-22 is used, which leaves one weight.
 ///
 /// An even size prints "kernel size must be odd!\n", one larger than the width or the height
 /// "image size too small!\n": twice, once for each pass, and nothing is written.

@@ -152,8 +152,9 @@ class StripFilter {
   // A line starts with its first sample, of weight 1.
   HWY_INLINE static void start(S& state, const uint8_t* pixels) {
     for (V& weight : state.weights) weight = hn::Set(Floats(), 1.0f);
-    for (int i = 0; i < S::kValueVectors; ++i)
+    for (int i = 0; i < S::kValueVectors; ++i) {
       state.values[i] = load_floats(Floats(), pixels + i * kLanes);
+    }
   }
 
   // inv * sample + w * previous, and for the weights inv + w * previous: one fused product each.
@@ -185,16 +186,18 @@ class StripFilter {
       // Senseless sigmas may give anything: what is no byte becomes 0, on every machine.
       return truncate_fitting(hn::IfThenElseZero(value < hn::Set(d, 65536.0f), value));
     };
-    for (int i = 0; i < S::kValueVectors; i += 4) {
-      const hn::CappedTag<uint8_t, 4 * kLanes> d8;
-      if constexpr (S::kValueVectors % 4 == 0) {
+    // Four vectors of floats make one of bytes; where they do not come out even, two make half a
+    // one.
+    constexpr int kTogether = S::kValueVectors % 4 == 0 ? 4 : 2;
+    const Full<uint8_t> d8;
+    for (int i = 0; i < S::kValueVectors; i += kTogether) {
+      if constexpr (kTogether == 4) {
         hn::StoreU(narrow_to_u8(mean(i), mean(i + 1), mean(i + 2), mean(i + 3)), d8,
                    pixels + i * kLanes);
       } else {
-        const hn::Half<decltype(d8)> half;
-        const auto low = narrow_to_u8(mean(i), mean(i + 1), mean(i), mean(i + 1));
-        hn::StoreU(hn::LowerHalf(half, low), half, pixels + i * kLanes);
-        i -= 2;
+        const auto v0 = mean(i), v1 = mean(i + 1);
+        const hn::Half<Full<uint8_t>> half;
+        hn::StoreU(hn::LowerHalf(half, narrow_to_u8(v0, v1, v0, v1)), half, pixels + i * kLanes);
       }
     }
   }

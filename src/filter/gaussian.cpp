@@ -1,4 +1,4 @@
-// Gaussian blur with a kernel of floats, along rows and then across them.
+// Gaussian blur with a kernel of floats: horizontal, then vertical pass (separable).
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -22,6 +22,8 @@ struct Kernel {
   explicit Kernel(int taps_count, float sigma) : taps(taps_count), weights(taps_count) {
     constexpr double kInverseRootOfTwoPi = 0.3989422804014322;
     if (sigma <= 0.0f) sigma = static_cast<float>((taps - 1) * 0.15 + 0.5);
+    // Only the middle weight is left long before the square underflows.
+    if (sigma * sigma == 0.0f) sigma = 1e-22f;
     const double factor = 0.5 / (sigma * sigma);
     float sum = 0.0f;
     for (int i = 0; i < taps; ++i) {
@@ -38,29 +40,27 @@ struct Kernel {
   float inverse_sum;
 };
 
-// Whole numbers as bytes, or still as floats.
+// Whole numbers as bytes, or as floats.
 template <class V32>
 HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, uint8_t* to) {
   hn::StoreU(narrow_to_u8(v0, v1, v2, v3), Full<uint8_t>(), to);
 }
 template <class V32>
 HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
-  const Full<float> d;
-  const size_t lanes = hn::Lanes(d);
-  hn::StoreU(hn::ConvertTo(d, v0), d, to);
-  hn::StoreU(hn::ConvertTo(d, v1), d, to + lanes);
-  hn::StoreU(hn::ConvertTo(d, v2), d, to + 2 * lanes);
-  hn::StoreU(hn::ConvertTo(d, v3), d, to + 3 * lanes);
+  VectorGroup<Full<float>, 4>{
+      {small_to_float(v0), small_to_float(v1), small_to_float(v2), small_to_float(v3)}}
+      .store(to);
 }
 
 // kTile results from column x on: the sum over taps[j][x] * weights[j], in order and rounded at
 // each step, times the inverse sum of the weights, truncated. That is a mean of bytes and needs no
-// upper limit. NaN gives 0.
-template <class Sample, class Result>
+// limits; what NaN becomes is 0 as a byte. kTaps is the number of taps where that is worth knowing
+// ahead, else 0.
+template <int kTaps, class Sample, class Result>
 void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
   const Full<float> d;
   constexpr int kVectors = 8, kLanes = static_cast<int>(hn::MaxLanes(d));
-  const int count = kernel.taps;
+  const int count = kTaps > 0 ? kTaps : kernel.taps;
   const float* weights = kernel.weights.get();
   for (int start = 0; start < kTile; start += kVectors * kLanes) {
     hn::Vec<Full<float>> sums[kVectors];
@@ -75,8 +75,7 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
       }
     }
     const auto truncated = [&](int i) {
-      const auto value = sums[i] * hn::Set(d, kernel.inverse_sum);
-      return truncate_fitting(hn::Max(value, hn::Zero(d)));
+      return truncate_fitting(sums[i] * hn::Set(d, kernel.inverse_sum));
     };
     for (int i = 0; i < kVectors; i += 4) {
       store(truncated(i), truncated(i + 1), truncated(i + 2), truncated(i + 3),
@@ -94,7 +93,7 @@ int strip_width(int width, int taps) {
 }
 
 // Keeps as many rows as the kernel has taps, blurred along and truncated, as floats or bytes.
-template <class Kept>
+template <class Kept, int kTaps>
 class Blur {
  public:
   Blur(int width, int height, const Kernel& kernel)
@@ -134,9 +133,11 @@ class Blur {
     const int all = count + 2 * radius_, start = first - radius_;
     const int begin = std::max(-start, 0), end = std::min(width_ - start, all);
     std::fill_n(samples, begin, static_cast<float>(row[0]));
-    for (int i = begin; i < end; ++i) samples[i] = static_cast<float>(row[start + i]);
+    for (int i = begin; i < end; ++i) {  // vectorised
+      samples[i] = static_cast<float>(row[start + i]);
+    }
     std::fill_n(samples + end, all - end, static_cast<float>(row[width_ - 1]));
-    for (int x = 0; x < count; x += kTile) blur_tile(row_taps_.get(), kernel_, x, out + x);
+    for (int x = 0; x < count; x += kTile) blur_tile<kTaps>(row_taps_.get(), kernel_, x, out + x);
   }
 
   void blur_across(int y, uint8_t* out, int count) {
@@ -144,10 +145,11 @@ class Blur {
       column_taps_[j] = place_of(std::clamp(y + j - radius_, 0, height_ - 1));
     }
     int x = 0;
-    for (; x + kTile <= count; x += kTile) blur_tile(column_taps_.get(), kernel_, x, out + x);
+    for (; x + kTile <= count; x += kTile)
+      blur_tile<kTaps>(column_taps_.get(), kernel_, x, out + x);
     if (x < count) {
       uint8_t last[kTile];
-      blur_tile(column_taps_.get(), kernel_, x, last);
+      blur_tile<kTaps>(column_taps_.get(), kernel_, x, last);
       std::memcpy(out + x, last, count - x);
     }
   }
@@ -183,9 +185,11 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
   // Floats save conversions, but must not take more memory than a plane of bytes.
   const size_t floats = static_cast<size_t>(strip_width(width, taps)) * taps;
   if (sizeof(float) * floats <= static_cast<size_t>(width) * height) {
-    Blur<float>(width, height, kernel).run(src, dst);
+    if (taps == 3) return Blur<float, 3>(width, height, kernel).run(src, dst);
+    if (taps == 5) return Blur<float, 5>(width, height, kernel).run(src, dst);
+    Blur<float, 0>(width, height, kernel).run(src, dst);
   } else {
-    Blur<uint8_t>(width, height, kernel).run(src, dst);
+    Blur<uint8_t, 0>(width, height, kernel).run(src, dst);
   }
 }
 

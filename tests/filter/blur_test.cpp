@@ -278,6 +278,17 @@ TEST(Gaussian, EveryShapeFollowsTheFormula) {
   }
 }
 
+// Squares that are no longer normal numbers, or 0: the middle weight alone is left.
+TEST(Gaussian, TiniestSigmasCopy) {
+  const Plane src = noise(100);
+  Plane want = gaussian(src, 10, 10, 5, 1e-22f), out(100);
+  for (int i = 0; i < 100; ++i) EXPECT_LE(src[i] - want[i], 1);
+  for (const float sigma : {1e-22f, 1e-23f, 1e-38f, std::numeric_limits<float>::denorm_min()}) {
+    gaussian_blur(src.data(), out.data(), 10, 10, 5, sigma);
+    EXPECT_EQ(out, want) << sigma;
+  }
+}
+
 TEST(Gaussian, RefusesOnceForEachPass) {
   CapturedLog log;
   const Plane src = noise(100);
@@ -291,8 +302,11 @@ TEST(Gaussian, RefusesOnceForEachPass) {
     EXPECT_EQ(log.take(), Messages(2, "image size too small!\n"));
   }
   EXPECT_EQ(dst, Plane(100, 17));
-  gaussian_blur(src.data(), dst.data(), 10, 10, 5, std::nanf(""));
-  EXPECT_EQ(dst, Plane(100, 0));
+  for (const float sigma : {std::nanf(""), std::numeric_limits<float>::infinity()}) {
+    dst.assign(100, 17);
+    gaussian_blur(src.data(), dst.data(), 10, 10, 5, sigma);
+    EXPECT_EQ(dst, Plane(100, 0));
+  }
   EXPECT_EQ(log.take(), Messages());
 }
 

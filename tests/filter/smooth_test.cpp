@@ -174,6 +174,8 @@ TEST(Bilateral, ChecksAndOddSigmas) {
     bilateral_filter(in, to, 0.1f, 0.1f);
     EXPECT_EQ(log.take(), Messages{"input and output data mismatch!"});
   }
+  ImageData two = image_of(out, 5, 4, 2);
+  bilateral_filter(image_of(pixels, 5, 4, 2), two, 0.1f, 0.1f);
   EXPECT_EQ(out, Pixels(out.size(), 9));
   ImageData to = image_of(out, 5, 4, 3);
   const float nan = std::numeric_limits<float>::quiet_NaN();
