@@ -40,6 +40,7 @@ class PixelGather {
         indices_(blocks_, kBlock) {
     window_ = window_of(place_windows());
     if (window_ == 0) {
+      find_unclamped();
       copies_.emplace(2, copy_bytes());
       window_ = window_of(place_windows());
     }
@@ -50,20 +51,21 @@ class PixelGather {
   const uint8_t* open(const uint8_t* row, int slot) {
     if (!copies_) return row;
     uint8_t* const copy = copies_->get() + static_cast<size_t>(slot) * copy_bytes();
-    // Locals, which no byte written can be part of.
-    const int *first = first_.get(), *const end = first + dst_width_;
-    const int last = src_width_ - 1;
-    for (uint8_t* to = copy; first != end; ++first, to += kCopied) {
-      if (*first >= 0 && *first < last + 1 - kSpan) {
-        std::memcpy(to, row + ptrdiff_t{*first} * kSource, kMoved);
-        continue;
-      }
-      for (int k = 0; k < kSpan; ++k) {
-        std::memcpy(to + k * kSource, row + ptrdiff_t{std::clamp(*first + k, 0, last)} * kSource,
-                    kSource);
-      }
-    }
+    copy_pixels(row, copy);
     return copy;
+  }
+
+  bool copies_rows() const { return copies_.has_value(); }
+  // The pixels of all columns, unchanged.
+  void copy_pixels(const uint8_t* row, uint8_t* to) const {
+    for (int x = 0; x < begin_; ++x) copy_clamped(x, row, to);
+    // Locals, which no byte written can be part of.
+    const int *first = first_.get() + begin_, *const end = first_.get() + end_;
+    uint8_t* column = to + ptrdiff_t{begin_} * kCopied;
+    for (; first < end; ++first, column += kCopied) {
+      std::memcpy(column, row + ptrdiff_t{*first} * kSource, kMoved);
+    }
+    for (int x = end_; x < dst_width_; ++x) copy_clamped(x, row, to);
   }
 
   // bytes(opened_row, i) is a vector of the bytes from byte i on, a multiple of 16. Whole vectors
@@ -94,6 +96,26 @@ class PixelGather {
   // The bytes that copying a column moves: some too many where that is quicker, of the next pixel.
   static constexpr int kCopied = kSpan * kSource;
   static constexpr int kMoved = kCopied == 6 ? 8 : kCopied == 3 ? 4 : kCopied;
+
+  // Between begin_ and end_, all that is moved of a column is in the row, and what is too much is
+  // not the last column's.
+  void find_unclamped() {
+    const auto is_clamped = [this](int x) {
+      return first_[x] < 0 || first_[x] > src_width_ - kSpan - (kMoved > kCopied);
+    };
+    end_ = dst_width_ - (kMoved > kCopied);
+    while (begin_ < end_ && is_clamped(begin_)) ++begin_;
+    int x = begin_;
+    while (x < end_ && !is_clamped(x)) ++x;
+    end_ = x;
+  }
+  void copy_clamped(int x, const uint8_t* row, uint8_t* to) const {
+    for (int k = 0; k < kSpan; ++k) {
+      const int pixel = std::clamp(first_[x] + k, 0, src_width_ - 1);
+      std::memcpy(to + ptrdiff_t{x} * kCopied + k * kSource, row + ptrdiff_t{pixel} * kSource,
+                  kSource);
+    }
+  }
 
   size_t copy_bytes() const { return size_t{kCopied} * static_cast<size_t>(dst_width_) + kPadding; }
   size_t row_bytes() const {
@@ -153,6 +175,7 @@ class PixelGather {
   Scratch<size_t> bases_;     // where the blocks' windows are
   Scratch<uint8_t> indices_;  // into them
   std::optional<Scratch<uint8_t>> copies_;
+  int begin_ = 0, end_ = 0;
   int window_ = 0;
 };
 

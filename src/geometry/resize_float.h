@@ -43,7 +43,7 @@ class FloatResizer {
     const Position at = position_of(rows_(y), src_height_);
     const int top = std::max(at.tap, 0), bottom = at.tap + 1;
     const float t = at.fraction;
-    if (kRowsStay && src_height_ > dst_height_ && src_width_ > 1) {
+    if (kRowsStay && src_height_ / 2 >= dst_height_ && src_width_ > 1) {
       blend(source_(top), source_(bottom), t, out);
       return;
     }

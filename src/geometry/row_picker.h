@@ -38,6 +38,8 @@ class RowPicker {
       pick_every<2>(src, dst);
     } else if (step_ == 3) {
       pick_every<3>(src, dst);
+    } else if (kSource == kChannels && !kSwap && gather_->copies_rows()) {
+      gather_->copy_pixels(src, dst);
     } else {
       gather_->use([&, row = gather_->open(src, 0)](const auto& bytes) {
         store_row(count, dst, [&](size_t i) KELVRA_CV_INLINE { return bytes(row, i); });
