@@ -1,6 +1,7 @@
 // Connected regions of a mask, as lists of their pixels. Rows are cut into runs of foreground, and
 // runs that touch are joined in a forest: time and memory in proportion to pixels and runs.
 #include <algorithm>
+#include <limits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -63,39 +64,41 @@ Runs find_runs(const uint8_t* mask, int width, int height) {
 }
 
 // A forest over runs in which every run points to itself or to an earlier one.
+template <class Index>
 class Forest {
  public:
   explicit Forest(size_t count) : parents_(count) {
-    for (size_t i = 0; i < count; ++i) parents_[i] = static_cast<uint32_t>(i);
+    for (size_t i = 0; i < count; ++i) parents_[i] = static_cast<Index>(i);
   }
 
   void join(size_t a, size_t b) {
-    const uint32_t root_a = root(static_cast<uint32_t>(a)), root_b = root(static_cast<uint32_t>(b));
+    const Index root_a = root(static_cast<Index>(a)), root_b = root(static_cast<Index>(b));
     parents_[std::max(root_a, root_b)] = std::min(root_a, root_b);
   }
 
   // Replaces the parents by the trees' numbers, in order of their first runs.
   size_t number(size_t count) {
-    uint32_t trees = 0;
+    Index trees = 0;
     for (size_t i = 0; i < count; ++i) {
       parents_[i] = parents_[i] == i ? trees++ : parents_[parents_[i]];
     }
     return trees;
   }
-  uint32_t number_of(size_t run) const { return parents_[run]; }
+  Index number_of(size_t run) const { return parents_[run]; }
 
  private:
-  uint32_t root(uint32_t i) {
+  Index root(Index i) {
     while (parents_[i] != i) i = parents_[i] = parents_[parents_[i]];
     return i;
   }
 
-  Scratch<uint32_t> parents_;
+  Scratch<Index> parents_;
 };
 
 // Joins each run of row y with those of the row above that share a column with it; diagonal
 // neighbours stay apart.
-void join_rows(const Runs& found, int y, Forest& forest) {
+template <class Index>
+void join_rows(const Runs& found, size_t y, Forest<Index>& forest) {
   size_t above = found.first_of[y - 1], i = found.first_of[y];
   const size_t above_end = i, end = found.first_of[y + 1];
   while (above < above_end && i < end) {
@@ -184,41 +187,32 @@ class BoundaryPixels {
   Scratch<uint64_t> bits_;
 };
 
-struct Labels {
-  Runs found;
-  Forest forest;
-  size_t count;
-};
-
-Labels label_regions(const uint8_t* mask, int width, int height) {
-  Runs found = find_runs(mask, width, height);
-  Forest forest(found.runs.size());
-  for (int y = 1; y < height; ++y) join_rows(found, y, forest);
-  const size_t count = forest.number(found.runs.size());
-  return {std::move(found), std::move(forest), count};
-}
-
 // Calls visit(run, label) for all runs, after pixels.go_to_row().
-template <class Pixels, class Visit>
-void for_each_run(const Labels& labels, Pixels& pixels, Visit visit) {
-  const std::vector<size_t>& first_of = labels.found.first_of;
+template <class Index, class Pixels, class Visit>
+void for_each_run(const Runs& found, const Forest<Index>& forest, Pixels& pixels, Visit visit) {
+  const std::vector<size_t>& first_of = found.first_of;
   for (size_t y = 0; y + 1 < first_of.size(); ++y) {
     if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
     for (size_t i = first_of[y]; i < first_of[y + 1]; ++i) {
-      visit(labels.found.runs[i], labels.forest.number_of(i));
+      visit(found.runs[i], forest.number_of(i));
     }
   }
 }
 
 // Counts first, so that no list has to grow. (A count that wraps around costs a reallocation.)
-template <class Pixels>
-void append_regions(const Labels& labels, Pixels pixels, std::vector<std::vector<Point>>& blobs) {
-  std::vector<uint32_t> counts(labels.count);
-  for_each_run(labels, pixels,
-               [&](const Run& run, uint32_t label) { counts[label] += pixels.count(run); });
-  blobs.resize(labels.count);
-  uint32_t reserved = 0;  // labels appear in order
-  for_each_run(labels, pixels, [&](const Run& run, uint32_t label) {
+template <class Index, class Pixels>
+void append_labelled(const Runs& found, Pixels& pixels, std::vector<std::vector<Point>>& blobs) {
+  const size_t runs = found.runs.size();
+  Forest<Index> forest(runs);
+  for (size_t y = 1; y + 1 < found.first_of.size(); ++y) join_rows(found, y, forest);
+  const size_t count = forest.number(runs);
+
+  std::vector<uint32_t> counts(count);
+  for_each_run(found, forest, pixels,
+               [&](const Run& run, Index label) { counts[label] += pixels.count(run); });
+  blobs.resize(count);
+  Index reserved = 0;  // labels appear in order
+  for_each_run(found, forest, pixels, [&](const Run& run, Index label) {
     std::vector<Point>& blob = blobs[label];
     if (label == reserved) {
       blob.reserve(blob.size() + counts[label]);
@@ -228,18 +222,27 @@ void append_regions(const Labels& labels, Pixels pixels, std::vector<std::vector
   });
 }
 
+template <class Pixels>
+void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
+                    std::vector<std::vector<Point>>& blobs) {
+  const Runs found = find_runs(mask, width, height);
+  const bool are_few = found.runs.size() <= std::numeric_limits<uint32_t>::max();
+  const auto append = are_few ? append_labelled<uint32_t, Pixels> : append_labelled<size_t, Pixels>;
+  append(found, pixels, blobs);
+}
+
 }  // namespace
 
 void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
                 int height) {
   if (width < 1 || height < 1) return;
-  append_regions(label_regions(mask, width, height), AllPixels(), blobs);
+  append_regions(mask, width, height, AllPixels(), blobs);
 }
 
 void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Point>>& blobs,
                          int width, int height) {
   if (width < 1 || height < 1) return;
-  append_regions(label_regions(mask, width, height), BoundaryPixels(mask, width, height), blobs);
+  append_regions(mask, width, height, BoundaryPixels(mask, width, height), blobs);
 }
 
 }  // namespace KelvraCV
