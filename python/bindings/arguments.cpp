@@ -176,13 +176,13 @@ Result::Result(py::handle out, const Shape& shape, Rows rows,
     target_ = py::array(type, shape);
     if (before == Before::kKept) assign(target_, py::int_(0));
   } else {
-    const std::string wanted = text(type) + " array of shape " + shape_text(shape);
-    if (!py::isinstance<py::array>(out)) reject_type(name, out, wanted);
+    const auto wanted = [&] { return text(type) + " array of shape " + shape_text(shape); };
+    if (!py::isinstance<py::array>(out)) reject_type(name, out, wanted());
     target_ = py::reinterpret_borrow<py::array>(out);
-    if (!has_type(target_, type)) reject_type(name, out, wanted);
+    if (!has_type(target_, type)) reject_type(name, out, wanted());
     const bool has_shape = static_cast<size_t>(target_.ndim()) == shape.size() &&
                            std::equal(shape.begin(), shape.end(), target_.shape());
-    if (!has_shape) reject_value(name, out, wanted);
+    if (!has_shape) reject_value(name, out, wanted());
     if (!target_.writeable()) reject_value(name, out, "an array that may be written");
   }
   py::array work = target_;

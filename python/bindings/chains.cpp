@@ -105,7 +105,10 @@ auto on_chain(const std::string& text, py::handle image, const Work& work) {
 }
 
 py::array run(const std::string& chain, py::handle image) {
-  return from_picture(on_chain(chain, image, operations::run));
+  const auto run_all = [](const operations::Chain& steps, operations::Image picture) {
+    return operations::run(steps, std::move(picture));
+  };
+  return from_picture(on_chain(chain, image, run_all));
 }
 
 py::tuple find(const std::string& chain, py::handle image) {
