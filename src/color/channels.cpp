@@ -1,4 +1,6 @@
 // Channels of interleaved images: dropped, split into planes, merged from planes.
+#include <algorithm>
+
 #include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
@@ -26,8 +28,9 @@ void merge(const std::vector<ImageData>& planes, const ImageData& dst) {
                dst.stride, dst.width, dst.height, CopyChannels());
 }
 
-// The sample of every pixel's channel and its place in the channel's packed plane, for any number
-// of channels: copy(sample, place).
+// Calls copy(sample, place) in order, with the sample of every pixel's channel and its place in the
+// channel's packed plane: for other numbers of channels, and for planes that share memory with the
+// pixels.
 template <class Copy>
 void for_each_sample(const ImageData& pixels, const std::vector<ImageData>& planes,
                      const Copy& copy) {
@@ -39,6 +42,16 @@ void for_each_sample(const ImageData& pixels, const std::vector<ImageData>& plan
       }
     }
   }
+}
+
+bool are_apart(const ImageData& pixels, const std::vector<ImageData>& planes) {
+  if (pixels.width < 1 || pixels.height < 1) return true;
+  const size_t plane_bytes = static_cast<size_t>(pixels.width) * pixels.height;
+  const size_t bytes =
+      static_cast<size_t>(pixels.height - 1) * pixels.stride + pixels.width * planes.size();
+  return std::none_of(planes.begin(), planes.end(), [&](const ImageData& plane) {
+    return overlap(pixels.data, bytes, plane.data, plane_bytes);
+  });
 }
 
 }  // namespace
@@ -67,7 +80,7 @@ void split_channels(const ImageData& src, std::vector<ImageData>& dst) {
       return;
     }
   }
-  switch (dst.size()) {
+  switch (are_apart(src, dst) ? dst.size() : 0) {
     case 2:
       return split<2>(src, dst);
     case 3:
@@ -80,7 +93,7 @@ void split_channels(const ImageData& src, std::vector<ImageData>& dst) {
 }
 
 void merge_channels(const std::vector<ImageData>& src, ImageData& dst) {
-  switch (src.size()) {
+  switch (are_apart(dst, src) ? src.size() : 0) {
     case 2:
       return merge<2>(src, dst);
     case 3:
