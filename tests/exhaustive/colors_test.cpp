@@ -2,6 +2,7 @@
 #include <functional>
 
 #include "color/lab_rules.h"
+#include "color/pixel_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -48,10 +49,6 @@ ImageData row_of(uint8_t* pixels) {
   return {pixels, kRow, 1, 3, 3 * kRow, 0, 0};
 }
 
-uint8_t clamp(int value) {
-  return static_cast<uint8_t>(std::min(std::max(value, 0), 255));
-}
-
 }  // namespace
 
 TEST(AllColors, Gray) {
@@ -64,53 +61,20 @@ TEST(AllColors, Gray) {
 
 TEST(AllColors, YCbCr) {
   expect_all(
-      3, [](uint8_t* in, uint8_t* out) { rgb_to_ycbcr(in, out, kRow, 1, 0, false); },
-      [](const uint8_t* p, uint8_t* out) {
-        out[0] = clamp((263 * p[0] + 516 * p[1] + 100 * p[2] + 16896) >> 10);
-        out[1] = clamp((-152 * p[0] - 298 * p[1] + 450 * p[2] + 131584) >> 10);
-        out[2] = clamp((450 * p[0] - 377 * p[1] - 73 * p[2] + 131585) >> 10);
-      });
+      3, [](uint8_t* in, uint8_t* out) { rgb_to_ycbcr(in, out, kRow, 1, 0, false); }, plain_ycbcr);
   expect_all(
-      3, [](uint8_t* in, uint8_t* out) { ycbcr_to_rgb(in, out, kRow, 1, 0, false); },
-      [](const uint8_t* p, uint8_t* out) {
-        out[0] = clamp((1192 * p[0] + 1634 * p[2] - 227759) >> 10);
-        out[1] = clamp((1192 * p[0] - 401 * p[1] - 832 * p[2] + 139341) >> 10);
-        out[2] = clamp((1192 * p[0] + 2066 * p[1] - 282967) >> 10);
-      });
+      3, [](uint8_t* in, uint8_t* out) { ycbcr_to_rgb(in, out, kRow, 1, 0, false); }, plain_rgb);
 }
 
 TEST(AllColors, Hsv) {
-  expect_all(
-      3,
-      [](uint8_t* in, uint8_t* out) {
-        ImageData to = row_of(out);
-        rgba2hsv(row_of(in), to);
-      },
-      [](const uint8_t* p, uint8_t* out) {
-        const int r = p[0], g = p[1], b = p[2], v = std::max({r, g, b}),
-                  d = v - std::min({r, g, b});
-        const int h = v == r ? g - b : (v == g ? b - r + 2 * d : r - g + 4 * d);
-        const int table = d == 0 ? 0 : static_cast<int>(174762.66666666666 / d);
-        out[0] = static_cast<uint8_t>((2048 + h * table) >> 12);
-        out[1] = static_cast<uint8_t>((2048 + d * (v == 0 ? 0 : 1044480 / v)) >> 12);
-        out[2] = static_cast<uint8_t>(v);
-      });
-  expect_all(
-      3,
-      [](uint8_t* in, uint8_t* out) {
-        ImageData to = row_of(out);
-        hsv2rgb(row_of(in), to);
-      },
-      [](const uint8_t* p, uint8_t* out) {
-        const float s = p[1] * 0.003921569f, v = p[2] * 0.003921569f, h = p[0] * 0.0234375f;
-        const int i = static_cast<int>(h);
-        const float f = h - static_cast<float>(i), a = std::fma(-s, v, v),
-                    q = std::fma(-(f * s), v, v), t = std::fma(f * s - s, v, v);
-        const float rgb[6][3] = {{v, t, a}, {q, v, a}, {a, v, t}, {a, q, v}, {t, a, v}, {v, a, q}};
-        for (int k = 0; k < 3; ++k) {
-          out[k] = static_cast<uint8_t>(static_cast<int>((p[1] == 0 ? v : rgb[i][k]) * 255.0f));
-        }
-      });
+  const auto with = [](void (*convert)(const ImageData&, ImageData&)) {
+    return [convert](uint8_t* in, uint8_t* out) {
+      ImageData to = row_of(out);
+      convert(row_of(in), to);
+    };
+  };
+  expect_all(3, with(rgba2hsv), plain_hsv);
+  expect_all(3, with(hsv2rgb), plain_from_hsv);
 }
 
 TEST(AllColors, Lab) {
