@@ -1,5 +1,7 @@
-// Runs a fuzz target on the files named on the command line.
+// Runs a fuzz target on all files of the folder that the command line names.
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
@@ -7,10 +9,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i) {
-    std::ifstream file(argv[i], std::ios::binary);
+  int replayed = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(argc == 2 ? argv[1] : ".")) {
+    std::ifstream file(entry.path(), std::ios::binary);
     const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    ++replayed;
   }
-  return 0;
+  std::printf("%d inputs replayed\n", replayed);
+  return replayed > 0 ? 0 : 1;
 }

@@ -1,0 +1,672 @@
+#include "support/every_call.h"
+
+#include <algorithm>
+
+namespace test {
+
+GuardedBuffer<uint8_t>& Scene::input(int columns, int rows, Rows padding, Content content) {
+  GuardedBuffer<uint8_t>& buffer = make<uint8_t>(columns, rows, padding);
+  const int kind = number(0, 3);
+  std::minstd_rand noise(draw_.next() + 1);
+  const int low = number(0, 255), high = number(0, 255);
+  for (int y = 0; y < rows; ++y) {
+    for (int x = 0; x < columns; ++x) {
+      const auto random = static_cast<uint8_t>(noise() >> 11);
+      uint8_t value = random;
+      if (kind == 1) value = static_cast<uint8_t>(low);
+      if (kind == 2) value = static_cast<uint8_t>(((x >> 3) + (y >> 2)) % 2 == 0 ? low : high);
+      if (kind == 3) value = static_cast<uint8_t>(low + 3 * x + 2 * y + random % 8);
+      if (content == Content::kMask) value = value < 128 ? 0 : 255;
+      buffer.row(y)[x] = value;
+    }
+  }
+  return buffer;
+}
+
+namespace {
+
+using namespace KelvraCV;
+using Bytes = GuardedBuffer<uint8_t>;
+constexpr auto kPadded = Scene::Rows::kPadded, kPacked = Scene::Rows::kPacked;
+constexpr auto kPixels = Scene::Content::kPixels, kMask = Scene::Content::kMask;
+
+struct Size {
+  int w, h;
+};
+Size size(Scene& s) {
+  const int kind = s.number(0, 7);
+  if (kind == 0) return {s.number(1, 600), s.number(1, 4)};
+  if (kind == 1) return {s.number(1, 4), s.number(1, 300)};
+  return {s.number(1, kind == 2 ? 150 : 70), s.number(1, 40)};
+}
+
+ImageData image(Bytes& buffer, int channels) {
+  return {
+      buffer.data(), buffer.columns() / channels, buffer.rows(), channels, buffer.stride(), 0, 0};
+}
+
+// Functions from pixels of `kFrom` bytes to pixels of `kTo` bytes, both with strides.
+template <int kFrom, int kTo, class Function>
+void strided(Scene& s, Function function) {
+  const Size z = size(s);
+  Bytes& src = s.input(kFrom * z.w, z.h, kPadded);
+  Bytes& dst = s.output(kTo * z.w, z.h, kPadded);
+  function(src.data(), dst.data(), z.w, z.h, src.stride(), dst.stride());
+}
+// From packed bytes to packed bytes of the same kind, perhaps in place.
+template <int kChannels, bool kInPlace, class Function>
+void packed(Scene& s, Function function) {
+  const Size z = size(s);
+  Bytes& src = s.input(kChannels * z.w, z.h);
+  Bytes& dst = kInPlace ? s.output_or(src) : s.output(kChannels * z.w, z.h);
+  function(src.data(), dst.data(), z.w, z.h);
+}
+
+void resize(Scene& s, int from, int to,
+            const std::function<void(const uint8_t*, uint8_t*, int, int, int, int, int, int)>& f) {
+  const Size z = size(s);
+  // Often whole ratios, which have ways of their own.
+  Size d = size(s);
+  const int ratio = s.number(2, 4);
+  switch (s.number(0, 3)) {
+    case 0:
+      d = {std::max(z.w / ratio, 1), std::max(z.h / ratio, 1)};
+      break;
+    case 1:
+      d = {std::min(z.w * ratio, 700), std::min(z.h * ratio, 200)};
+      break;
+    default:
+      break;
+  }
+  Bytes& src = s.input(from * z.w, z.h, kPadded);
+  Bytes& dst = s.output(to * d.w, d.h, kPadded);
+  f(src.data(), dst.data(), z.w, z.h, src.stride(), d.w, d.h, dst.stride());
+}
+
+void warp(Scene& s, int channels, int elements, decltype(&warpaffine_bilinear_c1) function) {
+  const Size z = size(s), d = size(s);
+  Bytes& src = s.input(channels * z.w, z.h, kPadded);
+  Bytes& dst = s.output(channels * d.w, d.h, kPadded);
+  float matrix[9] = {s.real(-2, 2),    s.real(-1, 1),         s.real(-40, 40),
+                     s.real(-1, 1),    s.real(-2, 2),         s.real(-40, 40),
+                     s.real(0, 0.02f), s.real(-0.02f, 0.02f), 1};
+  if (s.number(0, 15) == 0) {
+    const float odd[] = {0.0f, NAN, INFINITY, 1e30f, -1e-30f};
+    matrix[s.number(0, elements - 1)] = odd[s.number(0, 4)];
+  }
+  function(src.data(), z.w, z.h, src.stride(), dst.data(), d.w, d.h, dst.stride(), matrix,
+           s.number(-1, 3), static_cast<unsigned>(s.number(0, 1 << 30)));
+}
+
+std::vector<ImageData> planes_of(Bytes& buffer, int count, int height) {
+  std::vector<ImageData> planes;
+  for (int k = 0; k < count; ++k) {
+    planes.push_back({buffer.row(k * height), buffer.columns(), height, 1, buffer.columns(), 0, 0});
+  }
+  return planes;
+}
+
+void guided(Scene& s, bool general) {
+  const Size z = size(s);
+  const int channels = s.number(1, 4), by = s.number(1, 4);
+  const auto rows = [](int n) { return n == 1 ? kPacked : kPadded; };
+  Bytes& src = s.input(channels * z.w, z.h, rows(channels));
+  Bytes& guide = s.input(by * z.w, z.h, rows(by));
+  Bytes& dst = s.output_or(src, rows(channels));
+  ImageData to = image(dst, channels);
+  const int radius = s.number(0, 12);
+  const float scale = s.any_of({1.0f, 1.0f, 0.5f, 0.25f, 0.3f, 2.0f}), eps = s.real(0.0001f, 0.1f);
+  if (general) {
+    guided_filter_general(image(src, channels), image(guide, by), to, radius, scale, eps);
+  } else {
+    guided_filter_self(image(src, channels), to, radius, scale, eps);
+  }
+}
+
+struct Outlines {
+  std::vector<std::vector<Point>> lists;
+  std::vector<int> xs, ys;
+};
+Outlines outlines(Scene& s, Size z) {
+  Outlines o;
+  for (int i = s.number(0, 3); i >= 0; --i) {
+    o.lists.emplace_back();
+    for (int k = s.number(0, 12); k > 0; --k) {
+      o.lists.back().push_back({s.number(0, z.w - 1), s.number(0, z.h - 1)});
+      o.xs.push_back(o.lists.back().back().x);
+      o.ys.push_back(o.lists.back().back().y);
+    }
+  }
+  return o;
+}
+
+struct Planes {
+  Bytes &y, &u, &v;
+};
+Planes source_planes(Scene& s, Size z) {
+  const int w = (z.w + 1) / 2, h = (z.h + 1) / 2;
+  Bytes& y = s.input(z.w, z.h, kPadded);
+  Bytes& u = s.input(w, h, kPadded);
+  return {y, u, s.input(w, h, kPadded)};
+}
+Planes result_planes(Scene& s, Size z) {
+  const int w = (z.w + 1) / 2, h = (z.h + 1) / 2;
+  Bytes& y = s.output(z.w, z.h, kPadded);
+  Bytes& u = s.output(w, h, kPadded);
+  return {y, u, s.output(w, h, kPadded)};
+}
+Size turned(Size z, RotationMode mode) {
+  return mode == ROTATE_90 || mode == ROTATE_270 ? Size{z.h, z.w} : z;
+}
+
+template <class Function>
+void planes_to_argb(Scene& s, Function function) {
+  const Size z = size(s);
+  const Planes p = source_planes(s, z);
+  Bytes& out = s.output(4 * z.w, z.h, kPadded);
+  function(p.y.data(), p.y.stride(), p.u.data(), p.u.stride(), p.v.data(), p.v.stride(), out.data(),
+           out.stride(), z.w, z.h, s.flag());
+}
+template <class Function>
+void pairs_to_argb(Scene& s, Function function) {
+  const Size z = size(s);
+  Bytes& y = s.input(z.w, z.h, kPadded);
+  Bytes& uv = s.input((z.w + 1) / 2 * 2, (z.h + 1) / 2, kPadded);
+  Bytes& out = s.output(4 * z.w, z.h, kPadded);
+  function(y.data(), y.stride(), uv.data(), uv.stride(), out.data(), out.stride(), z.w, z.h,
+           s.flag());
+}
+template <class Function>
+void pairs_to_planes(Scene& s, Function function) {
+  const Size z = size(s);
+  Bytes& y = s.input(z.w, z.h, kPadded);
+  Bytes& uv = s.input((z.w + 1) / 2 * 2, (z.h + 1) / 2, kPadded);
+  const RotationMode mode = s.any_of({ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270});
+  const bool turns =
+      std::is_invocable_v<Function, const uint8_t*, int, const uint8_t*, int, uint8_t*, int,
+                          uint8_t*, int, uint8_t*, int, int, int, RotationMode, bool>;
+  const Planes p = result_planes(s, turns ? turned(z, mode) : z);
+  if constexpr (turns) {
+    function(y.data(), y.stride(), uv.data(), uv.stride(), p.y.data(), p.y.stride(), p.u.data(),
+             p.u.stride(), p.v.data(), p.v.stride(), z.w, z.h, mode, s.flag());
+  } else {
+    function(y.data(), y.stride(), uv.data(), uv.stride(), p.y.data(), p.y.stride(), p.u.data(),
+             p.u.stride(), p.v.data(), p.v.stride(), z.w, z.h, s.flag());
+  }
+}
+template <class Function>
+void planes_to_planes(Scene& s, Function function) {
+  const Size z = size(s);
+  const Planes from = source_planes(s, z), to = result_planes(s, z);
+  function(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
+           from.v.stride(), to.y.data(), to.y.stride(), to.u.data(), to.u.stride(), to.v.data(),
+           to.v.stride(), z.w, z.h, s.flag());
+}
+
+const std::vector<Call> kColor = {
+    {"rgb2gray", "color", [](Scene& s) { strided<3, 1>(s, rgb2gray); }},
+    {"rgba2gray", "color",
+     [](Scene& s) {
+       const int bgra = s.number(0, 1);
+       strided<4, 1>(s, [=](auto... a) { rgba2gray(a..., bgra); });
+     }},
+    {"rgb2gray_in_place", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& both = s.output_or(s.input(3 * z.w, z.h, kPadded), kPadded);
+       rgb2gray(both.data(), both.data(), z.w, z.h, both.stride(), both.stride());
+     }},
+    {"rgb_to_ycbcr", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(3 * z.w, z.h, kPadded);
+       rgb_to_ycbcr(src.data(), s.output(z.w, 3 * z.h).data(), z.w, z.h, src.stride(), s.flag());
+     }},
+    {"ycbcr_to_rgb", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       const bool planar = s.flag();
+       Bytes& src = planar ? s.input(z.w, 3 * z.h) : s.input(3 * z.w, z.h, kPadded);
+       ycbcr_to_rgb(src.data(), s.output(3 * z.w, z.h).data(), z.w, z.h, src.stride(), planar);
+     }},
+    {"rgba2hsv", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(3, 4);
+       ImageData to = image(s.output(3 * z.w, z.h), 3);
+       rgba2hsv(image(s.input(channels * z.w, z.h), channels), to);
+     }},
+    {"hsv2rgb", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(3 * z.w, z.h);
+       ImageData to = image(s.output_or(src), 3);
+       hsv2rgb(image(src, 3), to);
+     }},
+    {"convert_c4_to_c3", "color",
+     [](Scene& s) {
+       const int swap = s.number(0, 1);
+       strided<4, 3>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h, int from, int to) {
+         convert_c4_to_c3(const_cast<uint8_t*>(src), dst, w, h, from, to, swap);
+       });
+     }},
+    {"split_and_merge", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(1, 4);
+       std::vector<ImageData> planes = planes_of(s.output(z.w, z.h * channels), channels, z.h);
+       split_channels(image(s.input(channels * z.w, z.h, kPadded), channels), planes);
+       ImageData merged = image(s.output(channels * z.w, z.h, kPadded), channels);
+       merge_channels(planes, merged);
+     }},
+    {"rgb_to_lab", "color",
+     [](Scene& s) {
+       packed<3, true>(s, [](const uint8_t* src, uint8_t* dst, int w, int h) {
+         rgb_to_lab(const_cast<uint8_t*>(src), dst, w, h);
+       });
+     }},
+    {"rgb_to_lab_fast", "color",
+     [](Scene& s) {
+       const int threads = s.number(1, 4);
+       packed<3, false>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h) {
+         rgb_to_lab_fast(src, dst, w, h, nullptr, nullptr, threads);
+       });
+     }},
+    {"rgb_to_lab_c4_c3", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(4 * z.w, z.h, kPadded);
+       Bytes& dst = s.output(3 * z.w, z.h);
+       rgb_to_lab_c4_c3(src.data(), dst.data(), z.w, z.h, src.stride(), s.number(0, 2), nullptr,
+                        nullptr, s.number(1, 4));
+     }},
+    {"lab_to_rgb_fast", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(3 * z.w, z.h);
+       uint8_t* const mask = s.flag() ? s.input(z.w, z.h, kPacked, kMask).data() : nullptr;
+       lab_to_rgb_fast(src.data(), s.output(3 * z.w, z.h).data(), z.w, z.h, mask, nullptr, nullptr,
+                       nullptr, nullptr, s.number(1, 4));
+     }},
+    {"lab_to_rgb_c3_c4", "color",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(3 * z.w, z.h);
+       Bytes& dst = s.output(4 * z.w, z.h, kPadded);
+       lab_to_rgb_c3_c4(src.data(), dst.data(), z.w, z.h, dst.stride(), s.number(0, 2), nullptr,
+                        nullptr, nullptr, nullptr, s.number(1, 4));
+     }},
+};
+
+const std::vector<Call> kFilter = {
+    {"gaussian_blur", "filter",
+     [](Scene& s) {
+       const int ksize = s.number(-1, 25);
+       const float sigma = s.any_of({0.0f, 1.0f, 5.0f, -1.0f, NAN});
+       packed<1, false>(s, [=](auto... a) { gaussian_blur(a..., ksize, sigma); });
+     }},
+    {"gaussian_blur_fast", "filter",
+     [](Scene& s) {
+       const float sigma = s.real(-1, 8);
+       packed<1, true>(s, [=](auto... a) { gaussian_blur_fast(a..., sigma); });
+     }},
+    {"gaussian_blur_c4", "filter",
+     [](Scene& s) {
+       const float sigma = s.real(-1, 8);
+       packed<4, true>(s, [=](auto... a) { gaussian_blur_c4(a..., sigma); });
+     }},
+    {"filter_box", "filter",
+     [](Scene& s) {
+       const int radius = s.number(-1, 20);
+       packed<1, true>(s, [=](auto... a) { filter_box(a..., radius); });
+     }},
+    {"gaussian_blur_3x3", "filter", [](Scene& s) { strided<1, 1>(s, gaussian_blur_3x3); }},
+    {"gaussian_blur_5x5", "filter", [](Scene& s) { packed<1, false>(s, gaussian_blur_5x5); }},
+    {"threshold", "filter",
+     [](Scene& s) {
+       const int level = s.number(-2, 257), value = s.number(-1, 300);
+       packed<1, true>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h) {
+         threshold(const_cast<uint8_t*>(src), dst, w, h, level, value);
+       });
+     }},
+    {"filter_max", "filter",
+     [](Scene& s) {
+       const int radius = s.number(-1, 20);
+       packed<1, true>(s, [=](auto... a) { filter_max(a..., radius); });
+     }},
+    {"filter_min", "filter",
+     [](Scene& s) {
+       const int radius = s.number(-1, 20);
+       packed<1, true>(s, [=](auto... a) { filter_min(a..., radius); });
+     }},
+    {"guided_filter_general", "filter", [](Scene& s) { guided(s, true); }},
+    {"guided_filter_self", "filter", [](Scene& s) { guided(s, false); }},
+    {"bilateral_filter", "filter",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(1, 4);
+       ImageData to = image(s.output(channels * z.w, z.h), channels);
+       bilateral_filter(image(s.input(channels * z.w, z.h), channels), to, s.real(0.001f, 0.3f),
+                        s.real(0.001f, 0.5f));
+     }},
+};
+
+const std::vector<Call> kEdge = {
+    {"sobel_edge", "edge",
+     [](Scene& s) {
+       const int level = s.number(-1, 600);
+       packed<1, true>(s, [=](auto... a) { sobel_edge(a..., level); });
+     }},
+    {"sobel_grad", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       short* const dx = s.output<short>(z.w, z.h).data();
+       sobel_grad(s.input(z.w, z.h).data(), dx, s.output<short>(z.w, z.h).data(), z.w, z.h);
+     }},
+    {"canny", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.any_of({1, 3, 4}), low = s.number(-1, 300);
+       ImageData src =
+           image(s.input(channels * z.w, z.h, channels == 1 ? kPacked : kPadded), channels);
+       src.color_order = s.number(0, 1);
+       ImageData to = image(s.output(z.w, z.h), 1);
+       canny(src, to, low, low + s.number(1, 300));
+     }},
+    {"cal_hist", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(1, 4), x = s.number(0, z.w - 1), y = s.number(0, z.h - 1);
+       Bytes& src = s.input(channels * z.w, z.h, kPadded);
+       int *hists[4], bins[4];
+       for (int c = 0; c < channels; ++c) {
+         bins[c] = s.number(0, 256);
+         hists[c] = s.output<int>(260, 1).data();
+       }
+       cal_hist(src.data(), src.stride(), channels, s.number(1, z.w - x), s.number(1, z.h - y), x,
+                y, hists, bins);
+     }},
+    {"clahe", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.any_of({1, 3, 4});
+       Bytes& src = s.input(channels * z.w, z.h);
+       ImageData to = image(s.output_or(src), channels);
+       clahe(image(src, channels), to, s.number(-1, 18), s.number(-1, 300), s.real(-1, 20));
+     }},
+    {"get_mask_edge", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(z.w, z.h, kPadded, kMask);
+       Bytes& dst = s.output(z.w, z.h);
+       get_mask_edge(src.data(), dst.data(), z.w, z.h, src.stride(), z.w, s.number(0, 2));
+     }},
+    {"integral_int", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(z.w, z.h, kPadded);
+       integral_int(src.data(), s.output<int>(z.w + 1, z.h + 1).data(), z.w, z.h, src.stride());
+     }},
+    {"pyramid_gauss", "edge",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(1, 4);
+       Bytes& src = s.input(channels * z.w, z.h, kPadded);
+       std::vector<ImageData> levels;
+       for (Size level = z; levels.size() < 6; level = {(level.w + 1) / 2, (level.h + 1) / 2}) {
+         levels.push_back(image(s.output(channels * level.w, level.h), channels));
+       }
+       pyramid_gauss(image(src, channels), levels);
+       for (const ImageData& level : levels) s.result(level.width * 1000 + level.height);
+     }},
+};
+
+const std::vector<Call> kGeometry = {
+    {"resize_nn_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_nn_c1); }},
+    {"resize_nn_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_nn_c3); }},
+    {"resize_bilinear_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_bilinear_c1); }},
+    {"resize_bilinear_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_bilinear_c3); }},
+    {"resize_bilinear_c4", "geometry",
+     [](Scene& s) {
+       const int swap = s.number(0, 2);
+       resize(s, 4, 4, [=](auto... a) { resize_bilinear_c4(a..., swap); });
+     }},
+    {"resize_bilinear_c4_to_c3", "geometry",
+     [](Scene& s) {
+       const int swap = s.number(0, 2);
+       resize(s, 4, 3, [=](auto... a) { resize_bilinear_c4_to_c3(a..., swap); });
+     }},
+    {"resize_bicubic_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_bicubic_c1); }},
+    {"resize_bicubic_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_bicubic_c3); }},
+    {"resize_bilinear_c1_float", "geometry",
+     [](Scene& s) {
+       const Size z = size(s), d = size(s);
+       GuardedBuffer<float>& src = s.output<float>(z.w, z.h, kPadded);
+       for (int y = 0; y < z.h; ++y) {
+         for (int x = 0; x < z.w; ++x) src.row(y)[x] = static_cast<float>((x * 7 + y * 13) % 101);
+       }
+       GuardedBuffer<float>& dst = s.output<float>(d.w, d.h, kPadded);
+       resize_bilinear_c1_float(src.data(), dst.data(), z.w, z.h, src.stride(), d.w, d.h,
+                                dst.stride());
+     }},
+    {"warpaffine_bilinear_c1", "geometry", [](Scene& s) { warp(s, 1, 6, warpaffine_bilinear_c1); }},
+    {"warpaffine_bilinear_c4", "geometry", [](Scene& s) { warp(s, 4, 6, warpaffine_bilinear_c4); }},
+    {"warpperspective_bilinear_c4", "geometry",
+     [](Scene& s) { warp(s, 4, 9, warpperspective_bilinear_c4); }},
+    {"align", "geometry",
+     [](Scene& s) {
+       const Size z = size(s), d = size(s);
+       Bytes& whole = s.input(4 * z.w, z.h, kPadded);
+       ImageData crop = image(s.output(4 * d.w, d.h, kPadded), 4), back = image(whole, 4);
+       float in_crop[8], in_image[8], inverse[6];
+       for (float& value : in_crop) value = s.real(0, 40);
+       for (float& value : in_image) value = s.real(0, 40);
+       align_crop_img(back, in_crop, in_image, 4, crop, inverse);
+       s.result(inverse, 6);
+       s.result(align_back_img(crop, inverse, back, s.number(0, 6), s.real(0, 4)));
+       for (int y = 0; y < z.h; ++y) s.result(whole.row(y), 4 * z.w);
+     }},
+    {"transforms", "geometry",
+     [](Scene& s) {
+       float from[8], to[8], matrix[9] = {}, inverse[9] = {};
+       for (float& value : from) value = s.real(-100, 100);
+       for (float& value : to) value = s.real(-100, 100);
+       get_perspective_transform(from, to, matrix);
+       invert_perspective_transform(matrix, inverse);
+       s.result(matrix, 9);
+       s.result(inverse, 9);
+       get_affine_transform(from, to, s.number(-1, 4), matrix);
+       invert_affine_transform(matrix, inverse);
+       s.result(matrix, 9);
+       s.result(inverse, 9);
+     }},
+};
+
+const std::vector<Call> kShape = {
+    {"find_contours", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       find_contours(s.input(z.w, z.h, kPacked, kMask).data(), s.output(z.w, z.h).data(), z.w, z.h);
+     }},
+    {"find_blob_contours", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& mask = s.input(z.w, z.h, kPadded, kMask);
+       std::vector<std::vector<Point>> found;
+       find_blob_contours(mask.data(), found, z.w, z.h, mask.stride(), s.number(0, 3),
+                          s.number(0, 4));
+       s.result(found);
+     }},
+    {"find_blobs", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       std::vector<std::vector<Point>> found;
+       find_blobs(s.input(z.w, z.h, kPacked, s.flag() ? kMask : kPixels).data(), found, z.w, z.h);
+       s.result(found);
+     }},
+    {"find_blobs_contours+filter_blobs", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& mask = s.input(z.w, z.h, kPacked, kMask);
+       std::vector<std::vector<Point>> found;
+       find_blobs_contours(mask.data(), found, z.w, z.h);
+       s.result(found);
+       std::vector<Center> centers;
+       filter_blobs(mask.data(), z.w, found, centers,
+                    {s.flag(), s.flag(), s.flag(), s.flag(), 0, s.any_of({0, 255}), 2, 500, 0.1f,
+                     2.0f, 0.05f, 1.5f});
+       s.result(centers.data(), centers.size() * sizeof(Center));
+     }},
+    {"polygons", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       const Outlines o = outlines(s, z);
+       std::vector<Point> approx;
+       for (const auto& list : o.lists) {
+         approx_poly_dp(list, approx, s.real(-1, 9), s.flag());
+         s.result({approx});
+       }
+       const int count = static_cast<int>(o.xs.size());
+       fill_poly(s.output(z.w, z.h).data(), z.w, o.xs.data(), o.ys.data(), count);
+       s.result(
+           is_inside_poly(o.xs.data(), o.ys.data(), count, s.number(-1, z.w), s.number(-1, z.h)));
+     }},
+    {"expand_contours", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       const Outlines o = outlines(s, z);
+       Bytes& mask = s.input(z.w, z.h, kPacked, kMask);
+       Bytes& out = s.output_or(mask);
+       expand_contours(mask.data(), o.lists, out.data(), z.w, z.h, z.w, s.number(-1, 20));
+     }},
+    {"flood_fill", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       ImageData mask = image(s.output(z.w, z.h, kPadded), 1);
+       Rect box{0, 0, 0, 0};
+       s.result(flood_fill(image(s.input(4 * z.w, z.h, kPadded), 4), mask,
+                           {s.number(-1, z.w), s.number(-1, z.h)}, box, s.number(-1, 60),
+                           s.number(-1, 256)));
+       s.result(&box, sizeof box);
+     }},
+    {"get_mask_pos", "shape",
+     [](Scene& s) {
+       const Size z = size(s);
+       int box[4];
+       get_mask_pos(image(s.input(z.w, z.h, kPadded, s.flag() ? kMask : kPixels), 1), box[0],
+                    box[1], box[2], box[3], s.number(0, 1));
+       s.result(box, sizeof box);
+     }},
+};
+
+const std::vector<Call> kDetect = {
+    {"object_detetion_preprocess", "detect",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.number(3, 4), w = s.number(0, 60), h = s.number(0, 60);
+       ImageData src = image(s.input(channels * z.w, z.h, kPadded), channels);
+       src.color_order = s.number(0, 1);
+       float scale = 0, mean[3] = {100, 110, 120}, deviation[3] = {50, 0, 60};
+       object_detetion_preprocess(src, w, h, s.output<float>(3 * w, h).data(), scale, mean,
+                                  deviation, s.flag(), s.flag(), s.flag());
+       s.result(&scale, 1);
+     }},
+    {"object_detetion_postprocess", "detect",
+     [](Scene& s) {
+       const int classes = s.number(0, 5), count = s.number(0, 60);
+       GuardedBuffer<float>& rows = s.output<float>(5 + classes, count);
+       for (int y = 0; y < count; ++y) {
+         for (int x = 0; x < 4; ++x) rows.row(y)[x] = s.real(0, 60);
+         for (int x = 4; x < 5 + classes; ++x) rows.row(y)[x] = s.real(0, 1);
+       }
+       std::vector<BBox> boxes;
+       object_detetion_postprocess(rows.data(), count, classes, boxes, s.real(0, 0.6f),
+                                   s.real(0, 1));
+       s.result(boxes.data(), boxes.size() * sizeof(BBox));
+     }},
+    {"get_anchors", "detect",
+     [](Scene& s) {
+       const int w = s.number(0, 80), h = s.number(0, 80);
+       int sizes[2][3] = {{3, 5, 9}, {11, 17, 23}}, *lists[2] = {sizes[0], sizes[1]};
+       int strides[2] = {s.number(-1, 16), s.number(1, 40)};
+       int cells = 0;
+       for (const int stride : strides) cells += stride < 1 ? 0 : (w / stride) * (h / stride);
+       get_anchors(s.output<float>(12, cells).data(), w, h, lists, 3, strides, 2);
+     }},
+    {"fast_9_16", "detect",
+     [](Scene& s) {
+       const Size z = size(s);
+       const int channels = s.any_of({1, 3, 4});
+       Bytes& src = s.input(channels * z.w, z.h, kPadded);
+       uint8_t* const mask = s.flag() ? s.input(z.w, z.h, kPacked, kMask).data() : nullptr;
+       std::vector<KeyPoint> found;
+       fast_9_16(src.data(), found, z.w, z.h, channels, src.stride(), s.number(0, 1),
+                 s.number(-1, 80), s.flag(), mask);
+       s.result(found.data(), found.size() * sizeof(KeyPoint));
+     }},
+};
+
+const std::vector<Call> kFrame = {
+    {"convert_i420_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_i420_argb); }},
+    {"convert_yv12_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_yv12_argb); }},
+    {"convert_nv12_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv12_argb); }},
+    {"convert_nv21_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv21_argb); }},
+    {"convert_nv12_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv12_i420); }},
+    {"convert_nv21_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv21_i420); }},
+    {"rotate_nv12", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv12); }},
+    {"rotate_nv21", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv21); }},
+    {"copy_i420", "frame", [](Scene& s) { planes_to_planes(s, copy_i420); }},
+    {"mirror_i420", "frame", [](Scene& s) { planes_to_planes(s, mirror_i420); }},
+    {"crop_argb", "frame",
+     [](Scene& s) {
+       const Size z = size(s);
+       Bytes& src = s.input(4 * z.w, z.h, kPadded);
+       const int w = s.number(1, z.w), h = s.number(1, z.h);
+       Bytes& dst = s.output(4 * w, h);
+       crop_argb(src.data(), src.stride(), dst.data(), 4 * w, z.w, z.h, s.number(-1, z.w),
+                 s.number(-1, z.h), w, h);
+     }},
+    {"rotate_argb", "frame",
+     [](Scene& s) {
+       const Size z = size(s);
+       const RotationMode mode = s.any_of({ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270});
+       const Size to = turned(z, mode);
+       Bytes& src = s.input(4 * z.w, z.h);
+       Bytes& dst = s.output(4 * to.w, to.h, kPadded);
+       rotate_argb(src.data(), src.stride(), dst.data(), dst.stride(), z.w, z.h, mode, s.flag());
+     }},
+    {"scale_argb", "frame",
+     [](Scene& s) {
+       const Size z = size(s), d = size(s);
+       Bytes& src = s.input(4 * z.w, z.h, kPadded);
+       Bytes& dst = s.output(4 * d.w, d.h, kPadded);
+       const int x = s.number(0, d.w - 1), y = s.number(0, d.h - 1);
+       scale_argb(src.data(), src.stride(), z.w, z.h, dst.data(), dst.stride(), d.w, d.h, x, y,
+                  s.number(0, d.w - x), s.number(0, d.h - y),
+                  static_cast<ScaleMode>(s.number(0, 3)));
+     }},
+    {"scale_i420", "frame",
+     [](Scene& s) {
+       const Size z = size(s), d = size(s);
+       const Planes from = source_planes(s, z), to = result_planes(s, d);
+       scale_i420(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
+                  from.v.stride(), z.w, z.h, to.y.data(), to.y.stride(), to.u.data(), to.u.stride(),
+                  to.v.data(), to.v.stride(), d.w, d.h, static_cast<ScaleMode>(s.number(0, 3)),
+                  s.flag());
+     }},
+};
+
+}  // namespace
+
+const std::vector<Call>& every_call() {
+  static const std::vector<Call> all = [] {
+    std::vector<Call> calls;
+    for (const auto* family : {&kColor, &kFilter, &kEdge, &kGeometry, &kShape, &kDetect, &kFrame}) {
+      calls.insert(calls.end(), family->begin(), family->end());
+    }
+    return calls;
+  }();
+  return all;
+}
+
+}  // namespace test
