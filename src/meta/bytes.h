@@ -79,6 +79,13 @@ class FileContents {
   Scratch<uint8_t> bytes_;
 };
 
+// Prints a message without conversions. Compilers want the formats of log_print() itself to be
+// literals where it is called.
+inline void print(const char* message) {
+  constexpr auto log = &log_print;
+  log(message);
+}
+
 // The files of a call that carries metadata from one into another.
 struct Transfer {
   FileContents origin, input;
@@ -96,7 +103,7 @@ std::optional<Transfer> open_transfer(const char* origin_path, const char* input
                                       const char* output_path, const char (&signature)[kSize],
                                       const TransferMessages& messages) {
   const auto fail = [](const char* message) {
-    log_print(message);
+    print(message);
     return std::nullopt;
   };
   if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
@@ -111,7 +118,7 @@ std::optional<Transfer> open_transfer(const char* origin_path, const char* input
   Transfer files{FileContents(origin.get()), FileContents(input.get()), std::move(output)};
   if (!files.origin.bytes().has_text(0, signature)) return fail(messages.origin_format);
   if (!files.input.bytes().has_text(0, signature)) {
-    log_print(messages.origin_format);
+    print(messages.origin_format);
     return fail(messages.input_format);
   }
   return files;

@@ -69,7 +69,7 @@ int add_jpeg_info(const char* origin_path, const char* input_path, const char* o
                        {input.up_to(replaced.offset), origin.part(added.offset, added.size),
                         input.from(replaced.offset + replaced.size)},
                        replaced.size);
-  if (!written) return log_print(kMessages.output_path), -1;
+  if (!written) return print(kMessages.output_path), -1;
   return 0;
 }
 

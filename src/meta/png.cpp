@@ -59,7 +59,7 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
   const bool written =
       replace_contents(std::move(files->output),
                        {input.up_to(insertion), added.exif, added.profile, input.from(insertion)});
-  if (!written) return log_print(kMessages.output_path), -1;
+  if (!written) return print(kMessages.output_path), -1;
   return 0;
 }
 
