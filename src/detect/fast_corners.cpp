@@ -36,8 +36,8 @@ struct Window {
 // differences. A pixel is a corner at every threshold below it, so it is the score plus one. As
 // many pixels from column x on as `d8` has lanes; 0 for all of them where none exceeds `threshold`.
 //
-// With eight neighbours in a row from an odd position k + 1 on, both arcs that hold them are judged
-// at once: the better of pixels k and k + 9 is the ninth.
+// Arcs are taken in pairs: those from an even position k and from k + 1 on share the eight pixels
+// k + 1 to k + 8. Of the two, the better one has as its ninth the better of pixels k and k + 9.
 template <class D>
 HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x, hn::Vec<D> threshold) {
   const auto centre = hn::LoadU(d8, window.centre(x));
@@ -119,19 +119,13 @@ void find_corners_at(D d8, const Window& window, int x, int first, int threshold
 // Finds the corners of a row in increasing order. `mask` is null or the row's mask.
 void find_corners(const Window& window, int width, int threshold, const uint8_t* mask,
                   CornerRow& found) {
-  const Full<uint8_t> d8;
-  const int lanes = static_cast<int>(hn::Lanes(d8)), end = width - kRadius;
-  if (end - kRadius < lanes) {
-    const hn::CappedTag<uint8_t, 1> one;
-    for (int x = kRadius; x < end; ++x) {
-      find_corners_at(one, window, x, x, threshold, mask, found);
-    }
-    return;
-  }
-  for (int x = kRadius; x < end; x += lanes) {
-    // The last vector ends at the last pixel; those that it shares with the one before are done.
-    find_corners_at(d8, window, std::min(x, end - lanes), x, threshold, mask, found);
-  }
+  const int searched = width - 2 * kRadius;
+  int next = kRadius;  // the last vector covers columns that are done
+  for_each_vector<uint8_t>(static_cast<size_t>(searched), [&](auto d8, size_t i) {
+    const int x = kRadius + static_cast<int>(i);
+    find_corners_at(d8, window, x, next, threshold, mask, found);
+    next = x + static_cast<int>(hn::Lanes(d8));
+  });
 }
 
 // Whether a score is greater than those of all eight neighbours.
@@ -155,17 +149,15 @@ class GrayRows {
         bgra_(bgra),
         converted_(channels == 1 ? 0 : kKept, width) {}
 
-  // Rows are asked for in increasing order.
+  // Each row is asked for once, in increasing order.
   const uint8_t* row(int y) {
     const uint8_t* const source = row_at(src_, y, stride_);
     if (channels_ == 1) return source;
     uint8_t* const gray = converted_.get() + static_cast<size_t>(y % kKept) * width_;
-    for (; next_ <= y; ++next_) {
-      if (channels_ == 3) {
-        rgb2gray(source, gray, width_, 1, stride_, width_);
-      } else {
-        rgba2gray(source, gray, width_, 1, stride_, width_, bgra_);
-      }
+    if (channels_ == 3) {
+      rgb2gray(source, gray, width_, 1, stride_, width_);
+    } else {
+      rgba2gray(source, gray, width_, 1, stride_, width_, bgra_);
     }
     return gray;
   }
@@ -174,7 +166,6 @@ class GrayRows {
   static constexpr int kKept = 2 * kRadius + 1;
   const uint8_t* src_;
   int width_, channels_, stride_, bgra_;
-  int next_ = 0;  // the first row that is not converted yet
   Scratch<uint8_t> converted_;
 };
 

@@ -56,6 +56,24 @@ void convert_row(const uint8_t* src, float* const out[3], int width, const int s
   }
 }
 
+// The rows of a tensor: one plane of three floats a pixel, or three planes of one.
+struct Tensor {
+  float* data;
+  size_t width, height;
+  bool planar;
+
+  float* at(size_t plane, size_t x, size_t y) const {
+    return data + (plane * height * width + y * width + x) * (planar ? 1 : 3);
+  }
+  // Zeros everywhere but in the first `columns` of the first `rows`.
+  void clear_around(size_t columns, size_t rows) const {
+    for (size_t plane = 0; plane < (planar ? 3 : 1); ++plane) {
+      for (size_t y = 0; y < rows; ++y) std::fill(at(plane, columns, y), at(plane, 0, y + 1), 0.0f);
+      std::fill(at(plane, 0, rows), at(plane, 0, height), 0.0f);
+    }
+  }
+};
+
 }  // namespace
 
 void object_detetion_preprocess(const ImageData& image, int net_width, int net_height,
@@ -66,13 +84,13 @@ void object_detetion_preprocess(const ImageData& image, int net_width, int net_h
   const int shortest = std::min(net_width, net_height);
   scale = static_cast<float>(longest) / static_cast<float>(shortest);
   if (shortest < 1) return;
-  const size_t plane = static_cast<size_t>(net_width) * net_height;
-  std::fill_n(tensor, 3 * plane, 0.0f);
-  if (longest < 1) return;
-
-  const auto width = static_cast<int>(int64_t{image.width} * shortest / longest);
-  const auto height = static_cast<int>(int64_t{image.height} * shortest / longest);
-  if (width < 1 || height < 1) return;
+  const Tensor out{tensor, static_cast<size_t>(net_width), static_cast<size_t>(net_height), planar};
+  const auto shrunk = [=](int size) {
+    return longest < 1 ? 0 : static_cast<int>(int64_t{size} * shortest / longest);
+  };
+  const int width = shrunk(image.width), height = shrunk(image.height);
+  if (width < 1 || height < 1) return out.clear_around(0, 0);
+  out.clear_around(static_cast<size_t>(width), static_cast<size_t>(height));
   Scratch<uint8_t> resized(height, size_t{3} * width);
   if (image.channels == 3) {
     resize_bilinear_c3(image.data, resized.get(), image.width, image.height, image.stride, width,
@@ -87,11 +105,11 @@ void object_detetion_preprocess(const ImageData& image, int net_width, int net_h
   const int source_channel[3] = {keep_order ? 0 : 2, 1, keep_order ? 2 : 0};
   const auto convert = planar ? convert_row<true> : convert_row<false>;
   for (int y = 0; y < height; ++y) {
-    const size_t row = static_cast<size_t>(y) * net_width;
-    float* const out[3] = {tensor + (planar ? row : 3 * row),
-                           tensor + (planar ? plane + row : 3 * row + 1),
-                           tensor + (planar ? 2 * plane + row : 3 * row + 2)};
-    convert(resized.get() + size_t{3} * y * width, out, width, source_channel, normalization);
+    const auto row = static_cast<size_t>(y);
+    float* const first = out.at(0, 0, row);
+    float* const channels[3] = {first, planar ? out.at(1, 0, row) : first + 1,
+                                planar ? out.at(2, 0, row) : first + 2};
+    convert(resized.get() + 3 * row * width, channels, width, source_channel, normalization);
   }
 }
 
