@@ -54,8 +54,8 @@ class RowPicker {
   template <class Tap>
   static int regular_step(int src_width, int dst_width, const Tap& tap) {
     const int step = src_width / dst_width;
-    const bool has_loop =
-        step == 1 ? kSource == kChannels && !kSwap : step == 3 || (step == 2 && kSource == 1);
+    const bool has_loop = step == 1 ? kSource == kChannels && !kSwap
+                                    : (step == 3 && kSource != 3) || (step == 2 && kSource == 1);
     const bool is_regular =
         has_loop && all_positions(src_width, dst_width, [&](int x, float coordinate) {
           return tap(coordinate) == int64_t{step} * x + (step - 1) / 2;
