@@ -9,8 +9,8 @@ namespace {
 
 using namespace detail;
 
-// Where a coordinate is a whole number, only the second tap has weight. Columns and rows that all
-// (the columns) have such coordinates, as in a third, pick pixels.
+// At a whole coordinate only the second tap has weight. Where all columns are such, as in a third,
+// rows that are, too, pick pixels.
 bool is_single(const int16_t (&weights)[4]) {
   return weights[1] == kWeightOne && weights[0] == 0 && weights[2] == 0;
 }

@@ -49,10 +49,12 @@ class Coordinates {
   float source_, ratio_, reciprocal_;
 };
 
-// Whether holds(i, coordinate) for all positions i, when it depends on how far a coordinate is from
-// i source / destination only. In whole groups of a reduction by a whole number or a doubling, that
-// is the same for all (odd, even) i, because the multiplication by 2 or 0.5, say, and the addition
-// are exact below 2^21: there the first group stands for all.
+// Whether holds(i, coordinate) for all positions i. It may depend on i only by i's distance to the
+// coordinate, scaled, and by whether i is odd.
+//
+// Where the source is a whole multiple of the destination, or half of it, coordinates in whole
+// groups of four are exact up to 2^21: i + 0.5, its product with the ratio and the difference need
+// 23 bits at most. So the first group stands for all, and only the rest is looked at.
 template <class F>
 bool all_positions(int source, int destination, F holds) {
   const bool is_exact = (source % destination == 0 || destination == int64_t{2} * source) &&
@@ -94,8 +96,7 @@ struct Taps {
 struct Linear {
   static constexpr int kTaps = 2;
 
-  // The second weight is never the whole: then the pixel is the first tap.
-
+  // A single pixel is always the first tap.
   static Taps<2> taps(float coordinate, int source) {
     const Position at = position_of(coordinate, source);
     // The fraction's product is exact; the difference rounds, and then is truncated.
