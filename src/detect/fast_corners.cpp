@@ -97,8 +97,8 @@ struct CornerRow {
 // Finds the corners among the pixels from column x on, as many as a vector has, that are not
 // before column `first`.
 template <class D>
-void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
-                     const uint8_t* mask, CornerRow& found) {
+HWY_INLINE void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
+                                const uint8_t* mask, CornerRow& found) {
   const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
   const auto strength = arc_strength(d8, window, x, limit);
   const auto is_corner = hn::Not(hn::SaturatedSub(strength, limit) == hn::Zero(d8));

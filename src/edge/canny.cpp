@@ -29,7 +29,7 @@ struct MagnitudeRows {
 };
 
 void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+  for_each_column(width, [=](auto d16, int left, int x, int right) {
     hn::StoreU(magnitude(sobel(d16, rows, left, x, right)), d16, magnitudes + x);
   });
 }
@@ -45,7 +45,7 @@ template <class D16>
 HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
                      Thresholds thresholds, uint8_t* dst) {
   const hn::Rebind<uint8_t, D16> d8;
-  const auto load = [=](const int16_t* from) HWY_ATTR { return hn::LoadU(d16, from + x); };
+  const auto load = [=](const int16_t* from) { return hn::LoadU(d16, from + x); };
   const auto here = load(magnitudes.row);
   const auto may_count = hn::Gt(here, hn::Set(d16, at_least(std::max<int16_t>(thresholds.low, 1))));
   const auto suppressed = hn::Set(d8, thresholds.suppressed());
@@ -55,7 +55,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
   }
   const auto gradient = sobel(d16, smooth, x - 1, x, x + 1);
   const auto direction = direction_of(d16, gradient.dx, gradient.dy);
-  const auto choose = [=](auto along_0, auto along_45, auto along_90, auto along_135) HWY_ATTR {
+  const auto choose = [=](auto along_0, auto along_45, auto along_90, auto along_135) {
     const auto rest = hn::IfThenElse(direction.class_90, along_90, along_135);
     return hn::IfThenElse(direction.class_0, along_0,
                           hn::IfThenElse(direction.class_45, along_45, rest));
@@ -74,7 +74,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
 
 void thin_row(ThreeRows smooth, MagnitudeRows magnitudes, Thresholds thresholds, uint8_t* dst,
               int width) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+  for_each_column(width, [=](auto d16, int left, int x, int right) {
     if (left < x && x < right) {
       thin(d16, smooth, magnitudes, x, thresholds, dst);
     } else {

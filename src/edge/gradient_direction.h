@@ -17,7 +17,7 @@ template <class D16, class V16>
 HWY_INLINE V16 weighted_sum(D16 d16, V16 a, V16 a_weight, V16 b, V16 b_weight) {
   if constexpr (hn::MaxLanes(d16) == 1) {
     const hn::Rebind<int32_t, D16> d32;
-    const auto wide = [=](V16 v) HWY_ATTR { return hn::PromoteTo(d32, v); };
+    const auto wide = [=](V16 v) { return hn::PromoteTo(d32, v); };
     return hn::DemoteTo(d16, wide(a) * wide(a_weight) + wide(b) * wide(b_weight));
   } else {
     const hn::Repartition<int32_t, D16> d32;
@@ -47,7 +47,7 @@ template <class D16, class V16 = hn::Vec<D16>>
 HWY_INLINE auto direction_of(D16 d16, V16 dx, V16 dy) {
   const auto zero = hn::Zero(d16);
   const auto is_down = hn::Lt(dy, zero);
-  const auto side = [=](Line up, Line down) HWY_ATTR {
+  const auto side = [=](Line up, Line down) {
     const auto x = hn::IfThenElse(is_down, hn::Set(d16, down.x), hn::Set(d16, up.x));
     const auto y = hn::IfThenElse(is_down, hn::Set(d16, down.y), hn::Set(d16, up.y));
     return weighted_sum(d16, dx, x, dy, y);

@@ -24,7 +24,7 @@ template <class D>
 HWY_INLINE void inner_pixels(D d, const uint8_t* above, const uint8_t* row, const uint8_t* below,
                              uint8_t* dst, int x, uint8_t foreground) {
   const auto background = hn::Set(d, static_cast<uint8_t>(255 - foreground));
-  const auto is_background = [&](const uint8_t* from) HWY_ATTR {
+  const auto is_background = [&](const uint8_t* from) {
     return hn::VecFromMask(d, hn::Eq(hn::LoadU(d, from), background));
   };
   const auto beside = hn::Or(hn::Or(is_background(above + x), is_background(below + x)),

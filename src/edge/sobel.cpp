@@ -12,7 +12,7 @@ namespace {
 using namespace detail;
 
 void gradient_row(ThreeRows rows, int16_t* dx, int16_t* dy, int width) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+  for_each_column(width, [=](auto d16, int left, int x, int right) {
     const auto gradient = sobel(d16, rows, left, x, right);
     hn::StoreU(gradient.dx, d16, dx + x);
     hn::StoreU(gradient.dy, d16, dy + x);
@@ -20,7 +20,7 @@ void gradient_row(ThreeRows rows, int16_t* dx, int16_t* dy, int width) {
 }
 
 void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t threshold) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) HWY_ATTR {
+  for_each_column(width, [=](auto d16, int left, int x, int right) {
     const auto is_edge =
         hn::Gt(magnitude(sobel(d16, rows, left, x, right)), hn::Set(d16, threshold));
     const auto bytes = bytes_from_mask(d16, is_edge);
