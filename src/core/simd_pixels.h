@@ -116,10 +116,9 @@ HWY_INLINE void convert_row(const Source& src, const Destination& dst, size_t wi
                             const Convert& convert) {
   const RowOrder order = row_order(src, dst, width);
   const size_t lanes = kPixelLanes;
+  const size_t whole = order == RowOrder::kEachPixel ? 0 : width / lanes * lanes;
   size_t x = 0;
-  if (order != RowOrder::kEachPixel) {
-    for (; x + lanes <= width; x += lanes) convert(src.at(x), dst.at(x));
-  }
+  for (; x < whole; x += lanes) convert(src.at(x), dst.at(x));
   while (x < width) {
     // The last vector again takes some pixels that are done, or a buffer takes the rest.
     const bool again = order == RowOrder::kAny && width >= lanes;
@@ -407,9 +406,9 @@ HWY_INLINE uint16x8_t sum_of_products(const SumTerms& terms) {
     }
   };
   if (kStart < kCount) add(kStart);
-  repeat<kCount>([&](int i) {
+  for (int i = 0; i < kCount; ++i) {
     if (i != kStart) add(i);
-  });
+  }
   return sum;
 }
 
