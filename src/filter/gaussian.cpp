@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/row_ring.h"
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
@@ -119,13 +120,11 @@ class Blur {
     int known = 0;
     for (int y = 0; y < height_; ++y) {
       for (; known < height_ && known - y <= radius_; ++known) {
-        blur_along(row_at(src, known, width_), first, count, place_of(known));
+        blur_along(row_at(src, known, width_), first, count, along_[known]);
       }
       blur_across(y, row_at(dst, y, width_) + first, count);
     }
   }
-
-  Kept* place_of(int y) { return along_.get() + static_cast<size_t>(y % kernel_.taps) * strip_; }
 
   void blur_along(const uint8_t* row, int first, int count, Kept* out) {
     // The columns from first - radius on, of which those from `begin` to `end` are in the image.
@@ -142,7 +141,7 @@ class Blur {
 
   void blur_across(int y, uint8_t* out, int count) {
     for (int j = 0; j < kernel_.taps; ++j) {
-      column_taps_[j] = place_of(std::clamp(y + j - radius_, 0, height_ - 1));
+      column_taps_[j] = along_[std::clamp(y + j - radius_, 0, height_ - 1)];
     }
     int x = 0;
     for (; x + kTile <= count; x += kTile)
@@ -158,7 +157,7 @@ class Blur {
   int width_, height_, radius_;
   int strip_;  // columns, whole tiles
   Scratch<float> samples_;
-  Scratch<Kept> along_;
+  RowRing<Kept> along_;
   Scratch<const float*> row_taps_;
   Scratch<const Kept*> column_taps_;
 };

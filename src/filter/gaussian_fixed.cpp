@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "core/row_ring.h"
 #include "core/rows.h"
-#include "core/scratch.h"
 #include "core/simd.h"
 #include "kelvra_cv.h"
 
@@ -91,15 +91,14 @@ template <class Kernel>
 void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride, int dst_stride) {
   if (width < 1 || height < 1) return;
   constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
-  Scratch<uint8_t> along(kTaps, width);
-  const auto place_of = [&](int y) { return row_at(along.get(), y % kTaps, width); };
+  RowRing<uint8_t> along(kTaps, width);
   int known = 0;
   for (int y = 0; y < height; ++y) {
     for (; known < height && known <= y + kRadius; ++known) {
-      blur_along<Kernel>(row_at(src, known, src_stride), place_of(known), width);
+      blur_along<Kernel>(row_at(src, known, src_stride), along[known], width);
     }
     Taps<Kernel> taps;
-    for (int i = 0; i < kTaps; ++i) taps[i] = place_of(std::clamp(y + i - kRadius, 0, height - 1));
+    for (int i = 0; i < kTaps; ++i) taps[i] = along[std::clamp(y + i - kRadius, 0, height - 1)];
     blur_row<Kernel>(taps, row_at(dst, y, dst_stride), width);
   }
 }
