@@ -34,9 +34,9 @@ void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
   });
 }
 
-// More than this is at least `value`.
-constexpr int16_t at_least(int16_t value) {
-  return static_cast<int16_t>(value - 1);
+template <class D16>
+HWY_INLINE auto is_at_least(D16 d16, hn::Vec<D16> v, int limit) {
+  return hn::Gt(v, hn::Set(d16, static_cast<int16_t>(limit - 1)));
 }
 
 // The pixels from column x on, none of them on the frame: those whose magnitude is more than that
@@ -47,7 +47,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
   const hn::Rebind<uint8_t, D16> d8;
   const auto load = [=](const int16_t* from) { return hn::LoadU(d16, from + x); };
   const auto here = load(magnitudes.row);
-  const auto may_count = hn::Gt(here, hn::Set(d16, at_least(std::max<int16_t>(thresholds.low, 1))));
+  const auto may_count = is_at_least(d16, here, std::max<int>(thresholds.low, 1));
   const auto suppressed = hn::Set(d8, thresholds.suppressed());
   if (hn::AllFalse(d16, may_count)) {
     hn::StoreU(suppressed, d8, dst + x);
@@ -65,7 +65,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
   const auto second = choose(load(magnitudes.row + 1), load(magnitudes.below + 1),
                              load(magnitudes.below), load(magnitudes.below - 1));
   const auto kept = hn::And(may_count, hn::AndNot(hn::Gt(second, here), hn::Gt(here, first)));
-  const auto strong = hn::And(kept, hn::Gt(here, hn::Set(d16, at_least(thresholds.high))));
+  const auto strong = hn::And(kept, is_at_least(d16, here, thresholds.high));
   const auto kept_bytes = bytes_from_mask(d16, kept);
   hn::StoreU(hn::Or(hn::Or(bytes_from_mask(d16, strong), hn::And(kept_bytes, hn::Set(d8, kWeak))),
                     hn::AndNot(kept_bytes, suppressed)),

@@ -37,10 +37,13 @@ struct Line {
 // The rule in degrees, a = trunc(atan2(dy, dx) * 57.29578):
 //   -22 .. 22: 0;  23 .. 67 and -157 .. -113: 45;  68 .. 112 and -112 .. -68: 90;  others: 135.
 //
-// Truncation makes that, for dy >= 0, the angles from 23, 68 and 113 degrees on. For dy < 0, the
-// point is mirrored through the origin, a + 180: its angles are those beyond 22, 67, 112 and 157
-// degrees. Either way, an angle's side of a boundary is the sign of a sum of two products, exact in
-// 32 bits. The boundaries' sines and cosines are scaled so that their ratio is within 5e-9 of the
+// The side of a boundary at angle t is the sign of -sin(t) dx + cos(t) dy: positive for angles
+// beyond it. Truncation puts the boundaries, for dy >= 0, at 23, 68 and 113 degrees. For dy < 0 the
+// gradient is turned about, to a + 180, whose boundaries are 22, 67, 112 and 157: as it is not
+// negated itself, their signs are. Class 0 is what lies before the first boundary (dy >= 0) or
+// beyond the last (dy < 0), which `flat` asks of one sum. All sums are exact in 32 bits.
+//
+// The boundaries' sines and cosines are scaled so that their ratio is within 5e-9 of the
 // tangent; ratios of integers up to 1020 come nowhere as near to one, as the test of all pairs of
 // them shows.
 template <class D16, class V16 = hn::Vec<D16>>
