@@ -51,6 +51,16 @@ configure -S tests/install/consumer -B "$scratch/parts" -DCMAKE_PREFIX_PATH="$sc
 quietly cmake --build "$scratch/parts"
 runs "$scratch/parts/core"
 
+# --- by the plain recipe, staged and as a static library ---
+DESTDIR=$scratch/stage quietly packaging/plain.sh /opt/kelvra -DBUILD_SHARED_LIBS=OFF -G Ninja
+configure -S tests/install/consumer -B "$scratch/plain" -DCMAKE_PREFIX_PATH="$scratch/stage/opt/kelvra"
+quietly cmake --build "$scratch/plain"
+runs "$scratch/plain/consumer"
+
+# --- the header as a module ---
+quietly clang++ -std=c++17 -fmodules -xc++ -Xclang -emit-module -fmodule-name=KelvraCV -c include/module.modulemap \
+  -o "$scratch/module.pcm"
+
 # --- as a part of another project, which has its own flags and installs nothing of ours ---
 subproject() {
   local name=$1
