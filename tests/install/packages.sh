@@ -24,6 +24,15 @@ dpkg-deb -I "$library" symbols | grep -q '^ _ZN8KelvraCV8rgb2grayE.*@KELVRA_CV_1
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+
+# Each says which processors it is for.
+if [ "$(uname -m)" = x86_64 ]; then
+  for deb in "$debs"/*.deb; do dpkg-deb -x "$deb" "$scratch/files"; done
+  for binary in "$scratch"/files/usr/{bin/kelvra,lib/*/libkelvra_cv.so.1,lib/python3/dist-packages/kelvra_cv/_core*.so}; do
+    readelf -n "$binary" | grep -q 'x86 ISA needed: x86-64-v3' || fail "$binary runs on any processor"
+  done
+fi
+
 mkdir "$scratch/test"
 cp "$debs"/*.deb tests/install/consumer/* "$scratch/test"
 cat >"$scratch/test/use.sh" <<'USE'
