@@ -60,8 +60,9 @@ if(TARGET kelvra)
 endif()
 if(TARGET kelvra_cv_python)
   list(APPEND CPACK_COMPONENTS_ALL python)
-  math(EXPR next "${Python_VERSION_MINOR} + 1")
-  set(this_python "python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${next}~)")
+  get_directory_property(minor DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION Python_VERSION_MINOR)
+  math(EXPR next "${minor} + 1")
+  set(this_python "python3 (>= 3.${minor}), python3 (<< 3.${next}~)")
   kelvra_cv_debian(python python3-kelvra-cv python
     "${kelvra_cv_this_version}, ${this_python}, python3-numpy"
     "The Python package, over numpy arrays.")
