@@ -231,6 +231,11 @@ class Kelvra(unittest.TestCase):
         alone = self.path("alone.png")
         self.run_kelvra("run", chain, self.path("in/b/3.png"), alone)
         self.assertEqual((out / "b/3.png").read_bytes(), pathlib.Path(alone).read_bytes())
+        self.run_kelvra("resize", self.path("in/b/3.png"), self.path("large.jpg"), "--size", "900")
+        self.run_kelvra("batch", "shrink 200", self.path("large.jpg"), "-o", str(out), "--draft")
+        self.assertEqual(json.loads(self.run_kelvra("meta", "show", str(out / "large.jpg")))["width"],
+                         200)
+        (out / "large.jpg").unlink()
         (out / "b/3.png").unlink()
         self.run_kelvra("batch", chain, inputs, "-o", str(out), "--resume", code=1)
         self.assertIn("1 done, 5 skipped, 1 failed", self.error)

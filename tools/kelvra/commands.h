@@ -54,6 +54,7 @@ struct Batch {
   Output output;
   int jobs = 0;  // 0 for one a processor
   bool resume = false;
+  bool draft = false;  // decode JPEG files at a part of their size where a chain shrinks them
 };
 int batch(const operations::Chain& chain, const Batch& batch);
 

@@ -229,7 +229,7 @@ int print_completion(const std::string& shell) {
     list) words="%s" ;;
     meta) [ "$COMP_CWORD" = 2 ] && words="show copy strip" ;;
     completion) words="bash zsh" ;;
-    batch) words="-o --jobs --resume --format --quality --effort" ;;
+    batch) words="-o --jobs --draft --resume --format --quality --effort" ;;
     play) words="--port" ;;
     gallery) words="-o" ;;
 %s  esac

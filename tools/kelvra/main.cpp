@@ -141,6 +141,9 @@ void add_chains(CLI::App& app, Actions& actions) {
   batch->add_option("-o,--output", many->folder, "Where the results go")->required();
   batch->add_option("-j,--jobs", many->jobs, "Photos at once (one a processor)")
       ->check(CLI::Range(1, 1024));
+  batch->add_flag("--draft", many->draft,
+                  "Decode JPEG files at a half to an eighth of their size if the chain begins with "
+                  "shrink to a size in pixels: faster, but not the same bytes");
   batch->add_flag("--resume", many->resume, "Skip photos whose result is there and newer");
   add_output_options(batch, many->output);
   actions.emplace_back(batch,

@@ -118,14 +118,19 @@ Image rgb_of_cmyk(const Image& cmyk) {
   return rgb;
 }
 
-PictureFile decode_jpeg(const Bytes& file) {
+PictureFile decode_jpeg(const Bytes& file, unsigned draft_size) {
   JpegReader reader(file);
   jpeg_decompress_struct& info = reader.info;
   PictureFile result{Format::kJpeg, {}, {}};
   read_metadata(reader, result.metadata);
   const bool cmyk = info.num_components == 4;
   info.out_color_space = cmyk ? JCS_CMYK : info.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
-  result.image = Image(static_cast<int>(info.image_width), static_cast<int>(info.image_height),
+  const unsigned longer = std::max(info.image_width, info.image_height);
+  while (draft_size > 0 && info.scale_denom < 8 && longer / (2 * info.scale_denom) >= draft_size) {
+    info.scale_denom *= 2;
+  }
+  guarded(reader.errors, [&] { jpeg_calc_output_dimensions(&info); });
+  result.image = Image(static_cast<int>(info.output_width), static_cast<int>(info.output_height),
                        cmyk                       ? 4
                        : info.num_components == 1 ? 1
                                                   : 3);
@@ -346,9 +351,9 @@ Bytes encode_png(const Image& image, int effort, const Metadata& metadata) {
 
 }  // namespace
 
-PictureFile decode(const Bytes& file) {
+PictureFile decode(const Bytes& file, int draft_size) {
   if (file.size() >= 8 && png_sig_cmp(file.data(), 0, 8) == 0) return decode_png(file);
-  if (file.size() >= 2 && file[0] == 0xFF && file[1] == 0xD8) return decode_jpeg(file);
+  if (file.size() >= 2 && file[0] == 0xFF && file[1] == 0xD8) return decode_jpeg(file, draft_size);
   throw FileError(file.empty() ? "the file is empty" : "neither a JPEG nor a PNG file");
 }
 

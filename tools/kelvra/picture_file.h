@@ -38,8 +38,10 @@ struct PictureFile {
 };
 
 // Gray stays gray, palettes and 16-bit samples become 8-bit RGB, transparency becomes alpha, CMYK
-// becomes RGB. A file that ends early is broken.
-PictureFile decode(const Bytes& file);
+// becomes RGB. A file that ends early is broken. With a draft size, a JPEG file is decoded at the
+// half, quarter or eighth whose longer side is the nearest above it: much faster where the picture
+// is to be shrunk to that size, but not the same pixels.
+PictureFile decode(const Bytes& file, int draft_size = 0);
 
 // The picture upright, as its orientation says.
 Image upright(Image image, int orientation);

@@ -26,13 +26,13 @@ FrameShape parse_frame(const std::string& text) {
                                "nv21:1920x1080");
 }
 
-Source load(const std::string& path, const std::optional<FrameShape>& frame) {
+Source load(const std::string& path, const std::optional<FrameShape>& frame, int draft_size) {
   try {
     const Bytes bytes = read_all(path);
     if (frame) {
       return {operations::frame_picture(frame->layout, frame->width, frame->height, bytes), {}, {}};
     }
-    PictureFile file = decode(bytes);
+    PictureFile file = decode(bytes, draft_size);
     Image image = upright(std::move(file.image), file.metadata.orientation);
     return {std::move(image), std::move(file.metadata), file.format};
   } catch (const std::bad_alloc&) {

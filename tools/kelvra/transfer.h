@@ -23,7 +23,8 @@ struct Source {
   std::optional<Format> format;  // none for frames
 };
 // Throws FileError, with the path in front.
-Source load(const std::string& path, const std::optional<FrameShape>& frame = std::nullopt);
+Source load(const std::string& path, const std::optional<FrameShape>& frame = std::nullopt,
+            int draft_size = 0);
 
 // What a name says about the format; `given` is "", "png" or "jpeg" and comes first. Throws
 // operations::UsageError if neither says it; standard output is PNG.
