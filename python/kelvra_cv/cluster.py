@@ -18,11 +18,21 @@ from contextlib import nullcontext
 from pathlib import Path
 from typing import Any, ContextManager, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
+import dask
 from distributed import Client, LocalCluster, as_completed, progress
 
 from .chains import normalized, run_file
 
 __all__ = ["Job", "jobs_of", "run_jobs", "main"]
+
+# Dask lets its workers return memory to the system at once, and photos then cost twice the time, in
+# page faults. Of workers that are not ours, docs/cluster.md says how to start them.
+MEMORY = {
+    "distributed.nanny.pre-spawn-environ": {
+        "MALLOC_TRIM_THRESHOLD_": "1073741824",
+        "MALLOC_MMAP_THRESHOLD_": "1073741824",
+    }
+}
 
 PHOTOS = (".jpg", ".jpeg", ".png")
 
@@ -104,9 +114,11 @@ def run_jobs(
 ) -> List[str]:
     """Runs the jobs on a cluster and returns a message for each photo that failed.
 
-    options: of `kelvra_cv.run_file`. group: photos to a task; larger groups cost the scheduler less.
+    options: of `kelvra_cv.run_file`. group: photos to a task, at most; larger groups cost the
+    scheduler less.
     """
-    groups = list(_groups(jobs, group))
+    threads = sum(client.nthreads().values()) or 1
+    groups = list(_groups(jobs, max(min(group, len(jobs) // (4 * threads)), 1)))
     futures = [
         client.submit(_run_group, chain, each, options, pure=False, retries=0) for each in groups
     ]
@@ -146,7 +158,7 @@ def _parse(arguments: Optional[Sequence[str]]) -> Tuple[argparse.Namespace, List
     parser.add_argument("-o", "--output", metavar="FOLDER", required=True)
     parser.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://head:8786")
     parser.add_argument("--workers", type=int, help="of the local cluster (one a processor)")
-    parser.add_argument("--group", type=int, default=16, help="photos to a task (16)")
+    parser.add_argument("--group", type=int, default=16, help="photos to a task, at most (16)")
     parser.add_argument("--format", choices=["png", "jpeg"], default="", help="of the output")
     parser.add_argument("--quality", type=int, default=90, help="of JPEG, 1 to 100 (90)")
     parser.add_argument("--effort", type=int, default=3, help="of PNG compression, 0 to 9 (3)")
@@ -172,7 +184,8 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     local: ContextManager[Any] = nullcontext(options.scheduler)
     if options.scheduler is None:
         workers = options.workers or os.cpu_count() or 1
-        local = LocalCluster(n_workers=min(workers, len(left) or 1), threads_per_worker=1)
+        with dask.config.set(MEMORY):
+            local = LocalCluster(n_workers=min(workers, len(left) or 1), threads_per_worker=1)
     with local as cluster, Client(cluster) as client:
         print(f"dashboard: {client.dashboard_link}", file=sys.stderr)
         failures = run_jobs(
