@@ -1,4 +1,3 @@
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -181,24 +180,18 @@ void work(const Job& job, const operations::Chain& chain, const Batch& batch, Pr
   }
 }
 
-// Pictures come and go: pages that go back to the system in between cost a third of the time.
-void keep_freed_memory() {
-  mallopt(M_MMAP_THRESHOLD, 32 << 20);  // the most that is taken
-  mallopt(M_TRIM_THRESHOLD, 512 << 20);
-  mallopt(M_TOP_PAD, 64 << 20);
-}
-
 }  // namespace
 
 int batch(const operations::Chain& chain, const Batch& request) {
-  keep_freed_memory();
   std::vector<Job> jobs = jobs_of(request);
   const size_t all = jobs.size();
   if (all == 0) throw FileError("there are no photos in the inputs");
   if (request.resume) {
     jobs.erase(std::remove_if(jobs.begin(), jobs.end(), is_done), jobs.end());
   }
-  fs::create_directories(request.folder);
+  std::error_code error;
+  fs::create_directories(request.folder, error);
+  if (error) throw FileError("cannot make the folder " + request.folder + ": " + error.message());
 
   // Workers end with the photos that they have begun.
   struct sigaction action {};

@@ -19,7 +19,11 @@ const char* const kVerbs[][2] = {
     {"boxes|corners|outlines|blobs|regions|bounds|histogram IN [OUT]",
      "What is found, as JSON on standard output, or drawn over the picture."},
     {"run CHAIN IN OUT", "Operations one after the other: \"resize 50% | clahe clip=3\"."},
-    {"batch CHAIN INPUT... -o FOLDER", "A chain on any number of files and folders."},
+    {"batch CHAIN INPUT... -o FOLDER [--jobs N] [--resume] [--draft]",
+     "A chain on any number of files and folders, on all processors. A broken photo is reported "
+     "and "
+     "stops nothing. --resume skips what is done; --draft decodes JPEG files at a part of their "
+     "size where the chain begins with shrink."},
     {"meta show FILE", "Format, size, orientation, profile and Exif, as JSON."},
     {"meta copy ORIGIN IN OUT", "IN with ORIGIN's colour profile (of PNG, its Exif too)."},
     {"meta strip IN OUT", "The same picture without colour profile, Exif and texts."},

@@ -154,7 +154,9 @@ int gallery(const std::vector<std::string>& paths, const std::string& folder) {
   replace(page, "@FAMILIES@", families);
   replace(page, "@CARDS@", cards);
   replace(page, "@ORIGINALS@", originals);
-  std::filesystem::create_directories(folder);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) throw FileError("cannot make the folder " + folder + ": " + error.message());
   const std::string path = (std::filesystem::path(folder) / "index.html").string();
   NewFile file(path);
   file.write(Bytes(page.begin(), page.end()));
