@@ -54,6 +54,10 @@ py::array to_array(py::handle value, const char* name, const std::string& wanted
   return array;
 }
 
+// Converted, packed and aligned: a copy unless the array is all that already.
+constexpr int kPackedCopy =
+    py::array::c_style | py::array::forcecast | py::detail::npy_api::NPY_ARRAY_ALIGNED_;
+
 bool has_type(const py::array& array, const py::dtype& type) {
   const auto& api = py::detail::npy_api::get();
   return api.PyArray_EquivTypes_(py::detail::array_proxy(array.ptr())->descr, type.ptr());
@@ -294,7 +298,7 @@ py::array_t<float> to_floats(py::handle value, const char* name, const Shape& sh
     fits = shape[i] < 0 || shape[i] == array.shape(static_cast<py::ssize_t>(i));
   }
   if (!fits) reject_value(name, array, wanted);
-  return py::array_t<float, py::array::c_style | py::array::forcecast>(array);
+  return py::reinterpret_borrow<py::array_t<float>>(py::array_t<float, kPackedCopy>(array));
 }
 
 Points to_points(py::handle value, const char* name) {
@@ -303,7 +307,7 @@ Points to_points(py::handle value, const char* name) {
   if (array.size() == 0) return {};
   if (!is_number(array, "iu")) reject_type(name, array, wanted);
   if (array.ndim() != 2 || array.shape(1) != 2) reject_value(name, array, wanted);
-  const py::array_t<int64_t, py::array::c_style | py::array::forcecast> numbers(array);
+  const py::array_t<int64_t, kPackedCopy> numbers(array);
   const auto view = numbers.unchecked<2>();
   Points points;
   points.reserve(static_cast<size_t>(view.shape(0)));

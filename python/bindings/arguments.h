@@ -120,7 +120,8 @@ py::array to_table(py::handle value, const char* name, py::ssize_t length) {
   if (table.ndim() != 1 || table.size() != length) {
     reject_value(name, value, "shape (" + std::to_string(length) + ",)");
   }
-  return table;
+  const bool is_aligned = (table.flags() & py::detail::npy_api::NPY_ARRAY_ALIGNED_) != 0;
+  return is_aligned ? table : py::array(table.attr("copy")());
 }
 
 }  // namespace bindings
