@@ -30,7 +30,6 @@ endmacro()
 kelvra_cv_debian(runtime ${kelvra_cv_package} libs ""
   "The shared library.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_MULTIARCH same)
 # Packages that link the library learn from this file which version of it they need.
 file(STRINGS ${PROJECT_SOURCE_DIR}/tests/install/symbols.txt exported)
 set(va_list P13__va_list_tag)
@@ -48,7 +47,6 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/symb
 kelvra_cv_debian(development libkelvra-cv-dev libdevel "${kelvra_cv_this_version}"
   "The header, the CMake package and the pkg-config file, for programs that link the library.")
 
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_MULTIARCH same)
 
 # What is installed beside the library is linked to it as it lies in the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
