@@ -86,7 +86,7 @@ class Kelvra(unittest.TestCase):
                               (["resize", "--filter", "bi"], "bilinear\nbicubic")]:
             line = " ".join(["kelvra", *words])
             shown = subprocess.run(
-                ["bash", "-c", f". {script}; COMP_WORDS=({line}); COMP_CWORD={len(words)}; _kelvra;"
+                ["bash", "-c", f". {script}; COMP_WORDS=({line}); COMP_CWORD={len(words)}; _kelvra_words;"
                  " printf '%s\\n' \"${COMPREPLY[@]}\""],
                 capture_output=True, text=True, check=True)
             self.assertEqual(shown.stdout.strip(), wanted)

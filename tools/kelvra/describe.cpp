@@ -223,7 +223,7 @@ int print_manual() {
 
 int print_completion(const std::string& shell) {
   if (shell == "bash") {
-    std::printf(R"(_kelvra() {
+    std::printf(R"(_kelvra_words() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} words=
   if [ "$COMP_CWORD" = 1 ]; then
     COMPREPLY=($(compgen -W "%s" -- "$word")); return
@@ -243,7 +243,7 @@ int print_completion(const std::string& shell) {
   COMPREPLY=($(compgen -W "$words" -- "$word"))
   [ ${#COMPREPLY[@]} = 0 ] && COMPREPLY=($(compgen -f -- "$word"))
 }
-complete -o filenames -F _kelvra kelvra
+complete -o filenames -F _kelvra_words kelvra
 )",
                 first_words().c_str(), first_words().c_str(),
                 [] {
@@ -254,9 +254,11 @@ complete -o filenames -F _kelvra kelvra
                     .c_str(),
                 completion_cases("words").c_str(), completion_cases("words").c_str());
   } else {
-    // zsh reads bash's.
+    // zsh reads bash's; as a file of its functions, the first request is answered at once.
     std::printf("#compdef kelvra\nautoload -U +X bashcompinit && bashcompinit\n");
-    return print_completion("bash");
+    print_completion("bash");
+    std::printf(
+        "[ \"$funcstack[1]\" = _kelvra ] && _bash_complete -o filenames -F _kelvra_words\n");
   }
   return kDone;
 }

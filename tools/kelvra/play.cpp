@@ -58,7 +58,7 @@ class Player {
 
   void serve();
   bool from_our_page(const Request& request) const;
-  std::shared_ptr<const Photo> photo(const Request& request, Response& response, int id) const;
+  std::shared_ptr<const Photo> photo(Response& response, int id) const;
   void keep(std::string name, Source source);
   json about() const;
   void take_photo(const Request& request, Response& response);
@@ -161,7 +161,7 @@ json Player::about() const {
       {"id", photo_->id}, {"name", photo_->name}, {"width", image.width}, {"height", image.height}};
 }
 
-std::shared_ptr<const Photo> Player::photo(const Request&, Response& response, int id) const {
+std::shared_ptr<const Photo> Player::photo(Response& response, int id) const {
   const std::lock_guard lock(mutex_);
   if (photo_->id == id) return photo_;
   fail(response, 409, "another photo has been opened since");
@@ -188,7 +188,7 @@ void Player::run_chain(const Request& request, Response& response) const {
     if (request.body.size() > kMaxRequest) throw operations::UsageError("the request is too long");
     const json wish = json::parse(request.body);
     const auto chain = operations::parse_chain(wish.at("chain").get<std::string>());
-    const auto current = photo(request, response, wish.at("id").get<int>());
+    const auto current = photo(response, wish.at("id").get<int>());
     if (current == nullptr) return;
     using Clock = std::chrono::steady_clock;
     const std::lock_guard lock(work_);
@@ -211,7 +211,7 @@ void Player::save_result(const Request& request, Response& response) const {
     const auto chain = operations::parse_chain(request.get_param_value("chain"));
     const std::string id = request.get_param_value("id");
     const Format as = format_for("", format);
-    const auto current = photo(request, response, std::atoi(id.c_str()));
+    const auto current = photo(response, std::atoi(id.c_str()));
     if (current == nullptr) return;
     const std::lock_guard lock(work_);
     const Image result = operations::run(chain, current->source.image, kMaxPlayPixels);
@@ -249,7 +249,7 @@ void Player::serve() {
   });
   server_.Get("/photo", [this](const Request& request, Response& response) {
     const int id = std::atoi(request.get_param_value("id").c_str());
-    if (const auto current = photo(request, response, id)) {
+    if (const auto current = photo(response, id)) {
       answering(response, [&] { answer_pixels(response, current->source.image); });
     }
   });
