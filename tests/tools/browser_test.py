@@ -1,4 +1,5 @@
 """The pages in headless Chromium. usage: browser_test.py KELVRA [FOLDER for screenshots]"""
+import contextlib
 import http.client
 import json
 import os
@@ -168,10 +169,10 @@ class Pages(unittest.TestCase):
 
     def ask(self, method, path, body=None, headers=None):
         connection = http.client.HTTPConnection(self.address, timeout=30)
-        self.addCleanup(connection.close)
-        connection.request(method, path, body=body, headers=headers or {})
-        response = connection.getresponse()
-        return response.status, response.read()
+        with contextlib.closing(connection):
+            connection.request(method, path, body=body, headers=headers or {})
+            response = connection.getresponse()
+            return response.status, response.read()
 
     def test_requests_from_elsewhere_are_refused(self):
         for headers in ({"Host": "evil.example"}, {"Host": self.address + "0"},

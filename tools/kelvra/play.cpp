@@ -226,6 +226,8 @@ void Player::save_result(const Request& request, Response& response) const {
 
 void Player::serve() {
   server_.set_payload_max_length(kMaxUpload);
+  // A connection that a browser keeps open holds a thread, and each of its pages has several.
+  server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
   server_.set_default_headers(
       {{"Cache-Control", "no-store"},
        {"X-Content-Type-Options", "nosniff"},
