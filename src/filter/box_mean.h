@@ -202,6 +202,7 @@ class BoxMean {
         columns_(pitch_),
         means_(pitch_) {
     std::fill_n(padded_[0], (pitch_ + n_) * kTogether, Sample{});
+    std::fill_n(columns_.get(), pitch_, Sum{});
   }
 
   // Takes the next row, and in place of rows below the last one that one again. Returns the next
@@ -251,12 +252,12 @@ class BoxMean {
 
   // (radius + 1) times row 0, plus the next `radius` rows.
   void start_columns() {
-    for (size_t x = 0; x < pitch_; ++x) {
+    for (int x = 0; x < width_; ++x) {
       columns_[x] = static_cast<Sum>(radius_ + 1) * static_cast<Sum>(row_sums_[0][x]);
     }
     for (int y = 1; y <= radius_; ++y) {
       const RowSum* sums = row_sums_[y];
-      for (size_t x = 0; x < pitch_; ++x) columns_[x] += static_cast<Sum>(sums[x]);
+      for (int x = 0; x < width_; ++x) columns_[x] += static_cast<Sum>(sums[x]);
     }
   }
 
