@@ -94,8 +94,9 @@ void warp(Scene& s, int channels, int elements, decltype(&warpaffine_bilinear_c1
     const float odd[] = {0.0f, NAN, INFINITY, 1e30f, -1e-30f};
     matrix[s.number(0, elements - 1)] = odd[s.number(0, 4)];
   }
-  function(src.data(), z.w, z.h, src.stride(), dst.data(), d.w, d.h, dst.stride(), matrix,
-           s.number(-1, 3), static_cast<unsigned>(s.number(0, 1 << 30)));
+  const int border = s.number(-1, 3), fill = s.number(0, 1 << 30);
+  function(src.data(), z.w, z.h, src.stride(), dst.data(), d.w, d.h, dst.stride(), matrix, border,
+           static_cast<unsigned>(fill));
 }
 
 std::vector<ImageData> planes_of(Bytes& buffer, int count, int height) {
@@ -277,8 +278,9 @@ const std::vector<Call> kColor = {
        const Size z = size(s);
        Bytes& src = s.input(4 * z.w, z.h, kPadded);
        Bytes& dst = s.output(3 * z.w, z.h);
-       rgb_to_lab_c4_c3(src.data(), dst.data(), z.w, z.h, src.stride(), s.number(0, 2), nullptr,
-                        nullptr, s.number(1, 4));
+       const int order = s.number(0, 2), threads = s.number(1, 4);
+       rgb_to_lab_c4_c3(src.data(), dst.data(), z.w, z.h, src.stride(), order, nullptr, nullptr,
+                        threads);
      }},
     {"lab_to_rgb_fast", "color",
      [](Scene& s) {
@@ -293,8 +295,9 @@ const std::vector<Call> kColor = {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h);
        Bytes& dst = s.output(4 * z.w, z.h, kPadded);
-       lab_to_rgb_c3_c4(src.data(), dst.data(), z.w, z.h, dst.stride(), s.number(0, 2), nullptr,
-                        nullptr, nullptr, nullptr, s.number(1, 4));
+       const int order = s.number(0, 2), threads = s.number(1, 4);
+       lab_to_rgb_c3_c4(src.data(), dst.data(), z.w, z.h, dst.stride(), order, nullptr, nullptr,
+                        nullptr, nullptr, threads);
      }},
 };
 
@@ -346,8 +349,9 @@ const std::vector<Call> kFilter = {
        const Size z = size(s);
        const int channels = s.number(1, 4);
        ImageData to = image(s.output(channels * z.w, z.h), channels);
-       bilateral_filter(image(s.input(channels * z.w, z.h), channels), to, s.real(0.001f, 0.3f),
-                        s.real(0.001f, 0.5f));
+       const ImageData src = image(s.input(channels * z.w, z.h), channels);
+       const float spatial = s.real(0.001f, 0.3f), range = s.real(0.001f, 0.5f);
+       bilateral_filter(src, to, spatial, range);
      }},
 };
 
@@ -383,8 +387,8 @@ const std::vector<Call> kEdge = {
          bins[c] = s.number(0, 256);
          hists[c] = s.output<int>(260, 1).data();
        }
-       cal_hist(src.data(), src.stride(), channels, s.number(1, z.w - x), s.number(1, z.h - y), x,
-                y, hists, bins);
+       const int w = s.number(1, z.w - x), h = s.number(1, z.h - y);
+       cal_hist(src.data(), src.stride(), channels, w, h, x, y, hists, bins);
      }},
     {"clahe", "edge",
      [](Scene& s) {
@@ -392,7 +396,8 @@ const std::vector<Call> kEdge = {
        const int channels = s.any_of({1, 3, 4});
        Bytes& src = s.input(channels * z.w, z.h);
        ImageData to = image(s.output_or(src), channels);
-       clahe(image(src, channels), to, s.number(-1, 18), s.number(-1, 300), s.real(-1, 20));
+       const int tiles = s.number(-1, 18), bins = s.number(-1, 300);
+       clahe(image(src, channels), to, tiles, bins, s.real(-1, 20));
      }},
     {"get_mask_edge", "edge",
      [](Scene& s) {
@@ -463,7 +468,8 @@ const std::vector<Call> kGeometry = {
        for (float& value : in_image) value = s.real(0, 40);
        align_crop_img(back, in_crop, in_image, 4, crop, inverse);
        s.result(inverse, 6);
-       s.result(align_back_img(crop, inverse, back, s.number(0, 6), s.real(0, 4)));
+       const int erosion = s.number(0, 6);
+       s.result(align_back_img(crop, inverse, back, erosion, s.real(0, 4)));
        for (int y = 0; y < z.h; ++y) s.result(whole.row(y), 4 * z.w);
      }},
     {"transforms", "geometry",
@@ -493,15 +499,16 @@ const std::vector<Call> kShape = {
        const Size z = size(s);
        Bytes& mask = s.input(z.w, z.h, kPadded, kMask);
        std::vector<std::vector<Point>> found;
-       find_blob_contours(mask.data(), found, z.w, z.h, mask.stride(), s.number(0, 3),
-                          s.number(0, 4));
+       const int mode = s.number(0, 3), method = s.number(0, 4);
+       find_blob_contours(mask.data(), found, z.w, z.h, mask.stride(), mode, method);
        s.result(found);
      }},
     {"find_blobs", "shape",
      [](Scene& s) {
        const Size z = size(s);
        std::vector<std::vector<Point>> found;
-       find_blobs(s.input(z.w, z.h, kPacked, s.flag() ? kMask : kPixels).data(), found, z.w, z.h);
+       const auto content = s.flag() ? kMask : kPixels;
+       find_blobs(s.input(z.w, z.h, kPacked, content).data(), found, z.w, z.h);
        s.result(found);
      }},
     {"find_blobs_contours+filter_blobs", "shape",
@@ -523,13 +530,14 @@ const std::vector<Call> kShape = {
        const Outlines o = outlines(s, z);
        std::vector<Point> approx;
        for (const auto& list : o.lists) {
-         approx_poly_dp(list, approx, s.real(-1, 9), s.flag());
+         const float epsilon = s.real(-1, 9);
+         approx_poly_dp(list, approx, epsilon, s.flag());
          s.result({approx});
        }
        const int count = static_cast<int>(o.xs.size());
        fill_poly(s.output(z.w, z.h).data(), z.w, o.xs.data(), o.ys.data(), count);
-       s.result(
-           is_inside_poly(o.xs.data(), o.ys.data(), count, s.number(-1, z.w), s.number(-1, z.h)));
+       const int x = s.number(-1, z.w), y = s.number(-1, z.h);
+       s.result(is_inside_poly(o.xs.data(), o.ys.data(), count, x, y));
      }},
     {"expand_contours", "shape",
      [](Scene& s) {
@@ -544,17 +552,19 @@ const std::vector<Call> kShape = {
        const Size z = size(s);
        ImageData mask = image(s.output(z.w, z.h, kPadded), 1);
        Rect box{0, 0, 0, 0};
-       s.result(flood_fill(image(s.input(4 * z.w, z.h, kPadded), 4), mask,
-                           {s.number(-1, z.w), s.number(-1, z.h)}, box, s.number(-1, 60),
-                           s.number(-1, 256)));
+       const ImageData src = image(s.input(4 * z.w, z.h, kPadded), 4);
+       const Point seed{s.number(-1, z.w), s.number(-1, z.h)};
+       const int distance = s.number(-1, 60), threshold = s.number(-1, 256);
+       s.result(flood_fill(src, mask, seed, box, distance, threshold));
        s.result(&box, sizeof box);
      }},
     {"get_mask_pos", "shape",
      [](Scene& s) {
        const Size z = size(s);
        int box[4];
-       get_mask_pos(image(s.input(z.w, z.h, kPadded, s.flag() ? kMask : kPixels), 1), box[0],
-                    box[1], box[2], box[3], s.number(0, 1));
+       const auto content = s.flag() ? kMask : kPixels;
+       const ImageData mask = image(s.input(z.w, z.h, kPadded, content), 1);
+       get_mask_pos(mask, box[0], box[1], box[2], box[3], s.number(0, 1));
        s.result(box, sizeof box);
      }},
 };
@@ -567,8 +577,9 @@ const std::vector<Call> kDetect = {
        ImageData src = image(s.input(channels * z.w, z.h, kPadded), channels);
        src.color_order = s.number(0, 1);
        float scale = 0, mean[3] = {100, 110, 120}, deviation[3] = {50, 0, 60};
+       const bool planar = s.flag(), normalize = s.flag(), keep_order = s.flag();
        object_detetion_preprocess(src, w, h, s.output<float>(3 * w, h).data(), scale, mean,
-                                  deviation, s.flag(), s.flag(), s.flag());
+                                  deviation, planar, normalize, keep_order);
        s.result(&scale, 1);
      }},
     {"object_detetion_postprocess", "detect",
@@ -580,8 +591,8 @@ const std::vector<Call> kDetect = {
          for (int x = 4; x < 5 + classes; ++x) rows.row(y)[x] = s.real(0, 1);
        }
        std::vector<BBox> boxes;
-       object_detetion_postprocess(rows.data(), count, classes, boxes, s.real(0, 0.6f),
-                                   s.real(0, 1));
+       const float least = s.real(0, 0.6f), overlap = s.real(0, 1);
+       object_detetion_postprocess(rows.data(), count, classes, boxes, least, overlap);
        s.result(boxes.data(), boxes.size() * sizeof(BBox));
      }},
     {"get_anchors", "detect",
@@ -600,8 +611,9 @@ const std::vector<Call> kDetect = {
        Bytes& src = s.input(channels * z.w, z.h, kPadded);
        uint8_t* const mask = s.flag() ? s.input(z.w, z.h, kPacked, kMask).data() : nullptr;
        std::vector<KeyPoint> found;
-       fast_9_16(src.data(), found, z.w, z.h, channels, src.stride(), s.number(0, 1),
-                 s.number(-1, 80), s.flag(), mask);
+       const int bgra = s.number(0, 1), threshold = s.number(-1, 80);
+       fast_9_16(src.data(), found, z.w, z.h, channels, src.stride(), bgra, threshold, s.flag(),
+                 mask);
        s.result(found.data(), found.size() * sizeof(KeyPoint));
      }},
 };
@@ -623,8 +635,8 @@ const std::vector<Call> kFrame = {
        Bytes& src = s.input(4 * z.w, z.h, kPadded);
        const int w = s.number(1, z.w), h = s.number(1, z.h);
        Bytes& dst = s.output(4 * w, h);
-       crop_argb(src.data(), src.stride(), dst.data(), 4 * w, z.w, z.h, s.number(-1, z.w),
-                 s.number(-1, z.h), w, h);
+       const int x = s.number(-1, z.w), y = s.number(-1, z.h);
+       crop_argb(src.data(), src.stride(), dst.data(), 4 * w, z.w, z.h, x, y, w, h);
      }},
     {"rotate_argb", "frame",
      [](Scene& s) {
@@ -641,18 +653,18 @@ const std::vector<Call> kFrame = {
        Bytes& src = s.input(4 * z.w, z.h, kPadded);
        Bytes& dst = s.output(4 * d.w, d.h, kPadded);
        const int x = s.number(0, d.w - 1), y = s.number(0, d.h - 1);
-       scale_argb(src.data(), src.stride(), z.w, z.h, dst.data(), dst.stride(), d.w, d.h, x, y,
-                  s.number(0, d.w - x), s.number(0, d.h - y),
-                  static_cast<ScaleMode>(s.number(0, 3)));
+       const int w = s.number(0, d.w - x), h = s.number(0, d.h - y);
+       scale_argb(src.data(), src.stride(), z.w, z.h, dst.data(), dst.stride(), d.w, d.h, x, y, w,
+                  h, static_cast<ScaleMode>(s.number(0, 3)));
      }},
     {"scale_i420", "frame",
      [](Scene& s) {
        const Size z = size(s), d = size(s);
        const Planes from = source_planes(s, z), to = result_planes(s, d);
+       const auto mode = static_cast<ScaleMode>(s.number(0, 3));
        scale_i420(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
                   from.v.stride(), z.w, z.h, to.y.data(), to.y.stride(), to.u.data(), to.u.stride(),
-                  to.v.data(), to.v.stride(), d.w, d.h, static_cast<ScaleMode>(s.number(0, 3)),
-                  s.flag());
+                  to.v.data(), to.v.stride(), d.w, d.h, mode, s.flag());
      }},
 };
 
