@@ -57,9 +57,9 @@ HWY_INLINE Bytes to_bytes(const Ints (&parts)[4]) {
 //   s = (2048 + d * (255 * 4096 / v)) >> 12,   h = (2048 + n * (4096 * 128 / (3 d))) >> 12,
 //
 // where v is the largest colour, d the span of the three and n the raw hue in units of d. Both
-// quotients a / b are truncated to integers. (a + 0.5) / b is at least 1 / 2b away from the next
-// integers, and differs from its product with reciprocal(b) by less than a / b / 2^21, which is
-// less as a < 2^20. The divisor 0 comes with a count of 0, and any other does instead.
+// quotients a / b are truncated to integers. That is what (a + 0.5) reciprocal(b) truncates to: its
+// error is less than a / b / 2^21, and so less than 1 / 2b for a below 2^20, while (a + 0.5) / b is
+// at least 1 / 2b away from the next integers. A divisor of 0 is taken as 1: its count is 0.
 HWY_INLINE Ints fixed_ratio(float numerator, V divisor, Ints count) {
   const V inverse = reciprocal(hn::Max(divisor, hn::Set(Floats(), 1.0f)));
   const Ints quotient = truncate_fitting(hn::Set(Floats(), numerator) * inverse);

@@ -485,9 +485,9 @@ HWY_INLINE void nine_sixteenths(V8 near_left, V8 near_right, V8 far_left, V8 far
 
 // ---- Weighted means in 11-bit fixed point, in 16-bit lanes.
 
-// (a (2048 - w) + b w) >> 4 of pairs of bytes a, b, where each lane of `weights` is pair_weight(w),
-// w from 0 to 2047. The sum is 2048 a + (b - a) w, and also 1024 (a + b) + (b - a) (w - 1024); its
-// last product, shifted by 4, is the high half of one of numbers of 16 bits, or of twice that.
+// (a (2048 - w) + b w) >> 4 of bytes a, b, side by side, whose lane of `weights` is pair_weight(w),
+// w up to 2047: 2048 a + (b - a) w = 1024 (a + b) + (b - a) (w - 1024). The last product / 16 is
+// the high half of 128 (b - a) times 32 (w - 1024), or of twice 128 (b - a) times 16 w (arm64).
 constexpr int16_t pair_weight(int w) {
   return static_cast<int16_t>(HWY_ARCH_X86 ? (w - 1024) * 32 : w * 16);
 }

@@ -133,6 +133,26 @@ HWY_INLINE void convert_row(const Source& src, const Destination& dst, size_t wi
   }
 }
 
+// The same of images, row after row. Strides are in bytes, of a plane where there are planes.
+template <class Source, class Destination, class Convert>
+HWY_INLINE void convert_rows(Source src, ptrdiff_t src_stride, Destination dst,
+                             ptrdiff_t dst_stride, int width, int height, const Convert& convert) {
+  if (width < 1 || height < 1) return;
+  size_t count = width, rows = height;
+  // Packed rows are one long row, if its end does not run into another row's source.
+  if (src_stride == ptrdiff_t{Source::kStep} * width &&
+      dst_stride == ptrdiff_t{Destination::kStep} * width &&
+      row_order(src, dst, count * rows) != RowOrder::kEachPixel) {
+    count *= rows;
+    rows = 1;
+  }
+  for (; rows > 0; --rows) {
+    convert_row(src, dst, count, convert);
+    for (auto*& part : src.part) part += src_stride;
+    for (auto*& part : dst.part) part += dst_stride;
+  }
+}
+
 // Copies channels, of which the destination may have fewer.
 struct CopyChannels {
   template <class Source, class Destination>
@@ -184,26 +204,6 @@ struct DropFourth {
 struct Factors {
   int outer[2], inner[2][2], bits;
 };
-
-// The same of images, row after row. Strides are in bytes, of a plane where there are planes.
-template <class Source, class Destination, class Convert>
-HWY_INLINE void convert_rows(Source src, ptrdiff_t src_stride, Destination dst,
-                             ptrdiff_t dst_stride, int width, int height, const Convert& convert) {
-  if (width < 1 || height < 1) return;
-  size_t count = width, rows = height;
-  // Packed rows are one long row, if its end does not run into another row's source.
-  if (src_stride == ptrdiff_t{Source::kStep} * width &&
-      dst_stride == ptrdiff_t{Destination::kStep} * width &&
-      row_order(src, dst, count * rows) != RowOrder::kEachPixel) {
-    count *= rows;
-    rows = 1;
-  }
-  for (; rows > 0; --rows) {
-    convert_row(src, dst, count, convert);
-    for (auto*& part : src.part) part += src_stride;
-    for (auto*& part : dst.part) part += dst_stride;
-  }
-}
 
 // (first c0 + second c1 + third c2 + offset) >> shift of a pixel's channels, clamped to a byte.
 template <int kFirst, int kSecond, int kThird, int kOffsetTerm, int kShiftBits>

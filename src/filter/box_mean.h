@@ -131,10 +131,13 @@ struct RoundedMean {
   }
 };
 
-// RoundedMean in integers: (sum + area / 2) / area, which is no whole number before it is rounded
-// down, as area is odd, nor nearer to one than 1 / (2 area), while the floats are off by less than
-// 2^-14.5. With factor = (2^31 + e) / area, e < area, the product is off by (sum + area / 2) e /
-// (area 2^31) < 1 / area while 256 area^2 <= 2^31.
+// RoundedMean in integers, as (sum + area / 2) / area. An area is odd, so sum / area + 0.5 is never
+// nearer to a whole number than 1 / (2 area), and the floats of RoundedMean, whose error is below
+// 2^-14.5, come to the same byte.
+//
+// The division is a product with factor = (2^31 + e) / area, 0 < e < area. That is too large by
+// (sum + area / 2) e / (area 2^31), which cannot reach the next whole number as long as it is less
+// than 1 / area: while 256 area^2 <= 2^31.
 struct IntegerMean {
   static constexpr int kLargestArea = 53 * 53;
   explicit IntegerMean(int area)
