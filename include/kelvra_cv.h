@@ -7,10 +7,10 @@
 ///   not checked for null.
 /// - **Overlap**: source and destination must not share memory, unless a function says that they
 ///   may, or that it works in place (the destination is the source).
-/// - **Sizes** are in pixels; strides are in bytes from the start of one row to the start of the
-///   next. The padding between rows is neither read for a result nor written. "Packed" means that
-///   there is no padding. The bytes of a row must fit an int; an image may have more. A size below
-///   1 returns without writing, after the checks of the arguments that a function prints about.
+/// - **Sizes** are in pixels; strides are in bytes, from one row's start to the next one's. The
+///   padding between rows is neither read for a result nor written. "Packed" means no padding. The
+///   bytes of a row must fit an int; an image may have more. A size below 1 returns and writes
+///   nothing, after checks that print messages (before those of gaussian_blur(), flood_fill()).
 /// - **Byte order** in memory is R, G, B(, A), unless a flag or ImageData::color_order says B, G,
 ///   R(, A). Alpha is carried or dropped as stated and never takes part in colour arithmetic.
 /// - **Results** are the same bytes on every machine, compiler and vector width (but for scaled
