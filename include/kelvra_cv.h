@@ -8,9 +8,9 @@
 /// - **Overlap**: source and destination must not share memory, unless a function says that they
 ///   may, or that it works in place (the destination is the source).
 /// - **Sizes** are in pixels; strides are in bytes, from one row's start to the next one's. The
-///   padding between rows is neither read for a result nor written. "Packed" means no padding. The
-///   bytes of a row must fit an int; an image may have more. A size below 1 returns and writes
-///   nothing, after checks that print messages (before those of gaussian_blur(), flood_fill()).
+///   padding between rows is neither read for a result nor written. "Packed" means no padding. A
+///   row's bytes must fit an int, an image's need not. Sizes below 1 write nothing: silently in
+///   gaussian_blur(), flood_fill() and align_back_img(), elsewhere after the checks that print.
 /// - **Byte order** in memory is R, G, B(, A), unless a flag or ImageData::color_order says B, G,
 ///   R(, A). Alpha is carried or dropped as stated and never takes part in colour arithmetic.
 /// - **Results** are the same bytes on every machine, compiler and vector width (but for scaled
