@@ -35,9 +35,9 @@ HWY_INLINE void store_sums(V16 lower, V16 upper, const uint32_t* above, uint32_t
   before = broadcast_last_sum(before, in_block);
 }
 
-// Writes as many sums as `d8` has lanes, from running sums inside each block: of pairs of bytes, by
-// adding neighbours at distances 1 and 2, and then the fourth to all behind it. Such a sum less its
-// last byte is that of an even one.
+// Writes as many sums as `d8` has lanes. Inside each block, lane i of `odd` is the sum of bytes 0
+// to 2 i + 1: sums of pairs, to which those at distances 1 and then 2 are added, and last lane 3 to
+// all lanes behind it. Less byte 2 i + 1 that is `even`, the sum of bytes 0 to 2 i.
 template <class D8>
 HWY_INLINE void sum_vector(D8 d8, const uint8_t* src, const uint32_t* above, uint32_t* sum,
                            Sums& before) {

@@ -97,8 +97,8 @@ class PixelGather {
   static constexpr int kCopied = kSpan * kSource;
   static constexpr int kMoved = kCopied == 6 ? 8 : kCopied == 3 ? 4 : kCopied;
 
-  // Between begin_ and end_, all that is moved of a column is in the row, and what is too much is
-  // not the last column's.
+  // Columns begin_ to end_ - 1 are those that copy_pixels() moves kMoved bytes at a time: all of
+  // them are read inside of the row, and any too many are written to a column that is copied after.
   void find_unclamped() {
     const auto is_clamped = [this](int x) {
       return first_[x] < 0 || first_[x] > src_width_ - kSpan - (kMoved > kCopied);
