@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 // Without it MulAdd would round twice, and results would differ between machines.
 static_assert(HWY_NATIVE_FMA, "the chosen instruction set must have fused multiply-add");
@@ -84,7 +85,8 @@ HWY_INLINE void for_each_group(size_t count, Body&& body) {
 }
 
 // A vector whose making the compiler does not look into. GCC 12 keeps a constant in two registers
-// where its halves are used, and takes vectors that it loads for a structured store through memory.
+// where its halves are used, takes vectors that it loads for a structured store through memory, and
+// copies those that it puts together for a look-up once more.
 template <class V>
 HWY_INLINE V opaque(V v) {
 #if HWY_ARCH_ARM_A64 && !defined(__clang__)
@@ -266,6 +268,33 @@ HWY_INLINE V8 look_up_two(V8 low, V8 high, V8 index) {
 #else
   return V8(vqtbl2q_u8(uint8x16x2_t{{low.raw, high.raw}}, index.raw));
 #endif
+}
+
+// The bytes at row + places[0], row + places[1], … side by side in the first block, those at
+// row + next[0], … in a second one, as many at each place as a T has.
+template <class T, size_t... kLanes>
+HWY_INLINE hn::Vec<Block<uint8_t>> load_pieces(const uint8_t* row, const size_t* places,
+                                               std::index_sequence<kLanes...>) {
+  const auto load = [=](size_t place) KELVRA_CV_INLINE {
+    T piece;
+    std::memcpy(&piece, row + place, sizeof(T));
+    return piece;
+  };
+  typedef T Lanes __attribute__((vector_size(16)));
+  using V = hn::Vec<Block<T>>;
+  return hn::BitCast(Block<uint8_t>(),
+                     V{reinterpret_cast<decltype(V::raw)>(Lanes{load(places[kLanes])...})});
+}
+template <class T, class D>
+HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places,
+                                  const size_t* next) {
+  const std::make_index_sequence<16 / sizeof(T)> lanes;
+  if constexpr (hn::MaxLanes(d) == 32) {
+    return hn::Combine(d, load_pieces<T>(row, next, lanes), load_pieces<T>(row, places, lanes));
+  } else {
+    (void)next;
+    return load_pieces<T>(row, places, lanes);
+  }
 }
 
 // Stores the 16 bytes of block b to `to + b * step`.

@@ -5,9 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
-#include <type_traits>
-#include <utility>
 
 #include "core/scratch.h"
 #include "core/simd.h"
@@ -19,164 +16,174 @@ constexpr int source_channel(int c, bool swap_red_and_blue) {
   return swap_red_and_blue && c != 1 && c < 3 ? 2 - c : c;
 }
 
+constexpr int next_power_of_two(int n) {
+  int power = 1;
+  while (power < n) power *= 2;
+  return power;
+}
+
 // For column x and each of its kChannels the bytes of kSpan neighbouring source pixels side by
-// side, from pixel first[x] on; pixels outside of the row stand for the nearest one inside. A
-// source pixel has kSource bytes.
+// side, from pixel first[x] on; pixels outside of the row stand for the nearest one inside. Further
+// sets have the pixels that follow: those of set s begin at first[x] + s kSpan. A source pixel has
+// kSource bytes.
 //
-// Where the pixels of a block are too far apart for its window, or the row is shorter than that,
-// they are first copied to a row of their own.
-template <int kSource, int kChannels, bool kSwap, int kSpan>
+// A block of 16 bytes is looked up in a window of the row, or, where its columns are too far apart,
+// in pieces of the row, one for each column.
+template <int kSource, int kChannels, bool kSwap, int kSpan, int kSets = 1>
 class PixelGather {
  public:
-  static constexpr int kBytes = kSpan * kChannels;  // of a column
-
-  PixelGather(int src_width, int dst_width, Scratch<int> first)
+  PixelGather(int src_width, int dst_width, const Scratch<int>& first)
       : src_width_(src_width),
         dst_width_(dst_width),
-        blocks_((size_t{kBytes} * static_cast<size_t>(dst_width) + kPadding - 1) / kPadding *
+        row_bytes_(size_t{kSource} * static_cast<size_t>(src_width)),
+        blocks_((size_t{kColumn} * static_cast<size_t>(dst_width) + kPadding - 1) / kPadding *
                 (kPadding / kBlock)),
-        first_(std::move(first)),
-        bases_(blocks_),
-        indices_(blocks_, kBlock) {
-    window_ = window_of(place_windows());
-    if (window_ == 0) {
-      find_unclamped();
-      copies_.emplace(2, copy_bytes());
-      window_ = window_of(place_windows());
+        bases_(kSets * kPieces, blocks_),
+        indices_(kSets * blocks_, kBlock) {
+    std::fill_n(indices_.get(), kSets * blocks_ * kBlock, uint8_t{0});
+    const size_t longest = place_windows(first.get());
+    if (longest <= 2 * kBlock) {
+      form_ = longest <= kBlock ? Form::kOneBlock : Form::kTwoBlocks;
+      make_window_indices(first.get(), longest <= kBlock ? kBlock : 2 * kBlock);
+    } else {
+      form_ = Form::kPieces;
+      make_pieces(first.get());
     }
-    make_indices();
   }
 
-  // The row that bytes are taken from: `row` or a copy, of which there are two, by `slot`.
+  // The row that bytes are taken from: `row`, or a copy of one that is shorter than a window. There
+  // are two copies, by `slot`.
   const uint8_t* open(const uint8_t* row, int slot) {
-    if (!copies_) return row;
-    uint8_t* const copy = copies_->get() + static_cast<size_t>(slot) * copy_bytes();
-    copy_pixels(row, copy);
-    return copy;
+    if (row_bytes_ >= 2 * kBlock) return row;
+    return static_cast<uint8_t*>(std::memcpy(short_rows_[slot], row, row_bytes_));
   }
 
-  bool copies_rows() const { return copies_.has_value(); }
-  // The pixels of all columns, unchanged.
-  void copy_pixels(const uint8_t* row, uint8_t* to) const {
-    for (int x = 0; x < begin_; ++x) copy_clamped(x, row, to);
-    // Locals, which no byte written can be part of.
-    const int *first = first_.get() + begin_, *const end = first_.get() + end_;
-    uint8_t* column = to + ptrdiff_t{begin_} * kCopied;
-    for (; first < end; ++first, column += kCopied) {
-      std::memcpy(column, row + ptrdiff_t{*first} * kSource, kMoved);
-    }
-    for (int x = end_; x < dst_width_; ++x) copy_clamped(x, row, to);
-  }
-
-  // bytes(opened_row, i) is a vector of the bytes from byte i on, a multiple of 16. Whole vectors
-  // can be asked for up to the next multiple of 64.
-  template <int kWindow>
+  // bytes(opened_row, i, set) is a vector of the set's bytes from byte i on, a multiple of 16.
+  // Whole vectors can be asked for up to the next multiple of 64.
+  enum class Form { kOneBlock, kTwoBlocks, kPieces };
+  template <Form kForm>
   struct Bytes {
     const size_t* bases;
     const uint8_t* indices;
-    HWY_INLINE auto operator()(const uint8_t* row, size_t i) const {
+    size_t set_bytes;
+    HWY_INLINE auto operator()(const uint8_t* row, size_t i, size_t set = 0) const {
       const Full<uint8_t> d8;
-      const size_t* const base = bases + i / kBlock;
-      return look_up_bytes<kWindow>(d8, row + base[0], row + base[hn::MaxLanes(d8) / kBlock - 1],
-                                    hn::LoadU(d8, indices + i));
+      constexpr size_t kSecond = hn::MaxLanes(d8) / kBlock - 1;  // of a vector's blocks
+      const size_t at = set * set_bytes + i;
+      const auto index = hn::LoadU(d8, indices + at);
+      if constexpr (kForm != Form::kPieces) {
+        constexpr int kWindow = kForm == Form::kOneBlock ? kBlock : 2 * kBlock;
+        const size_t* const base = bases + at / kBlock;
+        return look_up_bytes<kWindow>(d8, row + base[0], row + base[kSecond], index);
+      } else {
+        const size_t* const base = bases + at / (kBlock / kPieces);
+        const auto pieces = [=](int from) KELVRA_CV_INLINE {
+          return load_pieces<Piece>(d8, row, base + from, base + kSecond * kPieces + from);
+        };
+        if constexpr (kPieces * kPiece == kBlock) {
+          return hn::TableLookupBytes(pieces(0), index);
+        } else {
+          return look_up_two(opaque(pieces(0)), opaque(pieces(kPieces / 2)), index);
+        }
+      }
     }
   };
   // Calls f(bytes).
   template <class F>
   HWY_INLINE void use(const F& f) const {
-    if (window_ == kBlock) {
-      f(Bytes<kBlock>{bases_.get(), indices_.get()});
+    if (form_ == Form::kOneBlock) {
+      f(bytes<Form::kOneBlock>());
+    } else if (form_ == Form::kTwoBlocks) {
+      f(bytes<Form::kTwoBlocks>());
     } else {
-      f(Bytes<2 * kBlock>{bases_.get(), indices_.get()});
+      f(bytes<Form::kPieces>());
     }
   }
 
  private:
   static constexpr int kBlock = 16, kPadding = 64;
-  // The bytes that copying a column moves: some too many where that is quicker, of the next pixel.
-  static constexpr int kCopied = kSpan * kSource;
-  static constexpr int kMoved = kCopied == 6 ? 8 : kCopied == 3 ? 4 : kCopied;
+  static constexpr int kColumn = kSpan * kChannels;  // bytes
+  // A column's piece of the row, and the most columns that a block has a part of.
+  static constexpr int kPiece = next_power_of_two(kSpan * kSource);
+  using Piece = hwy::UnsignedFromSize<kPiece>;
+  static constexpr int kPieces =
+      next_power_of_two(kBlock / kColumn + (kBlock % kColumn == 0 ? 0 : 2));
+  static_assert(kPiece * kPieces == kBlock || kPiece * kPieces == 2 * kBlock);
 
-  // Columns begin_ to end_ - 1 are those that copy_pixels() moves kMoved bytes at a time: all of
-  // them are read inside of the row, and any too many are written to a column that is copied after.
-  void find_unclamped() {
-    const auto is_clamped = [this](int x) {
-      return first_[x] < 0 || first_[x] > src_width_ - kSpan - (kMoved > kCopied);
-    };
-    end_ = dst_width_ - (kMoved > kCopied);
-    while (begin_ < end_ && is_clamped(begin_)) ++begin_;
-    int x = begin_;
-    while (x < end_ && !is_clamped(x)) ++x;
-    end_ = x;
-  }
-  void copy_clamped(int x, const uint8_t* row, uint8_t* to) const {
-    for (int k = 0; k < kSpan; ++k) {
-      const int pixel = std::clamp(first_[x] + k, 0, src_width_ - 1);
-      std::memcpy(to + ptrdiff_t{x} * kCopied + k * kSource, row + ptrdiff_t{pixel} * kSource,
-                  kSource);
-    }
+  template <Form kForm>
+  HWY_INLINE Bytes<kForm> bytes() const {
+    return {bases_.get(), indices_.get(), blocks_ * kBlock};
   }
 
-  size_t copy_bytes() const { return size_t{kCopied} * static_cast<size_t>(dst_width_) + kPadding; }
-  size_t row_bytes() const {
-    return copies_ ? copy_bytes() : size_t{kSource} * static_cast<size_t>(src_width_);
-  }
-  // The pixel of the opened row that is number k of column x.
-  size_t pixel(int x, int k) const {
-    if (copies_) return size_t{kSpan} * static_cast<size_t>(x) + static_cast<size_t>(k);
-    return static_cast<size_t>(std::clamp(first_[x] + k, 0, src_width_ - 1));
-  }
-  // The window that holds so many bytes and is no longer than the row, or 0.
-  int window_of(size_t bytes) const {
-    const int window = bytes <= kBlock ? kBlock : 2 * kBlock;
-    return bytes <= 2 * kBlock && static_cast<size_t>(window) <= row_bytes() ? window : 0;
-  }
-
-  // Calls f(i, place) for all bytes, with their places in an opened row.
+  struct Byte {
+    size_t number;  // over all sets
+    size_t piece;   // of its block's
+    size_t column;  // where in the row its column begins
+    size_t place;   // in the row
+  };
+  // Calls f(byte) for all bytes, until it returns false.
   template <class F>
-  void for_each_byte(const F& f) const {
-    size_t i = 0;
-    for (int x = 0; x < dst_width_; ++x) {
-      size_t pixels[kSpan];
-      for (int k = 0; k < kSpan; ++k) pixels[k] = pixel(x, k) * kSource;
-      for (int c = 0; c < kChannels; ++c) {
-        for (int k = 0; k < kSpan; ++k) f(i++, pixels[k] + source_channel(c, kSwap));
+  void for_each_byte(const int* first, const F& f) const {
+    for (int set = 0; set < kSets; ++set) {
+      const size_t begin = static_cast<size_t>(set) * blocks_ * kBlock;
+      size_t i = 0;
+      for (int x = 0; x < dst_width_; ++x) {
+        size_t pixels[kSpan];
+        for (int k = 0; k < kSpan; ++k) {
+          const int pixel = std::clamp(first[x] + set * kSpan + k, 0, src_width_ - 1);
+          pixels[k] = static_cast<size_t>(pixel) * kSource;
+        }
+        for (int j = 0; j < kColumn; ++j, ++i) {
+          const size_t piece = static_cast<size_t>(x) - i / kBlock * kBlock / kColumn;
+          const size_t place = pixels[j % kSpan] + source_channel(j / kSpan, kSwap);
+          if (!f(Byte{begin + i, piece, pixels[0], place})) return;
+        }
       }
     }
   }
 
-  // Places the blocks' windows at their first bytes, and returns how long they must be.
-  size_t place_windows() {
-    std::fill_n(bases_.get(), blocks_, size_t{0});
+  // Places the blocks' windows at their first bytes, and returns how long they must be: where that
+  // is more than any window, it stops at once.
+  size_t place_windows(const int* first) {
+    std::fill_n(bases_.get(), kSets * blocks_, size_t{0});
     size_t end = 0, longest = 0;
-    for_each_byte([&](size_t i, size_t place) {
-      size_t& base = bases_[i / kBlock];
-      base = i % kBlock == 0 ? place : std::min(base, place);
-      end = i % kBlock == 0 ? place + 1 : std::max(end, place + 1);
+    for_each_byte(first, [&](const Byte& byte) {
+      const bool is_first = byte.number % kBlock == 0;
+      size_t& base = bases_[byte.number / kBlock];
+      base = is_first ? byte.place : std::min(base, byte.place);
+      end = std::max(is_first ? 0 : end, byte.place + 1);
       longest = std::max(longest, end - base);
+      return longest <= 2 * kBlock;
     });
     return longest;
   }
 
-  void make_indices() {
-    const size_t last_base = row_bytes() - static_cast<size_t>(window_);
-    for (size_t block = 0; block < blocks_; ++block) {
-      bases_[block] = std::min(bases_[block], last_base);
-    }
-    std::fill_n(indices_.get(), blocks_ * kBlock, uint8_t{0});
-    for_each_byte([&](size_t i, size_t place) {
-      indices_[i] = static_cast<uint8_t>(place - bases_[i / kBlock]);
+  void make_window_indices(const int* first, size_t window) {
+    const size_t last_base = std::max(row_bytes_, window) - window;
+    for (size_t i = 0; i < kSets * blocks_; ++i) bases_[i] = std::min(bases_[i], last_base);
+    for_each_byte(first, [&](const Byte& byte) {
+      indices_[byte.number] = static_cast<uint8_t>(byte.place - bases_[byte.number / kBlock]);
+      return true;
+    });
+  }
+
+  // The row is longer than a piece. Pieces that a block does not need are at its beginning.
+  void make_pieces(const int* first) {
+    std::fill_n(bases_.get(), kSets * kPieces * blocks_, size_t{0});
+    for_each_byte(first, [&](const Byte& byte) {
+      const size_t base = std::min(byte.column, row_bytes_ - kPiece);
+      bases_[byte.number / kBlock * kPieces + byte.piece] = base;
+      indices_[byte.number] = static_cast<uint8_t>(byte.piece * kPiece + byte.place - base);
+      return true;
     });
   }
 
   int src_width_, dst_width_;
-  size_t blocks_;
-  Scratch<int> first_;
-  Scratch<size_t> bases_;     // where the blocks' windows are
+  size_t row_bytes_, blocks_;
+  Scratch<size_t> bases_;     // where the blocks' windows or pieces are
   Scratch<uint8_t> indices_;  // into them
-  std::optional<Scratch<uint8_t>> copies_;
-  int begin_ = 0, end_ = 0;
-  int window_ = 0;
+  uint8_t short_rows_[2][2 * kBlock] = {};
+  Form form_;
 };
 
 }  // namespace KelvraCV::detail

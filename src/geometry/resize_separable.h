@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -70,53 +69,44 @@ class RowFilter {
         stride_(count_ + kSpareValues),
         weights_(kParts, stride_) {
     std::fill_n(weights_.get(), kParts * stride_, int16_t{0});
-    std::vector<Scratch<int>> first;  // of each pair of taps
-    for (int p = 0; p < kTaps / 2; ++p) first.emplace_back(static_cast<size_t>(dst_width));
+    Scratch<int> first(static_cast<size_t>(dst_width));
     Coordinates(src_width, dst_width).for_each([&](int x, float coordinate) {
       const Taps<kTaps> taps = Kernel::taps(coordinate, src_width);
-      for (int p = 0; p < kTaps / 2; ++p) first[p][x] = taps.first + 2 * p;
+      first[x] = taps.first;
       set_weights(static_cast<size_t>(x) * kChannels, taps.weights);
     });
-    for (auto& taps : first) gathers_.emplace_back(src_width, dst_width, std::move(taps));
+    gather_.emplace(src_width, dst_width, first);
   }
 
   // The values of a source row; whole vectors are written.
   void operator()(const uint8_t* src, int16_t* out) {
     const Full<int16_t> d16;
-    if constexpr (kTaps == 2) {
-      const uint8_t* const row = gathers_[0].open(src, 0);
-      gathers_[0].use([&](const auto& pairs) {
-        for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
-          hn::StoreU(mean_of_pairs(pairs(row, 2 * x), hn::LoadU(d16, &weights_[x])), d16, out + x);
+    const uint8_t* const row = gather_->open(src, 0);
+    gather_->use([&](const auto& pairs) {
+      for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
+        if constexpr (kTaps == 2) {
+          hn::StoreU(mean_of_pairs(pairs(row, 2 * x), part(0, x)), d16, out + x);
+        } else {
+          const hn::Vec<decltype(d16)> parts[4] = {part(0, x), part(1, x), part(2, x), part(3, x)};
+          hn::StoreU(sum_of_taps(pairs(row, 2 * x, 0), pairs(row, 2 * x, 1), parts), d16, out + x);
         }
-      });
-    } else {
-      const uint8_t *const row01 = gathers_[0].open(src, 0), *const row23 =
-                                                                 gathers_[1].open(src, 0);
-      gathers_[0].use([&](const auto& pairs01) {
-        gathers_[1].use([&](const auto& pairs23) {
-          for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
-            const hn::Vec<decltype(d16)> parts[4] = {part(0, x), part(1, x), part(2, x),
-                                                     part(3, x)};
-            hn::StoreU(sum_of_taps(pairs01(row01, 2 * x), pairs23(row23, 2 * x), parts), d16,
-                       out + x);
-          }
-        });
-      });
-    }
+      }
+    });
   }
 
   // A destination row of two source rows at once, for when no other row needs them.
   void blend(const uint8_t* const* rows, const Taps<2>& taps, uint8_t* out) {
     const Full<int16_t> d16;
     const RowPair<uint8_t> pair(rows, taps);
-    const uint8_t *const near = gathers_[0].open(pair.near, 0), *const far =
-                                                                    gathers_[0].open(pair.far, 1);
+    const uint8_t* const near = gather_->open(pair.near, 0);
+    const uint8_t* const far = gather_->open(pair.far, 1);
     const auto row_weight = hn::Set(d16, far_weight(pair.weight));
-    gathers_[0].use([&](const auto& pairs) {
-      store_row(count_, out, [&](size_t x) KELVRA_CV_INLINE {
+    const int16_t* const column_weights = weights_.get();
+    // All is captured by value: no byte written can be part of that.
+    gather_->use([=, count = count_](auto pairs) {
+      store_row(count, out, [=](size_t x) KELVRA_CV_INLINE {
         const auto half = [&](size_t at) KELVRA_CV_INLINE {
-          const auto weights = hn::LoadU(d16, &weights_[at]);
+          const auto weights = hn::LoadU(d16, column_weights + at);
           return mean_of_rows(mean_of_pairs(pairs(near, 2 * at), weights),
                               mean_of_pairs(pairs(far, 2 * at), weights), row_weight);
         };
@@ -143,7 +133,8 @@ class RowFilter {
 
   size_t count_, stride_;
   Scratch<int16_t> weights_;
-  std::vector<PixelGather<kSource, kChannels, kSwap, 2>> gathers_;  // one for each pair of taps
+  // A set for each pair of taps.
+  std::optional<PixelGather<kSource, kChannels, kSwap, 2, kTaps / 2>> gather_;
 };
 
 // ---- The whole.

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstring>
 #include <memory>
-#include <utility>
 
 #include "core/scratch.h"
 #include "core/simd.h"
@@ -27,7 +26,7 @@ class RowPicker {
     Coordinates(src_width, dst_width).for_each([&](int x, float coordinate) {
       taps[x] = tap(coordinate);
     });
-    gather_ = std::make_unique<Gather>(src_width, dst_width, std::move(taps));
+    gather_ = std::make_unique<Gather>(src_width, dst_width, taps);
   }
 
   void pick(const uint8_t* src, uint8_t* dst) {
@@ -38,11 +37,9 @@ class RowPicker {
       pick_every<2>(src, dst);
     } else if (step_ == 3) {
       pick_every<3>(src, dst);
-    } else if (kSource == kChannels && !kSwap && gather_->copies_rows()) {
-      gather_->copy_pixels(src, dst);
     } else {
-      gather_->use([&, row = gather_->open(src, 0)](const auto& bytes) {
-        store_row(count, dst, [&](size_t i) KELVRA_CV_INLINE { return bytes(row, i); });
+      gather_->use([=, row = gather_->open(src, 0)](auto bytes) {
+        store_row(count, dst, [=](size_t i) KELVRA_CV_INLINE { return bytes(row, i); });
       });
     }
   }
