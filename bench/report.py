@@ -282,7 +282,10 @@ def main():
     kept.mkdir(parents=True, exist_ok=True)
     found = measure(*folders) if machine == "x86-64" else collect(*folders)
     (kept / f"{machine}.json").write_text(json.dumps(found, indent=0, sort_keys=True) + "\n")
-    x86, arm64 = (json.loads((kept / f"{name}.json").read_text()) for name in ("x86-64", "arm64"))
+    halves = [kept / f"{name}.json" for name in ("x86-64", "arm64")]
+    if not all(path.exists() for path in halves):
+        sys.exit("the other half of the page has not been measured yet: run ./dev bench and ./dev bench arm64")
+    x86, arm64 = (json.loads(path.read_text()) for path in halves)
     page = PAGE.format(picture="benchmarks.svg", x86=write_x86(x86), arm64=write_arm64(arm64))
     (docs / "benchmarks.md").write_text(page.rstrip() + "\n")
     draw(x86, arm64, docs / "benchmarks.svg")
