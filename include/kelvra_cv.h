@@ -13,9 +13,11 @@
 ///   gaussian_blur(), flood_fill() and align_back_img(), elsewhere after the checks that print.
 /// - **Byte order** in memory is R, G, B(, A), unless a flag or ImageData::color_order says B, G,
 ///   R(, A). Alpha is carried or dropped as stated and never takes part in colour arithmetic.
-/// - **Results** are the same bytes on every machine, compiler and vector width (but for scaled
-///   frames). Shifts and conversions to bytes truncate, with no rounding term, unless a formula
-///   shows one.
+/// - **Results** are the same bytes on every machine, compiler and vector width. Scaled frames are
+///   not: they are libyuv's. gaussian_blur(), bilateral_filter() and get_rotation_matrix() take
+///   exponentials, sines and cosines from the C library, and may differ between C libraries in the
+///   last bit of these. Shifts and conversions to bytes truncate, with no rounding term, unless a
+///   formula shows one.
 /// - **Failures** print one message through log_print() and return, writing nothing. Nothing
 ///   throws, except that running out of memory may throw std::bad_alloc, and that
 ///   find_blob_contours() lets OpenCV's exceptions pass.
