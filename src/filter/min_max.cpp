@@ -137,6 +137,7 @@ class ExtremeFilter {
   // Few enough for a result whose rows compete for the same places of a cache.
   static constexpr int kRowsTogether = 4;
 
+  // n_ is at least 3. NOLINTNEXTLINE(clang-analyzer-core.DivideZero)
   uint8_t* row(int y) { return rows_.get() + y % (2 * n_) * pitch_; }
   uint8_t* result(int y) { return row_at(dst_, y, width_); }
 
