@@ -22,6 +22,9 @@ if(KELVRA_CV_SANITIZE)
   target_compile_options(kelvra_cv_settings INTERFACE
     -fsanitize=${KELVRA_CV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(kelvra_cv_settings INTERFACE -fsanitize=${KELVRA_CV_SANITIZE})
+  # GCC 12 sees uninitialised members inside of the standard library's expressions then.
+  target_compile_options(kelvra_cv_settings INTERFACE
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 # The library's own kernels only: applications keep the instruction set that they chose.
