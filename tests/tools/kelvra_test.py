@@ -81,6 +81,7 @@ class Kelvra(unittest.TestCase):
             text = self.run_kelvra("help", operation["name"]).decode()
             for parameter in operation["parameters"]:
                 self.assertIn("--" + parameter["name"], text)
+        self.assertIn("--resume", self.run_kelvra("help", "batch").decode())
         script = self.put("complete.bash", bash)
         for words, wanted in [(["cla"], "clahe"), (["clahe", "--c"], "--clip"),
                               (["resize", "--filter", "bi"], "bilinear\nbicubic")]:

@@ -14,7 +14,8 @@ using operations::Type;
 
 const char* const kVerbs[][2] = {
     {"list [FAMILY]", "The operations, one a line."},
-    {"help [OPERATION]", "What an operation does, its parameters, and the functions behind it."},
+    {"help [NAME]",
+     "What an operation does, its parameters, and the functions behind it; a command's options."},
     {"OPERATION IN OUT [--PARAMETER VALUE]...", "One operation on a picture."},
     {"boxes|corners|outlines|blobs|regions|bounds|histogram IN [OUT]",
      "What is found, as JSON on standard output, or drawn over the picture."},

@@ -51,9 +51,14 @@ int run_request(const operations::Chain& chain, Request& request) {
 using Action = std::function<int()>;
 using Actions = std::vector<std::pair<CLI::App*, Action>>;
 
+const std::string kOperations = "Operations: ";  // and the family: a group of verbs
+bool is_operation(const CLI::App& verb) {
+  return verb.get_group().compare(0, kOperations.size(), kOperations) == 0;
+}
+
 void add_operation(CLI::App& app, const Operation& operation, Actions& actions) {
-  CLI::App* const verb = app.add_subcommand(operation.name, operation.sentence)
-                             ->group("Operations: " + operation.family);
+  CLI::App* const verb =
+      app.add_subcommand(operation.name, operation.sentence)->group(kOperations + operation.family);
   const auto request = std::make_shared<Request>();
   request->values.resize(operation.parameters.size());
   add_conversion_options(verb, *request, !operation.find);
@@ -82,12 +87,16 @@ void add_texts(CLI::App& app, Actions& actions) {
   list->add_flag("--json", *as_json, "The whole table");
   actions.emplace_back(list, [=] { return kelvra::list_operations(*word, *as_json); });
 
-  CLI::App* const help = app.add_subcommand("help", "What an operation does, and its parameters");
-  const auto operation = std::make_shared<std::string>();
-  help->add_option("OPERATION", *operation, "Its name");
-  actions.emplace_back(help, [operation, &app] {
-    if (!operation->empty()) return kelvra::explain(*operation);
-    std::fputs(app.help().c_str(), stdout);
+  CLI::App* const help = app.add_subcommand("help", "What an operation or command does");
+  const auto name = std::make_shared<std::string>();
+  help->add_option("NAME", *name, "Of an operation, or of a command such as run");
+  actions.emplace_back(help, [name, &app] {
+    const auto is_command = [&](const CLI::App* verb) {
+      return verb->get_name() == *name && !is_operation(*verb);
+    };
+    const auto found = app.get_subcommands(is_command);
+    if (found.empty() && !name->empty()) return kelvra::explain(*name);
+    std::fputs((found.empty() ? app : *found[0]).help().c_str(), stdout);
     return kelvra::kDone;
   });
 
