@@ -81,7 +81,8 @@ class Kelvra(unittest.TestCase):
             text = self.run_kelvra("help", operation["name"]).decode()
             for parameter in operation["parameters"]:
                 self.assertIn("--" + parameter["name"], text)
-        self.assertIn("--resume", self.run_kelvra("help", "batch").decode())
+        self.assertIn("Usage: kelvra batch", self.run_kelvra("help", "batch").decode())
+        self.assertIn("\n  gallery ", self.run_kelvra("help").decode())
         script = self.put("complete.bash", bash)
         for words, wanted in [(["cla"], "clahe"), (["clahe", "--c"], "--clip"),
                               (["resize", "--filter", "bi"], "bilinear\nbicubic")]:

@@ -96,7 +96,11 @@ void add_texts(CLI::App& app, Actions& actions) {
     };
     const auto found = app.get_subcommands(is_command);
     if (found.empty() && !name->empty()) return kelvra::explain(*name);
-    std::fputs((found.empty() ? app : *found[0]).help().c_str(), stdout);
+    const CLI::App& command = found.empty() ? app : *found[0];
+    const std::string line = found.empty() ? "kelvra" : "kelvra " + *name;
+    const std::string text =
+        app.get_formatter()->make_help(&command, line, CLI::AppFormatMode::Normal);
+    std::fputs(text.c_str(), stdout);
     return kelvra::kDone;
   });
 
