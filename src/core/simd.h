@@ -735,6 +735,19 @@ HWY_INLINE V32 broadcast_last_sum(V32 a, V32 b) {
   }
 }
 
+// Lane i of the result is the sum of lanes 0 to i, of 32-bit integers.
+template <class V32>
+HWY_INLINE V32 prefix_sums(V32 v) {
+  const hn::DFromV<V32> d32;
+  v = v + hn::ShiftLeftLanes<1>(d32, v);
+  v = v + hn::ShiftLeftLanes<2>(d32, v);
+  if constexpr (hn::MaxLanes(d32) == 8) {
+    const hn::Half<decltype(d32)> half;
+    v = v + hn::Combine(d32, hn::Broadcast<3>(hn::LowerHalf(half, v)), hn::Zero(half));
+  }
+  return v;
+}
+
 // A vector whose block b has `values[b]` in all of its lanes.
 template <class D32>
 HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {

@@ -4,16 +4,23 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace KelvraCV::detail {
 
 // Counts in several tables in turn: neighbours are often equal, and an increment must not wait for
-// the one before it.
+// the one before it. Of a few samples, all in one: then tables are the greater cost.
 class ByteCounts {
  public:
+  // `samples` will be added in all.
+  ByteCounts(size_t samples) : tables_(samples < kFew ? 1 : kTables) {
+    std::memset(counts_, 0, tables_ * sizeof counts_[0]);
+  }
+
   // `count` samples, `step` bytes apart.
   void add(const uint8_t* samples, size_t count, size_t step) {
     const auto add_with = [&](auto step_of) {
+      if (tables_ == 1) return add_to(counts_[0], samples, count, step_of);
       add_to(counts_[0], counts_[1], counts_[2], counts_[3], samples, count, step_of);
     };
     // Steps that the compiler knows become part of its addresses.
@@ -25,7 +32,7 @@ class ByteCounts {
 
   // Sums the tables into the first one, which the result points to: 256 counts modulo 2^32.
   const uint32_t* total() {
-    for (size_t k = 1; k < kTables; ++k) {
+    for (size_t k = 1; k < tables_; ++k) {
       for (size_t value = 0; value < 256; ++value) counts_[0][value] += counts_[k][value];
     }
     return counts_[0];
@@ -48,11 +55,16 @@ class ByteCounts {
         ++table3[values[k + 3]];
       }
     }
-    for (; count > 0; --count, samples += step()) ++table0[*samples];
+    add_to(table0, samples, count, step);
+  }
+  template <class Step>
+  static void add_to(uint32_t* table, const uint8_t* samples, size_t count, Step step) {
+    for (; count > 0; --count, samples += step()) ++table[*samples];
   }
 
-  static constexpr size_t kTables = 4;
-  uint32_t counts_[kTables][256] = {};
+  static constexpr size_t kTables = 4, kFew = 1024;
+  size_t tables_;
+  uint32_t counts_[kTables][256];
 };
 
 }  // namespace KelvraCV::detail

@@ -2,9 +2,11 @@
 // and for each pixel the bilinear mean of what the four nearest regions' mappings give.
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "core/rows.h"
 #include "core/scratch.h"
+#include "core/simd.h"
 #include "edge/byte_counts.h"
 #include "edge/exact_quotient.h"
 #include "kelvra_cv.h"
@@ -30,67 +32,81 @@ int bin_size(int bins) {
   return 255 / bins + 1;
 }
 
+// Calls visit(value, bin) for each byte value.
+template <class Visit>
+void for_each_value(int values_per_bin, Visit visit) {
+  if (values_per_bin == 1) {
+    for (int value = 0; value < 256; ++value) visit(value, value);  // vectorised
+    return;
+  }
+  for (int value = 0, bin = 0; value < 256; ++bin) {
+    const int next = std::min(value + values_per_bin, 256);
+    for (; value < next; ++value) visit(value, bin);
+  }
+}
+
 // The most that a bin may count.
-uint64_t clip_limit(size_t pixels, float clip, int bins) {
-  constexpr uint64_t kUnlimited = 16384;
+uint32_t clip_limit(size_t pixels, float clip, int bins) {
+  constexpr uint32_t kUnlimited = 16384;
   if (!(clip > 0)) return kUnlimited;
   const float limit = static_cast<float>(pixels) * clip / static_cast<float>(bins);
-  if (limit >= 4294967296.0f) return 4294967295;
-  return std::max<uint64_t>(static_cast<uint64_t>(limit), 1);
+  if (limit >= 4294967296.0f) return UINT32_MAX;
+  return std::max<uint32_t>(static_cast<uint32_t>(limit), 1);
 }
 
 // One sweep over all starts: an increment here and there until the excess is used up.
-uint64_t spread(uint64_t* hist, uint64_t bins, uint64_t limit, uint64_t excess) {
-  for (uint64_t start = 0; start < bins && excess > 0; ++start) {
-    const uint64_t step = excess > bins ? 1 : bins / excess;
-    for (uint64_t i = start; i < bins && excess > 0; i += step) {
-      if (hist[i] >= limit) continue;
-      ++hist[i];
-      --excess;
+uint32_t spread(uint32_t* hist, uint32_t bins, uint32_t limit, uint32_t excess) {
+  for (uint32_t start = 0; start < bins && excess > 0; ++start) {
+    const uint32_t step = excess > bins ? 1 : bins / excess;
+    for (size_t i = start; i < bins && excess > 0; i += step) {
+      const uint32_t is_below = hist[i] < limit ? 1 : 0;
+      hist[i] += is_below;
+      excess -= is_below;
     }
   }
   return excess;
 }
 
-// Cuts the bins at `limit` and spreads what is cut off over all of them.
-void clip_histogram(uint64_t* hist, int bin_count, uint64_t limit) {
-  const auto bins = static_cast<uint64_t>(bin_count);
-  uint64_t excess = 0;
-  for (uint64_t i = 0; i < bins; ++i) excess += hist[i] > limit ? hist[i] - limit : 0;
-  const uint64_t increment = excess / bins;
+// Cuts the bins at `limit` and spreads what is cut off over all of them. Together they never count
+// more than there are pixels.
+void clip_histogram(uint32_t* hist, uint32_t bins, uint32_t limit) {
+  uint32_t excess = 0;
+  for (uint32_t i = 0; i < bins; ++i) excess += hist[i] > limit ? hist[i] - limit : 0;
+  if (excess == 0) return;
+  const uint32_t increment = excess / bins;
   // Unsigned: an increment beyond the limit makes this too large to be reached.
-  const uint64_t upper = limit - increment;
-  for (uint64_t i = 0; i < bins; ++i) {
-    if (hist[i] > limit) {
-      hist[i] = limit;
-    } else if (hist[i] > upper) {
-      // Deliberately not by limit - hist[i], which is what the bin takes: this is what decides how
-      // much is spread afterwards.
-      excess -= hist[i] - upper;
-      hist[i] = limit;
-    } else {
-      excess -= increment;
-      hist[i] += increment;
-    }
+  const uint32_t upper = limit - increment;
+  const uint32_t least_full = std::min(limit, upper);
+  for (uint32_t i = 0; i < bins; ++i) {  // vectorised
+    // Deliberately not limit - hist[i], which is what the bin takes: this is what decides how much
+    // is spread afterwards.
+    const uint32_t taken = hist[i] > upper ? hist[i] - upper : increment;
+    excess -= hist[i] > limit ? 0 : taken;
+    hist[i] = hist[i] > least_full ? limit : hist[i] + increment;
   }
   // Without a bin below the limit, a sweep has no effect.
-  while (excess > 0 && std::any_of(hist, hist + bins, [=](uint64_t h) { return h < limit; })) {
+  while (excess > 0 && std::any_of(hist, hist + bins, [=](uint32_t h) { return h < limit; })) {
     excess = spread(hist, bins, limit, excess);
   }
 }
 
-// The grey level of each byte value, by the region's cumulative histogram. In single precision,
-// from left to right.
-void map_values(const uint64_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
+// The grey level of each byte value: of 256 bins, which are cumulated. In single precision, from
+// left to right.
+void map_values(uint32_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
-  int64_t cumulated = 0;  // signed, as processors convert those to floats
-  for (int value = 0; value < 256; ++hist) {
-    cumulated += static_cast<int64_t>(*hist);
-    const float level = static_cast<float>(cumulated) * 255.0f * reciprocal;
-    const auto byte = static_cast<uint8_t>(static_cast<int>(std::min(level, 255.0f)));
-    const int next = std::min(value + values_per_bin, 256);
-    for (; value < next; ++value) mapping[value] = byte;
+  const Full<uint32_t> d;
+  auto before = hn::Zero(d);
+  for (size_t bin = 0; bin < 256; bin += hn::Lanes(d)) {
+    const auto sums = prefix_sums(hn::LoadU(d, hist + bin));
+    hn::StoreU(before + sums, d, hist + bin);
+    before = broadcast_last_sum(before, sums);
   }
+  uint8_t levels[256];
+  for (int bin = 0; bin < 256; ++bin) {  // vectorised
+    const float level = static_cast<float>(hist[bin]) * 255.0f * reciprocal;
+    levels[bin] = static_cast<uint8_t>(static_cast<int>(std::min(level, 255.0f)));
+  }
+  for_each_value(values_per_bin, [=](int value, int bin) { mapping[value] = levels[bin]; });
 }
 
 // The grid's mappings, 256 bytes for each region, row by row.
@@ -105,23 +121,22 @@ struct Grid {
 void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* mappings) {
   const int width = grid.region_width, height = grid.region_height;
   const size_t pixels = static_cast<size_t>(width) * height;
-  const uint64_t limit = clip_limit(pixels, clip, bins);
+  const uint32_t limit = clip_limit(pixels, clip, bins);
   const int values_per_bin = bin_size(bins);
-  Scratch<uint64_t> hist(static_cast<size_t>(bins));
+  const size_t room = std::max(bins, 256);
+  Scratch<uint32_t> scratch(room);
+  uint32_t* const hist = scratch.get();
   for (int region = 0; region < grid.regions * grid.regions; ++region) {
     const int left = region % grid.regions * width, top = region / grid.regions * height;
-    ByteCounts counts;
+    ByteCounts counts(pixels);
     for (int y = top; y < top + height; ++y) {
       counts.add(plane.at(left, y), static_cast<size_t>(width), static_cast<size_t>(plane.step));
     }
     const uint32_t* total = counts.total();
-    std::fill_n(hist.get(), bins, uint64_t{0});
-    for (int value = 0, bin = 0; value < 256; ++bin) {
-      const int next = std::min(value + values_per_bin, 256);
-      for (; value < next; ++value) hist[bin] += total[value];
-    }
-    clip_histogram(hist.get(), bins, limit);
-    map_values(hist.get(), pixels, values_per_bin, mappings + static_cast<size_t>(region) * 256);
+    std::fill_n(hist, room, 0);
+    for_each_value(values_per_bin, [=](int value, int bin) { hist[bin] += total[value]; });
+    clip_histogram(hist, static_cast<uint32_t>(bins), limit);
+    map_values(hist, pixels, values_per_bin, mappings + static_cast<size_t>(region) * 256);
   }
 }
 
@@ -145,29 +160,28 @@ struct DirectBlend {
   uint64_t operator()(uint8_t value) const { return upper[value] * above + lower[value] * below; }
 };
 
+// The sections of a row, with the division by their areas.
+struct Column {
+  Section section;
+  ExactQuotient divided;
+};
+
 // The mean of the four mappings at (x, y) of a section of w x h is
 // ((lu (w - x) + ru x) (h - y) + (lb (w - x) + rb x) y) / (w h), truncated: whole numbers, so the
 // rows may be blended before the columns. `left` and `right` give that of a value.
-template <class Level, class Quotient>
-void interpolate(uint8_t* samples, int step, int width, Level left, Level right, Quotient divided) {
-  const auto end = static_cast<uint64_t>(width);
+template <class Level>
+void interpolate(uint8_t* samples, int step, const Column& column, Level left, Level right) {
+  const auto end = static_cast<uint64_t>(column.section.length);
+  const ExactQuotient divided = column.divided;
   for (uint64_t x = 0; x < end; ++x, samples += step) {
     *samples = divided(left(*samples) * (end - x) + right(*samples) * x);
   }
 }
-template <class Level>
-void interpolate(uint8_t* samples, int step, int width, int height, Level left, Level right) {
-  const uint64_t area = static_cast<uint64_t>(width) * height;
-  if (area <= ExactQuotient::kLargestDivisor) {
-    interpolate(samples, step, width, left, right, ExactQuotient(area));
-  } else {
-    interpolate(samples, step, width, left, right, PlainQuotient(area));
-  }
-}
 
-// Row y of a section. The rows are blended pixel by pixel, or where that is less work once for all
-// values, into `levels`.
-void interpolate_row(const Plane& plane, const Grid& grid, Section rows, int y, uint32_t* levels) {
+// Row y of a section of rows. The mappings above and below are blended pixel by pixel, or where
+// that is less work once for all values, into `levels`.
+void interpolate_row(const Plane& plane, const Grid& grid, Section rows, const Column* columns,
+                     int y, uint32_t* levels) {
   constexpr int kNarrow = 64, kHighest = UINT32_MAX / 255;  // columns; rows whose levels fit
   const bool is_direct = grid.region_width < kNarrow || rows.length > kHighest;
   const auto below = static_cast<uint32_t>(y), above = static_cast<uint32_t>(rows.length - y);
@@ -188,15 +202,12 @@ void interpolate_row(const Plane& plane, const Grid& grid, Section rows, int y, 
     };
   };
   for (int k = 0; k <= grid.regions; ++k) {
-    const Section columns = section_of(k, grid.regions, grid.region_width, plane.width);
-    if (columns.length < 1) continue;
-    uint8_t* samples = plane.at(columns.start, rows.start + y);
+    const auto [start, length, before, after] = columns[k].section;
+    uint8_t* samples = plane.at(start, rows.start + y);
     if (is_direct) {
-      interpolate(samples, plane.step, columns.length, rows.length, blend(columns.before),
-                  blend(columns.after));
+      interpolate(samples, plane.step, columns[k], blend(before), blend(after));
     } else {
-      interpolate(samples, plane.step, columns.length, rows.length, look_up(columns.before),
-                  look_up(columns.after));
+      interpolate(samples, plane.step, columns[k], look_up(before), look_up(after));
     }
   }
 }
@@ -211,8 +222,14 @@ void equalise(const Plane& plane, int tiles, int bins, float clip) {
   Scratch<uint32_t> levels(static_cast<size_t>(regions) * 256);
   for (int k = 0; k <= regions; ++k) {
     const Section rows = section_of(k, regions, grid.region_height, plane.height);
+    std::vector<Column> columns;
+    for (int c = 0; c <= regions; ++c) {
+      const Section section = section_of(c, regions, grid.region_width, plane.width);
+      const uint64_t area = static_cast<uint64_t>(section.length) * rows.length;
+      columns.push_back({section, ExactQuotient(std::max<uint64_t>(area, 1))});
+    }
     for (int y = 0; y < rows.length; ++y) {
-      interpolate_row(plane, grid, rows, y, levels.get());
+      interpolate_row(plane, grid, rows, columns.data(), y, levels.get());
     }
   }
 }

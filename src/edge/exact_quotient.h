@@ -6,7 +6,8 @@
 
 namespace KelvraCV::detail {
 
-// n / divisor, truncated, for n from 0 to 255 * divisor and divisors from 1 to 2^24.
+// n / divisor, truncated, for n from 0 to 255 * divisor. For divisors from 1 to 2^24 without a
+// division:
 //
 // With m = floor(2^56 / d) + 1, m d = 2^56 + e and 0 < e <= d. Then n m / 2^56 = n / d + error with
 // error = n e / (d 2^56) <= 255 d / 2^56. A quotient n / d is at least 1 / d below the next whole
@@ -14,23 +15,16 @@ namespace KelvraCV::detail {
 // d <= 2^24 is. The product fits 64 bits: n m <= 255 d (2^56 / d + 1) = 255 (2^56 + d) < 2^64.
 class ExactQuotient {
  public:
+  explicit ExactQuotient(uint64_t divisor)
+      : divisor_(divisor),
+        factor_(divisor <= kLargestDivisor ? (uint64_t{1} << 56) / divisor + 1 : 0) {}
+  uint8_t operator()(uint64_t n) const {
+    return static_cast<uint8_t>(factor_ != 0 ? (n * factor_) >> 56 : n / divisor_);
+  }
+
+ private:
   static constexpr uint64_t kLargestDivisor = uint64_t{1} << 24;
-
-  explicit ExactQuotient(uint64_t divisor) : factor_((uint64_t{1} << 56) / divisor + 1) {}
-  uint8_t operator()(uint64_t n) const { return static_cast<uint8_t>((n * factor_) >> 56); }
-
- private:
-  uint64_t factor_;
-};
-
-// The same for larger divisors.
-class PlainQuotient {
- public:
-  explicit PlainQuotient(uint64_t divisor) : divisor_(divisor) {}
-  uint8_t operator()(uint64_t n) const { return static_cast<uint8_t>(n / divisor_); }
-
- private:
-  uint64_t divisor_;
+  uint64_t divisor_, factor_;
 };
 
 }  // namespace KelvraCV::detail

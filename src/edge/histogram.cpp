@@ -34,10 +34,11 @@ void cal_hist(const unsigned char* src, int stride, int channels, int width, int
     if (bins[c] > 0) std::memset(hists[c], 0, sizeof(int) * static_cast<size_t>(bins[c]));
   }
   const uint8_t* first = row_at(src, y, stride) + static_cast<ptrdiff_t>(x) * channels;
+  const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
   constexpr int kTogether = 4;  // channels of one walk over the rows
   for (int done = 0; done < channels; done += kTogether) {
     const int end = std::min(channels, done + kTogether);
-    ByteCounts counts[kTogether];
+    ByteCounts counts[kTogether] = {pixels, pixels, pixels, pixels};
     for (int row = 0; row < height; ++row) {
       const uint8_t* samples = row_at(first, row, stride);
       for (int c = done; c < end; ++c) {
