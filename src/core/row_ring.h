@@ -3,6 +3,7 @@
 #define KELVRA_CV_CORE_ROW_RING_H_
 
 #include <cstddef>
+#include <cstdint>
 
 #include "core/scratch.h"
 
@@ -12,13 +13,14 @@ namespace KelvraCV::detail {
 template <class T>
 class RowRing {
  public:
-  RowRing(size_t count, size_t pitch) : count_(count), pitch_(pitch), rows_(count, pitch) {}
+  RowRing(uint32_t count, size_t pitch) : count_(count), pitch_(pitch), rows_(count, pitch) {}
 
-  T* operator[](size_t y) { return rows_.get() + y % count_ * pitch_; }
-  const T* operator[](size_t y) const { return rows_.get() + y % count_ * pitch_; }
+  T* operator[](uint32_t y) { return rows_.get() + y % count_ * pitch_; }
+  const T* operator[](uint32_t y) const { return rows_.get() + y % count_ * pitch_; }
 
  private:
-  size_t count_, pitch_;
+  uint32_t count_;  // 32 bits are quicker to divide by
+  size_t pitch_;
   Scratch<T> rows_;
 };
 

@@ -42,16 +42,13 @@ struct Binomial5 {
   }
 };
 
-template <class Kernel>
-using Taps = std::array<const uint8_t*, Kernel::kTaps>;
-
-// Results from the rows at `taps`, or from one row at as many offsets.
-template <class Kernel>
-HWY_FLATTEN void blur_row(Taps<Kernel> taps, uint8_t* out, int count) {
+// Results from the rows that tap(0), tap(1), … point to, or from one row at as many offsets.
+template <class Kernel, class Tap>
+HWY_INLINE void blur_row(const Tap& tap, uint8_t* out, int count) {
   for_each_group<uint8_t>(count, [=](auto group, size_t x) {
     for (size_t i = 0; i < std::size(group.v); ++i) {
       hn::Vec<typename decltype(group)::Tag> samples[Kernel::kTaps];
-      for (int j = 0; j < Kernel::kTaps; ++j) samples[j] = group.load(taps[j] + x).v[i];
+      for (int j = 0; j < Kernel::kTaps; ++j) samples[j] = group.load(tap(j) + x).v[i];
       group.v[i] = Kernel::of(samples);
     }
     group.store(out + x);
@@ -72,17 +69,19 @@ uint8_t at_edge(const uint8_t* row, int x, int width) {
 template <class Kernel>
 void blur_along(const uint8_t* row, uint8_t* out, int width) {
   constexpr int kRadius = Kernel::kTaps / 2;
-  const int left = std::min(kRadius, width), right = std::max(left, width - kRadius);
-  for (int x = 0; x < left; ++x) out[x] = at_edge<Kernel>(row, x, width);
-  Taps<Kernel> taps;
-  for (int i = 0; i < Kernel::kTaps; ++i) taps[i] = row + i;
-  blur_row<Kernel>(taps, out + left, right - left);
-  for (int x = right; x < width; ++x) out[x] = at_edge<Kernel>(row, x, width);
+  const int last = width - 1;
+  if (width > 2 * kRadius) {
+    blur_row<Kernel>([=](int i) { return row + i; }, out + kRadius, width - 2 * kRadius);
+  }
+  for (int x = 0; x < kRadius && x < width; ++x) {
+    out[x] = at_edge<Kernel>(row, x, width);
+    out[last - x] = at_edge<Kernel>(row, last - x, width);
+  }
   if constexpr (Kernel::kTaps == 5) {
     // On purpose: the last column is formed from the three before it, without its own pixel.
     if (width >= 4) {
-      const uint8_t* last = row + width - 1;
-      out[width - 1] = static_cast<uint8_t>((last[-3] + 4 * last[-2] + 11 * last[-1]) >> 4);
+      out[last] =
+          static_cast<uint8_t>((row[last - 3] + 4 * row[last - 2] + 11 * row[last - 1]) >> 4);
     }
   }
 }
@@ -92,14 +91,13 @@ void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_strid
   if (width < 1 || height < 1) return;
   constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
   RowRing<uint8_t> along(kTaps, width);
-  int known = 0;
-  for (int y = 0; y < height; ++y) {
-    for (; known < height && known <= y + kRadius; ++known) {
-      blur_along<Kernel>(row_at(src, known, src_stride), along[known], width);
-    }
-    Taps<Kernel> taps;
-    for (int i = 0; i < kTaps; ++i) taps[i] = along[std::clamp(y + i - kRadius, 0, height - 1)];
-    blur_row<Kernel>(taps, row_at(dst, y, dst_stride), width);
+  for (int y = -kRadius; y < height; ++y) {
+    const int next = y + kRadius;
+    if (next < height) blur_along<Kernel>(row_at(src, next, src_stride), along[next], width);
+    if (y < 0) continue;
+    std::array<const uint8_t*, kTaps> rows;
+    for (int i = 0; i < kTaps; ++i) rows[i] = along[std::clamp(y + i - kRadius, 0, height - 1)];
+    blur_row<Kernel>([=](int i) { return rows[i]; }, row_at(dst, y, dst_stride), width);
   }
 }
 
