@@ -790,12 +790,16 @@ HWY_INLINE V blend_classes(D d, V class0, V class1, V class2) {
 // Whether the machine loads a pixel's channels into vectors of their own in one instruction.
 constexpr bool kLoadsChannelsApart = !HWY_ARCH_X86;
 
-// As many pixels as a vector has lanes, a vector for each channel.
+// As many pixels as a vector has lanes, a vector for each channel: bytes, or two of any type.
 template <int kChannels, class D>
-HWY_INLINE void load_pixels(D d8, const uint8_t* from, hn::Vec<D>* channels) {
-  if constexpr (kChannels == 1) channels[0] = hn::LoadU(d8, from);
-  if constexpr (kChannels == 2) hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
-  if constexpr (kChannels == 3) {
+HWY_INLINE void load_pixels(D d8, const hn::TFromD<D>* from, hn::Vec<D>* channels) {
+  if constexpr (hn::MaxLanes(d8) == 1) {
+    for (int c = 0; c < kChannels; ++c) channels[c] = hn::LoadU(d8, from + c);
+  } else if constexpr (kChannels == 1) {
+    channels[0] = hn::LoadU(d8, from);
+  } else if constexpr (kChannels == 2) {
+    hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
+  } else if constexpr (kChannels == 3) {
 #if HWY_ARCH_X86
     const auto a = load_blocks(d8, from, 48), b = load_blocks(d8, from + 16, 48),
                c = load_blocks(d8, from + 32, 48);
@@ -808,8 +812,7 @@ HWY_INLINE void load_pixels(D d8, const uint8_t* from, hn::Vec<D>* channels) {
 #else
     hn::LoadInterleaved3(d8, from, channels[0], channels[1], channels[2]);
 #endif
-  }
-  if constexpr (kChannels == 4) {
+  } else {
     hn::LoadInterleaved4(d8, from, channels[0], channels[1], channels[2], channels[3]);
   }
 }

@@ -1,9 +1,9 @@
 // Bilinear resizing of bytes in 11-bit fixed point, truncating, and of floats.
 #include "core/rows.h"
+#include "geometry/pick_pixels.h"
 #include "geometry/resize_float.h"
 #include "geometry/resize_separable.h"
 #include "geometry/resize_shortcuts.h"
-#include "geometry/row_picker.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -11,66 +11,47 @@ namespace {
 
 using namespace detail;
 
-enum class Columns { kOther, kPick, kHalve, kDouble };
-
-constexpr int kNear = kWeightOne * 3 / 4;
-
-// What all columns have in common.
-Columns columns_of(int source, int destination) {
-  const auto all = [=](auto holds) {
-    return all_positions(source, destination, [=](int x, float coordinate) {
-      const Taps<2> taps = Linear::taps(coordinate, source);
-      return holds(x, taps.first, taps.weights[0]);
-    });
-  };
-  if (all([](int, int, int weight) { return weight == kWeightOne; })) return Columns::kPick;
-  if (2 * int64_t{destination} <= source && all([](int x, int first, int weight) {
-        return first == 2 * int64_t{x} && weight == kWeightOne / 2;
-      })) {
-    return Columns::kHalve;
-  }
-  if (destination == 2 * int64_t{source} && all([=](int x, int first, int weight) {
-        if (x == 0 || x == destination - 1) return first == x / 2 && weight == kWeightOne;
-        return first == (x - 1) / 2 && weight == (x % 2 != 0 ? kNear : kWeightOne - kNear);
-      })) {
-    return Columns::kDouble;
-  }
-  return Columns::kOther;
+bool is_halved(int source, int destination) {
+  return source == int64_t{2} * destination &&
+         is_regular(source, destination, [=](int i, float coordinate) {
+           const Taps<2> taps = Linear::taps(coordinate, source);
+           return taps.first == 2 * i && taps.weights[0] == kWeightOne / 2;
+         });
 }
 
-// Each row is made by the first of these that can:
-//   RowPicker              where columns and row take single pixels, as in a third
-//   SimpleRows::halve      where columns and row take the means of two
-//   SimpleRows::enlarge    where columns and row are doubled
-//   RowFilter::blend       of a reduction, two source rows at once
-//   RowFilter, blend_rows  of an enlargement, from filtered source rows that are kept
+// All positions but the first and the last are a quarter of the way from one pixel to another.
+bool is_doubled(int source, int destination) {
+  constexpr int kNear = kWeightOne * 3 / 4;
+  return destination == int64_t{2} * source &&
+         is_regular(source, destination, [=](int i, float coordinate) {
+           const Taps<2> taps = Linear::taps(coordinate, source);
+           const int weight = taps.weights[0];
+           if (i == 0 || i == destination - 1) return taps.first == i / 2 && weight == kWeightOne;
+           return taps.first == (i - 1) / 2 && weight == (i % 2 != 0 ? kNear : kWeightOne - kNear);
+         });
+}
+
 template <int kSource, int kChannels, bool kSwap = false>
 void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
-  if (sizes.is_empty()) return;
+  if (sizes.is_empty() || pick_single_pixels<Linear, kSource, kChannels, kSwap>(src, dst, sizes)) {
+    return;
+  }
   using Simple = SimpleRows<kSource, kChannels, kSwap>;
-  const int src_width = sizes.src_width, dst_width = sizes.dst_width;
-  const Columns columns = columns_of(src_width, dst_width);
-  std::optional<RowPicker<kSource, kChannels, kSwap>> picker;
-  const auto shortcut = [&](const uint8_t* const* rows, const Taps<2>& taps, uint8_t* out) {
-    const int weight = taps.weights[0];
-    if (columns == Columns::kPick && weight == kWeightOne) {
-      if (!picker) {
-        picker.emplace(src_width, dst_width,
-                       [=](float at) { return Linear::taps(at, src_width).first; });
-      }
-      picker->pick(rows[0], out);
-    } else if (columns == Columns::kHalve && weight == kWeightOne / 2) {
-      Simple::halve(rows[0], rows[1], dst_width, out);
-    } else if (columns == Columns::kDouble && (weight == kNear || weight == kWeightOne)) {
-      Simple::enlarge(rows[0], rows[1], src_width, out);
-    } else if (columns == Columns::kDouble && weight == kWeightOne - kNear) {
-      Simple::enlarge(rows[1], rows[0], src_width, out);
-    } else {
-      return false;
+  const auto [src_width, src_height, src_stride, dst_width, dst_height, dst_stride] = sizes;
+  if (is_halved(src_width, dst_width) && is_halved(src_height, dst_height)) {
+    for (int y = 0; y < dst_height; ++y) {
+      const uint8_t* const top = row_at(src, 2 * y, src_stride);
+      Simple::halve(top, top + src_stride, dst_width, row_at(dst, y, dst_stride));
     }
-    return true;
-  };
-  resize_separable<Linear, kSource, kChannels, kSwap>(src, dst, sizes, shortcut);
+  } else if (is_doubled(src_width, dst_width) && is_doubled(src_height, dst_height)) {
+    for (int y = 0; y < dst_height; ++y) {
+      const int near = y / 2, far = std::clamp(y % 2 != 0 ? near + 1 : near - 1, 0, src_height - 1);
+      Simple::enlarge(row_at(src, near, src_stride), row_at(src, far, src_stride), src_width,
+                      row_at(dst, y, dst_stride));
+    }
+  } else {
+    resize_separable<Linear, kSource, kChannels, kSwap>(src, dst, sizes);
+  }
 }
 
 }  // namespace

@@ -21,8 +21,8 @@ namespace KelvraCV::detail {
 // The two rows of a bilinear blend by their weights: `far` weighs at most half.
 template <class T>
 struct RowPair {
-  RowPair(const T* const* rows, const Taps<2>& taps)
-      : near(rows[0]), far(rows[1]), weight(taps.weights[1]) {
+  RowPair(const T* first, const T* second, const Taps<2>& taps)
+      : near(first), far(second), weight(taps.weights[1]) {
     if (weight <= kWeightOne / 2) return;
     std::swap(near, far);
     weight = kWeightOne - weight;
@@ -34,7 +34,7 @@ struct RowPair {
 inline void blend_rows(const int16_t* const* rows, const Taps<2>& taps, uint8_t* out,
                        size_t count) {
   const Full<int16_t> d16;
-  const RowPair<int16_t> pair(rows, taps);
+  const RowPair<int16_t> pair(rows[0], rows[1], taps);
   const auto weight = hn::Set(d16, far_weight(pair.weight));
   store_row(count, out, [&](size_t x) KELVRA_CV_INLINE {
     const auto half = [&](size_t at) KELVRA_CV_INLINE {
@@ -95,9 +95,9 @@ class RowFilter {
   }
 
   // A destination row of two source rows at once, for when no other row needs them.
-  void blend(const uint8_t* const* rows, const Taps<2>& taps, uint8_t* out) {
+  void blend(const uint8_t* first, const uint8_t* second, const Taps<2>& taps, uint8_t* out) {
     const Full<int16_t> d16;
-    const RowPair<uint8_t> pair(rows, taps);
+    const RowPair<uint8_t> pair(first, second, taps);
     const uint8_t* const near = gather_->open(pair.near, 0);
     const uint8_t* const far = gather_->open(pair.far, 1);
     const auto row_weight = hn::Set(d16, far_weight(pair.weight));
@@ -139,47 +139,35 @@ class RowFilter {
 
 // ---- The whole.
 
-struct ResizeSizes {
-  int src_width, src_height, src_stride;
-  int dst_width, dst_height, dst_stride;
-
-  bool is_empty() const {
-    return src_width < 1 || src_height < 1 || dst_width < 1 || dst_height < 1;
-  }
-};
-
-// `shortcut(rows, taps, out)` may make the destination row of source rows where it knows better,
-// and then returns true. Tables are made for the first row that it leaves.
-template <class Kernel, int kSource, int kChannels, bool kSwap, class Shortcut>
-void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes,
-                      const Shortcut& shortcut) {
+template <class Kernel, int kSource, int kChannels, bool kSwap>
+void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   constexpr int kTaps = Kernel::kTaps;
+  // Of a reduction, most filtered rows would serve once only.
+  constexpr bool kCanBlend = kTaps == 2;
+  const bool blends = kCanBlend && sizes.src_height > sizes.dst_height;
   const size_t count = static_cast<size_t>(sizes.dst_width) * kChannels;
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
-  std::optional<RowFilter<Kernel, kSource, kChannels, kSwap>> filter;
+  RowFilter<Kernel, kSource, kChannels, kSwap> filter(sizes.src_width, sizes.dst_width);
   std::optional<FilteredRows<int16_t, kTaps>> filtered;
+  if (!blends) filtered.emplace(count);
   for (int y = 0; y < sizes.dst_height; ++y) {
     const Taps<kTaps> taps = Kernel::taps(coordinate(y), sizes.src_height);
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
     int wanted[kTaps];
-    const uint8_t* rows[kTaps];
     for (int i = 0; i < kTaps; ++i) {
       // A bilinear row alone is its own neighbour.
       const int row = kTaps == 2 && taps.weights[i] == 0 ? taps.first : taps.first + i;
       wanted[i] = std::clamp(row, 0, sizes.src_height - 1);
-      rows[i] = row_at(src, wanted[i], sizes.src_stride);
     }
-    if (shortcut(rows, taps, out)) continue;
-    if (!filter) filter.emplace(sizes.src_width, sizes.dst_width);
-    if constexpr (kTaps == 2) {
-      if (sizes.src_height > sizes.dst_height) {  // most filtered rows would serve once only
-        filter->blend(rows, taps, out);
+    if constexpr (kCanBlend) {
+      if (blends) {
+        filter.blend(row_at(src, wanted[0], sizes.src_stride),
+                     row_at(src, wanted[1], sizes.src_stride), taps, out);
         continue;
       }
     }
-    if (!filtered) filtered.emplace(count);
     filtered->load(wanted, [&](int row, int16_t* values) {
-      (*filter)(row_at(src, row, sizes.src_stride), values);
+      filter(row_at(src, row, sizes.src_stride), values);
     });
     blend_rows(filtered->rows(), taps, out, count);
   }

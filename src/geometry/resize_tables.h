@@ -18,6 +18,15 @@ namespace KelvraCV::detail {
 // 1.0 in the weights' 11-bit fixed point. A horizontal pass keeps 7 of its bits.
 constexpr int kWeightOne = 2048, kHorizontalShift = 4, kVerticalShift = 18;
 
+struct ResizeSizes {
+  int src_width, src_height, src_stride;
+  int dst_width, dst_height, dst_stride;
+
+  bool is_empty() const {
+    return src_width < 1 || src_height < 1 || dst_width < 1 || dst_height < 1;
+  }
+};
+
 // Source coordinates with pixel centres aligned: (i + 0.5) source / destination - 0.5. Whole groups
 // of four positions divide before they multiply and the rest multiply first, which can change the
 // last bit.
@@ -49,20 +58,17 @@ class Coordinates {
   float source_, ratio_, reciprocal_;
 };
 
-// Whether holds(i, coordinate) for all positions i. It may depend on i only by i's distance to the
-// coordinate, scaled, and by whether i is odd.
-//
-// Where the source is a whole multiple of the destination, or half of it, coordinates in whole
-// groups of four are exact up to 2^21: i + 0.5, its product with the ratio and the difference need
-// 23 bits at most. So the first group stands for all, and only the rest is looked at.
+// Whether holds(i, coordinate) for all positions i, where the source is a whole multiple of the
+// destination, or half of it. Coordinates in whole groups of four are then exact up to 2^21, as
+// i + 0.5, its product with the ratio and the difference need 23 bits at most. `holds` must be true
+// of exact ones: only the rest is looked at. Where there is no such ratio, the answer is no.
 template <class F>
-bool all_positions(int source, int destination, F holds) {
-  const bool is_exact = (source % destination == 0 || destination == int64_t{2} * source) &&
-                        std::max(source, destination) < 1 << 21;
+bool is_regular(int source, int destination, F holds) {
+  if (source % destination != 0 && destination != int64_t{2} * source) return false;
+  if (std::max(source, destination) >= 1 << 21) return false;
   const Coordinates coordinate(source, destination);
-  for (int i = 0; i < destination; ++i) {
-    if (i == 4 && is_exact) i = std::max(4, destination & ~3);
-    if (i < destination && !holds(i, coordinate(i))) return false;
+  for (int i = destination & ~3; i < destination; ++i) {
+    if (!holds(i, coordinate(i))) return false;
   }
   return true;
 }
@@ -71,6 +77,18 @@ bool all_positions(int source, int destination, F holds) {
 inline int floor_of(float coordinate) {
   const float whole = std::floor(coordinate);
   return whole < 2147483648.0f ? static_cast<int>(whole) : std::numeric_limits<int>::max();
+}
+
+// Where position i of a destination takes that of number step i + (step - 1) / 2 of the source, the
+// step, else 0. `tap(coordinate, source)` gives a coordinate's number; a fraction of 0 or 1/2 is
+// known to be right.
+template <class Tap>
+int regular_step(int source, int destination, const Tap& tap) {
+  const int step = source / destination;
+  const bool is_whole = step > 0 && is_regular(source, destination, [&](int i, float coordinate) {
+                          return tap(coordinate, source) == int64_t{step} * i + (step - 1) / 2;
+                        });
+  return is_whole ? step : 0;
 }
 
 // The pixel at or before a coordinate, and how far the coordinate is on the way to the next one:
@@ -104,6 +122,11 @@ struct Linear {
     if (weight == 0) return {at.tap + 1, {kWeightOne, 0}};
     return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
   }
+  // The pixel that has all the weight, or -1.
+  static int single_tap(float coordinate, int source) {
+    const Taps<2> at = taps(coordinate, source);
+    return at.weights[0] == kWeightOne ? at.first : -1;
+  }
 };
 
 // The kernel is cubic convolution with a = +0.75: deliberately of the other sign than usual, which
@@ -126,6 +149,14 @@ struct Cubic {
     return {at.tap - 1,
             {static_cast<int16_t>(k0), static_cast<int16_t>(k1), static_cast<int16_t>(k2),
              static_cast<int16_t>(kWeightOne - (k0 + k1 + k2))}};
+  }
+  static int single_tap(float coordinate, int source) {
+    const Taps<4> at = taps(coordinate, source);
+    for (int i = 1; i < 3; ++i) {  // the third one stands for the last pixel
+      if (at.weights[i] == kWeightOne && at.weights[0] == 0 && at.weights[3 - i] == 0)
+        return at.first + i;
+    }
+    return -1;
   }
 };
 
