@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -207,16 +208,17 @@ struct Edge {
     const bool starts_at_i = y_i < y_j;
     height = static_cast<uint64_t>(int64_t{bottom} - top);
     width = static_cast<uint64_t>(magnitude(int64_t{x_j} - x_i));
-    bias = starts_at_i ? 0 : height - 1;
+    rest = starts_at_i ? 0 : height - 1;
     column = starts_at_i ? x_i : x_j;
     direction = (x_i < x_j) == starts_at_i ? 1 : -1;
   }
 
-  // From the top to row y.
-  void go_to(int y) {
-    const uint64_t total = width * static_cast<uint64_t>(int64_t{y} - top) + bias;
+  // Makes a row below the top the new one.
+  void cut_above(int y) {
+    const uint64_t total = width * static_cast<uint64_t>(int64_t{y} - top) + rest;
     column += direction * static_cast<int64_t>(total / height);
     rest = total % height;
+    top = y;
   }
 
   void set_step() {
@@ -232,23 +234,23 @@ struct Edge {
     }
   }
 
+  static constexpr int kNone = -1;
   int top, bottom, direction;
-  uint64_t height, width, bias, rest = 0, step_rest = 0;
+  int next = kNone;  // for a list of edges by number
+  uint64_t height, width, rest, step_rest = 0;
   int64_t column, step = 0;
 };
 
-// The edges that cross a row at or below 0, in order of their first such row.
+// The edges that cross rows at or below 0.
 std::vector<Edge> visible_edges(const int* xs, const int* ys, int count) {
   std::vector<Edge> edges;
+  edges.reserve(static_cast<size_t>(std::max(count, 0)));
   for (int i = 0, j = count - 1; i < count; j = i++) {
     if (ys[i] == ys[j] || std::max(ys[i], ys[j]) <= 0) continue;
-    Edge edge(xs[i], ys[i], xs[j], ys[j]);
-    edge.go_to(std::max(edge.top, 0));
+    Edge& edge = edges.emplace_back(xs[i], ys[i], xs[j], ys[j]);
+    if (edge.top < 0) edge.cut_above(0);
     edge.set_step();
-    edge.top = std::max(edge.top, 0);
-    edges.push_back(edge);
   }
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.top < b.top; });
   return edges;
 }
 
@@ -332,12 +334,21 @@ bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y) {
 void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count) {
   if (width < 1) return;
   std::vector<Edge> edges = visible_edges(xs, ys, count);
+  // Of each row a list of the edges that start there: a sort's comparisons would be hard to
+  // predict.
+  std::vector<int> first;
+  for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
+    const auto row = static_cast<size_t>(edges[i].top);
+    if (row >= first.size()) first.resize(row + 1, Edge::kNone);
+    edges[i].next = std::exchange(first[row], i);
+  }
   Crossings crossings(width);
   std::vector<Edge> active;
-  auto next = edges.cbegin();
-  for (int y = 0; next != edges.cend() || !active.empty(); ++y) {
-    if (active.empty()) y = next->top;
-    for (; next != edges.cend() && next->top == y; ++next) active.push_back(*next);
+  for (int y = 0; static_cast<size_t>(y) < first.size() || !active.empty(); ++y) {
+    int starting = static_cast<size_t>(y) < first.size() ? first[y] : Edge::kNone;
+    for (; starting != Edge::kNone; starting = edges[starting].next) {
+      active.push_back(edges[starting]);
+    }
     for (Edge& edge : active) {
       crossings.flip(edge.column);
       edge.go_down();
