@@ -9,23 +9,6 @@ namespace {
 
 using Pixels = std::vector<uint8_t>;
 
-using PixelRule = void (*)(const uint8_t*, uint8_t*);
-
-Pixels by_rule(const Pixels& src, int channels, PixelRule rule) {
-  Pixels out(src.size() / channels * 3);
-  for (size_t i = 0; i < src.size() / channels; ++i) rule(&src[i * channels], &out[3 * i]);
-  return out;
-}
-
-// Three samples a pixel as three planes.
-Pixels planes_of(const Pixels& interleaved) {
-  Pixels out;
-  for (size_t k = 0; k < 3; ++k) {
-    for (size_t i = k; i < interleaved.size(); i += 3) out.push_back(interleaved[i]);
-  }
-  return out;
-}
-
 Pixels noise_for(const Shape& shape, int channels) {
   return noise(static_cast<size_t>(shape.width) * shape.height * channels);
 }
@@ -43,11 +26,11 @@ TEST(YCbCr, EveryShapeBothWays) {
     rgb_to_ycbcr(src.data(), dst.data(), w, h, src.stride(), false);
     ASSERT_EQ(dst.packed(), forward);
     rgb_to_ycbcr(src.data(), dst.data(), w, h, src.stride(), true);
-    ASSERT_EQ(dst.packed(), planes_of(forward));
+    ASSERT_EQ(dst.packed(), as_planes(forward));
     ycbcr_to_rgb(src.data(), dst.data(), w, h, src.stride(), false);
     ASSERT_EQ(dst.packed(), back);
     GuardedBuffer<> planes(3 * w, h, 0, shape.guard);
-    planes.fill(planes_of(pixels));
+    planes.fill(as_planes(pixels));
     ycbcr_to_rgb(planes.data(), dst.data(), w, h, -1, true);
     ASSERT_EQ(dst.packed(), back);
   }

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "color/pixel_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -23,8 +24,7 @@ void convert(const Format& format, const uint8_t* src, uint8_t* dst, int width, 
 }
 
 uint8_t expected(const Format& format, const uint8_t* pixel) {
-  const int red = pixel[format.bgra != 0 ? 2 : 0], blue = pixel[format.bgra != 0 ? 0 : 2];
-  return static_cast<uint8_t>((19595 * red + 38469 * pixel[1] + 7472 * blue) / 65536);
+  return plain_gray(pixel, format.bgra);
 }
 
 }  // namespace

@@ -1,15 +1,21 @@
-// The conversions of one pixel to YCbCr and HSV and back, plainly.
+// The conversions of one pixel to gray, and to YCbCr and HSV and back, plainly.
 #ifndef KELVRA_CV_TESTS_COLOR_PIXEL_RULES_H_
 #define KELVRA_CV_TESTS_COLOR_PIXEL_RULES_H_
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 namespace test {
 
 inline uint8_t clamp(int value) {
   return static_cast<uint8_t>(std::min(std::max(value, 0), 255));
+}
+
+inline uint8_t plain_gray(const uint8_t* p, int bgra) {
+  const int red = p[bgra != 0 ? 2 : 0], blue = p[bgra != 0 ? 0 : 2];
+  return static_cast<uint8_t>((19595 * red + 38469 * p[1] + 7472 * blue) / 65536);
 }
 
 inline void plain_ycbcr(const uint8_t* p, uint8_t* out) {
@@ -45,6 +51,25 @@ inline void plain_from_hsv(const uint8_t* p, uint8_t* out) {
   for (int k = 0; k < 3; ++k) {
     out[k] = static_cast<uint8_t>(static_cast<int>((p[1] == 0 ? v : rgb[i][k]) * 255.0f));
   }
+}
+
+// Packed pixels of `from` samples as pixels of `to`, each by a rule.
+template <class Rule>
+std::vector<uint8_t> by_rule(const std::vector<uint8_t>& src, int from, Rule rule, int to = 3) {
+  std::vector<uint8_t> out(src.size() / from * to);
+  for (size_t i = 0; i < src.size() / from; ++i) rule(&src[i * from], &out[i * to]);
+  return out;
+}
+
+// Three samples a pixel as three planes, and back.
+inline std::vector<uint8_t> as_planes(const std::vector<uint8_t>& interleaved, bool back = false) {
+  std::vector<uint8_t> out(interleaved.size());
+  const size_t count = out.size() / 3;
+  for (size_t i = 0; i < out.size(); ++i) {
+    const size_t in_plane = i % 3 * count + i / 3;
+    back ? out[i] = interleaved[in_plane] : out[in_plane] = interleaved[i];
+  }
+  return out;
 }
 
 }  // namespace test

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "filter/box_mean.h"
+#include "filter/filter_rules.h"
 #include "support/captured_log.h"
 #include "support/images.h"
 
@@ -11,66 +12,6 @@ using namespace KelvraCV;
 using namespace test;
 
 namespace {
-
-using Plane = std::vector<uint8_t>;
-
-// Pixel (x, y) with borders replicated.
-int at(const Plane& plane, int width, int height, int x, int y) {
-  return plane[static_cast<size_t>(std::clamp(y, 0, height - 1)) * width +
-               std::clamp(x, 0, width - 1)];
-}
-
-Plane box(const Plane& src, int width, int height, int radius) {
-  const int n = 2 * radius + 1;
-  if (n > width || n > height) return src;
-  Plane out(src.size());
-  std::vector<int> row_sums(src.size());
-  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
-    for (int u = -radius; u <= radius; ++u) {
-      row_sums[i] += at(src, width, height, i % width + u, i / width);
-    }
-  }
-  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
-    const int x = i % width, y = i / width;
-    int sum = 0;
-    for (int v = -radius; v <= radius; ++v) {
-      sum += row_sums[std::clamp(y + v, 0, height - 1) * width + x];
-    }
-    const float rounded = static_cast<float>(sum) * (1.0f / static_cast<float>(n * n)) + 0.5f;
-    out[i] = static_cast<uint8_t>(x < width / 8 * 8 ? static_cast<int>(rounded) : sum / (n * n));
-  }
-  return out;
-}
-
-// One pass of a blur whose result at (x, y) is `of` the pixels at distance -radius … radius.
-template <class Of>
-Plane pass(const Plane& src, int width, int height, int radius, bool along, Of of) {
-  Plane out(src.size());
-  for (int i = 0; i < static_cast<int>(src.size()); ++i) {
-    std::vector<int> taps;
-    for (int j = -radius; j <= radius; ++j) {
-      taps.push_back(
-          at(src, width, height, i % width + (along ? j : 0), i / width + (along ? 0 : j)));
-    }
-    out[i] = static_cast<uint8_t>(of(taps));
-  }
-  return out;
-}
-
-Plane gaussian3(const Plane& src, int width, int height) {
-  const auto of = [](const auto& t) { return (t[0] + 2 * t[1] + t[2]) / 4; };
-  return pass(pass(src, width, height, 1, true, of), width, height, 1, false, of);
-}
-
-Plane gaussian5(const Plane& src, int width, int height) {
-  const auto of = [](const auto& t) { return (t[0] + 4 * t[1] + 6 * t[2] + 4 * t[3] + t[4]) / 16; };
-  Plane rows = pass(src, width, height, 2, true, of);
-  for (int y = 0; width >= 4 && y < height; ++y) {
-    const uint8_t* end = src.data() + (y + 1) * width;
-    rows[(y + 1) * width - 1] = static_cast<uint8_t>((end[-4] + 4 * end[-3] + 11 * end[-2]) / 16);
-  }
-  return pass(rows, width, height, 2, false, of);
-}
 
 Plane gaussian(const Plane& src, int width, int height, int size, float sigma) {
   std::vector<float> weights;
@@ -105,7 +46,7 @@ void expect_every_shape(Blur blur, Want want) {
 TEST(Box, EveryShapeIsTheMean) {
   for (const int radius : {0, 1, 2, 4}) {
     SCOPED_TRACE(radius);
-    const auto want = [&](const Plane& src, int w, int h) { return box(src, w, h, radius); };
+    const auto want = [&](const Plane& src, int w, int h) { return plain_box(src, w, h, radius); };
     const auto blur = [&](const uint8_t* src, uint8_t* dst, int w, int h) {
       filter_box(src, dst, w, h, radius);
     };
@@ -127,7 +68,7 @@ TEST(Box, LargeWindows) {
     Plane src = noise(width * height), dst(src.size());
     std::fill_n(src.begin() + 100 * width, 40 * width, uint8_t{255});
     filter_box(src.data(), dst.data(), width, height, radius);
-    EXPECT_EQ(dst, box(src, width, height, radius)) << radius;
+    EXPECT_EQ(dst, plain_box(src, width, height, radius)) << radius;
     Plane white(src.size(), 255);
     filter_box(white.data(), dst.data(), width, height, radius);
     EXPECT_EQ(dst, white);
@@ -171,7 +112,7 @@ TEST(ThreeBoxes, AreBoxBlursOfTheseRadii) {
   const int width = 61, height = 45;
   const auto blurred = [&](const Plane& plane, std::vector<int> radii) {
     Plane out = plane;
-    for (const int radius : radii) out = box(out, width, height, radius);
+    for (const int radius : radii) out = plain_box(out, width, height, radius);
     return out;
   };
   const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
@@ -220,7 +161,7 @@ TEST(ThreeBoxes, ReportMissingMemory) {
 }
 
 TEST(FixedGaussian, EveryShapeFollowsTheWeights) {
-  expect_every_shape(gaussian_blur_5x5, gaussian5);
+  expect_every_shape(gaussian_blur_5x5, plain_gaussian5);
   for (const Shape& shape : all_shapes()) {
     SCOPED_TRACE(shape);
     GuardedBuffer<> src(shape.width, shape.height, shape.padding, shape.guard);
@@ -228,7 +169,7 @@ TEST(FixedGaussian, EveryShapeFollowsTheWeights) {
     src.fill(noise(src.packed().size()));
     gaussian_blur_3x3(src.data(), dst.data(), shape.width, shape.height, src.stride(),
                       dst.stride());
-    ASSERT_EQ(dst.packed(), gaussian3(src.packed(), shape.width, shape.height));
+    ASSERT_EQ(dst.packed(), plain_gaussian3(src.packed(), shape.width, shape.height));
   }
 }
 

@@ -2,7 +2,7 @@
 #include <climits>
 #include <cmath>
 
-#include "shape/points.h"
+#include "shape/shape_rules.h"
 #include "support/captured_log.h"
 #include "support/images.h"
 
@@ -10,42 +10,6 @@ using namespace KelvraCV;
 using namespace test;
 
 namespace {
-
-struct Filled {
-  std::vector<uint8_t> mask;
-  int count = 0;
-  Rect box{};
-};
-
-// Pixel by pixel, without any order.
-Filled expected(const ImageData& image, Point seed, int max_distance, int threshold) {
-  Filled result{std::vector<uint8_t>(static_cast<size_t>(image.width) * image.height)};
-  const auto pixel = [&](int x, int y) { return image.data + y * image.stride + 4 * x; };
-  int left = seed.x, right = seed.x, top = seed.y, bottom = seed.y;
-  Points waiting;
-  const auto visit = [&](int x, int y) {
-    if (x < 0 || y < 0 || x >= image.width || y >= image.height) return;
-    uint8_t& mark = result.mask[static_cast<size_t>(y) * image.width + x];
-    for (int c = 0; c < 3; ++c) {
-      if (std::abs(pixel(x, y)[c] - pixel(seed.x, seed.y)[c]) > threshold) return;
-    }
-    const double distance = std::sqrt(std::pow(x - seed.x, 2) + std::pow(y - seed.y, 2));
-    if (mark != 0 || (max_distance > 0 && distance > max_distance)) return;
-    mark = 255;
-    ++result.count;
-    left = std::min(left, x), right = std::max(right, x);
-    top = std::min(top, y), bottom = std::max(bottom, y);
-    waiting.push_back({x, y});
-  };
-  visit(seed.x, seed.y);
-  while (!waiting.empty()) {
-    const Point p = waiting.back();
-    waiting.pop_back();
-    visit(p.x - 1, p.y), visit(p.x + 1, p.y), visit(p.x, p.y - 1), visit(p.x, p.y + 1);
-  }
-  result.box = {left, top, right - left + 1, bottom - top + 1};
-  return result;
-}
 
 void expect_fill(GuardedBuffer<>& pixels, const Shape& shape, Point seed, int max_distance,
                  int threshold) {
@@ -55,7 +19,7 @@ void expect_fill(GuardedBuffer<>& pixels, const Shape& shape, Point seed, int ma
   ImageData mask = image_of(mask_buffer, 1);
   Rect box{};
   const int count = flood_fill(image, mask, seed, box, max_distance, threshold);
-  const Filled want = expected(image, seed, max_distance, threshold);
+  const Filled want = plain_fill(image, seed, max_distance, threshold);
   ASSERT_EQ(mask_buffer.packed(), want.mask) << seed << ", " << max_distance << ", " << threshold;
   EXPECT_EQ(count, want.count);
   EXPECT_EQ((std::vector<int>{box.x, box.y, box.width, box.height}),

@@ -1,6 +1,14 @@
 #include "support/every_call.h"
 
 #include <algorithm>
+#include <type_traits>
+
+#include "color/lab_rules.h"
+#include "color/pixel_rules.h"
+#include "edge/edge_support.h"
+#include "filter/filter_rules.h"
+#include "geometry/resize_rules.h"
+#include "shape/shape_rules.h"
 
 namespace test {
 
@@ -45,25 +53,31 @@ ImageData image(Bytes& buffer, int channels) {
       buffer.data(), buffer.columns() / channels, buffer.rows(), channels, buffer.stride(), 0, 0};
 }
 
-// Functions from pixels of `kFrom` bytes to pixels of `kTo` bytes, both with strides.
-template <int kFrom, int kTo, class Function>
-void strided(Scene& s, Function function) {
+// Functions from pixels of `kFrom` bytes to pixels of `kTo` bytes, both with strides. `plain` gives
+// the pixels from the packed source.
+template <int kFrom, int kTo, class Function, class Plain>
+void strided(Scene& s, Function function, Plain plain) {
   const Size z = size(s);
   Bytes& src = s.input(kFrom * z.w, z.h, kPadded);
   Bytes& dst = s.output(kTo * z.w, z.h, kPadded);
+  s.expect(dst, plain(src.packed(), z.w, z.h));
   function(src.data(), dst.data(), z.w, z.h, src.stride(), dst.stride());
 }
 // From packed bytes to packed bytes of the same kind, perhaps in place.
-template <int kChannels, bool kInPlace, class Function>
-void packed(Scene& s, Function function) {
+template <int kChannels, bool kInPlace, class Function, class Plain = std::nullptr_t>
+void packed(Scene& s, Function function, Plain plain = nullptr) {
   const Size z = size(s);
   Bytes& src = s.input(kChannels * z.w, z.h);
   Bytes& dst = kInPlace ? s.output_or(src) : s.output(kChannels * z.w, z.h);
+  if constexpr (!std::is_null_pointer_v<Plain>) s.expect(dst, plain(src.packed(), z.w, z.h));
   function(src.data(), dst.data(), z.w, z.h);
 }
 
-void resize(Scene& s, int from, int to,
-            const std::function<void(const uint8_t*, uint8_t*, int, int, int, int, int, int)>& f) {
+// `plain` resizes pixels of `from` bytes, of which the result has those in `order`.
+void resize(Scene& s, int from, const std::vector<int>& order,
+            const std::function<void(const uint8_t*, uint8_t*, int, int, int, int, int, int)>& f,
+            const std::function<Pixels(const Pixels&, const Job&, int)>& plain) {
+  const int to = static_cast<int>(order.size());
   const Size z = size(s);
   // Often whole ratios, which have ways of their own.
   Size d = size(s);
@@ -80,7 +94,14 @@ void resize(Scene& s, int from, int to,
   }
   Bytes& src = s.input(from * z.w, z.h, kPadded);
   Bytes& dst = s.output(to * d.w, d.h, kPadded);
+  s.expect(dst, channels_of(plain(src.packed(), {z.w, z.h, d.w, d.h}, from), order, from));
   f(src.data(), dst.data(), z.w, z.h, src.stride(), d.w, d.h, dst.stride());
+}
+Pixels plain_linear(const Pixels& src, const Job& job, int channels) {
+  return plain_separable(src, job, channels, linear);
+}
+Pixels plain_cubic(const Pixels& src, const Job& job, int channels) {
+  return plain_separable(src, job, channels, cubic);
 }
 
 void warp(Scene& s, int channels, int elements, decltype(&warpaffine_bilinear_c1) function) {
@@ -204,12 +225,21 @@ void planes_to_planes(Scene& s, Function function) {
            to.v.stride(), z.w, z.h, s.flag());
 }
 
+template <int kChannels>
+auto grays(int bgra) {
+  return [=](const Pixels& src, int, int) {
+    const auto rule = [=](const uint8_t* p, uint8_t* gray) { *gray = plain_gray(p, bgra); };
+    return by_rule(src, kChannels, rule, 1);
+  };
+}
+
 const std::vector<Call> kColor = {
-    {"rgb2gray", "color", [](Scene& s) { strided<3, 1>(s, rgb2gray); }},
+    {"rgb2gray", "color", [](Scene& s) { strided<3, 1>(s, rgb2gray, grays<3>(0)); }},
     {"rgba2gray", "color",
      [](Scene& s) {
        const int bgra = s.number(0, 1);
-       strided<4, 1>(s, [=](auto... a) { rgba2gray(a..., bgra); });
+       strided<4, 1>(
+           s, [=](auto... a) { rgba2gray(a..., bgra); }, grays<4>(bgra));
      }},
     {"rgb2gray_in_place", "color",
      [](Scene& s) {
@@ -221,34 +251,49 @@ const std::vector<Call> kColor = {
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h, kPadded);
-       rgb_to_ycbcr(src.data(), s.output(z.w, 3 * z.h).data(), z.w, z.h, src.stride(), s.flag());
+       Bytes& dst = s.output(z.w, 3 * z.h);
+       const bool planar = s.flag();
+       const Pixels plain = by_rule(src.packed(), 3, plain_ycbcr);
+       s.expect(dst, planar ? as_planes(plain) : plain);
+       rgb_to_ycbcr(src.data(), dst.data(), z.w, z.h, src.stride(), planar);
      }},
     {"ycbcr_to_rgb", "color",
      [](Scene& s) {
        const Size z = size(s);
        const bool planar = s.flag();
        Bytes& src = planar ? s.input(z.w, 3 * z.h) : s.input(3 * z.w, z.h, kPadded);
-       ycbcr_to_rgb(src.data(), s.output(3 * z.w, z.h).data(), z.w, z.h, src.stride(), planar);
+       Bytes& dst = s.output(3 * z.w, z.h);
+       const Pixels pixels = planar ? as_planes(src.packed(), true) : src.packed();
+       s.expect(dst, by_rule(pixels, 3, plain_rgb));
+       ycbcr_to_rgb(src.data(), dst.data(), z.w, z.h, src.stride(), planar);
      }},
     {"rgba2hsv", "color",
      [](Scene& s) {
        const Size z = size(s);
        const int channels = s.number(3, 4);
-       ImageData to = image(s.output(3 * z.w, z.h), 3);
-       rgba2hsv(image(s.input(channels * z.w, z.h), channels), to);
+       Bytes& src = s.input(channels * z.w, z.h);
+       Bytes& dst = s.output(3 * z.w, z.h);
+       s.expect(dst, by_rule(src.packed(), channels, plain_hsv));
+       ImageData to = image(dst, 3);
+       rgba2hsv(image(src, channels), to);
      }},
     {"hsv2rgb", "color",
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h);
-       ImageData to = image(s.output_or(src), 3);
+       Bytes& dst = s.output_or(src);
+       s.expect(dst, by_rule(src.packed(), 3, plain_from_hsv));
+       ImageData to = image(dst, 3);
        hsv2rgb(image(src, 3), to);
      }},
     {"convert_c4_to_c3", "color",
      [](Scene& s) {
        const int swap = s.number(0, 1);
-       strided<4, 3>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h, int from, int to) {
+       const auto convert = [=](const uint8_t* src, uint8_t* dst, int w, int h, int from, int to) {
          convert_c4_to_c3(const_cast<uint8_t*>(src), dst, w, h, from, to, swap);
+       };
+       strided<4, 3>(s, convert, [=](const Pixels& src, int, int) {
+         return channels_of(src, {2 * swap, 1, 2 - 2 * swap});
        });
      }},
     {"split_and_merge", "color",
@@ -256,9 +301,12 @@ const std::vector<Call> kColor = {
        const Size z = size(s);
        const int channels = s.number(1, 4);
        std::vector<ImageData> planes = planes_of(s.output(z.w, z.h * channels), channels, z.h);
-       split_channels(image(s.input(channels * z.w, z.h, kPadded), channels), planes);
-       ImageData merged = image(s.output(channels * z.w, z.h, kPadded), channels);
-       merge_channels(planes, merged);
+       Bytes& src = s.input(channels * z.w, z.h, kPadded);
+       Bytes& merged = s.output(channels * z.w, z.h, kPadded);
+       s.expect(merged, src.packed());
+       split_channels(image(src, channels), planes);
+       ImageData to = image(merged, channels);
+       merge_channels(planes, to);
      }},
     {"rgb_to_lab", "color",
      [](Scene& s) {
@@ -269,8 +317,12 @@ const std::vector<Call> kColor = {
     {"rgb_to_lab_fast", "color",
      [](Scene& s) {
        const int threads = s.number(1, 4);
-       packed<3, false>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h) {
+       const auto convert = [=](const uint8_t* src, uint8_t* dst, int w, int h) {
          rgb_to_lab_fast(src, dst, w, h, nullptr, nullptr, threads);
+       };
+       packed<3, false>(s, convert, [](const Pixels& src, int, int) {
+         static const ForwardLab lab;
+         return by_rule(src, 3, [](const uint8_t* p, uint8_t* to) { lab.convert(p, to); });
        });
      }},
     {"rgb_to_lab_c4_c3", "color",
@@ -301,6 +353,21 @@ const std::vector<Call> kColor = {
      }},
 };
 
+void extremes(Scene& s, decltype(&filter_max) function, bool is_max) {
+  const int radius = s.number(-1, 20);
+  packed<1, true>(
+      s, [=](auto... a) { function(a..., radius); },
+      [=](const Plane& src, int w, int h) {
+        GuardedBuffer<> pixels(w, h);
+        pixels.fill(src);
+        Plane out;
+        for (int i = 0; i < w * h; ++i) {
+          out.push_back(plain_extreme(pixels, i % w, i / w, radius, is_max));
+        }
+        return out;
+      });
+}
+
 const std::vector<Call> kFilter = {
     {"gaussian_blur", "filter",
      [](Scene& s) {
@@ -321,27 +388,31 @@ const std::vector<Call> kFilter = {
     {"filter_box", "filter",
      [](Scene& s) {
        const int radius = s.number(-1, 20);
-       packed<1, true>(s, [=](auto... a) { filter_box(a..., radius); });
+       packed<1, true>(
+           s, [=](auto... a) { filter_box(a..., radius); },
+           [=](const Plane& src, int w, int h) { return plain_box(src, w, h, radius); });
      }},
-    {"gaussian_blur_3x3", "filter", [](Scene& s) { strided<1, 1>(s, gaussian_blur_3x3); }},
-    {"gaussian_blur_5x5", "filter", [](Scene& s) { packed<1, false>(s, gaussian_blur_5x5); }},
+    {"gaussian_blur_3x3", "filter",
+     [](Scene& s) { strided<1, 1>(s, gaussian_blur_3x3, plain_gaussian3); }},
+    {"gaussian_blur_5x5", "filter",
+     [](Scene& s) { packed<1, false>(s, gaussian_blur_5x5, plain_gaussian5); }},
     {"threshold", "filter",
      [](Scene& s) {
        const int level = s.number(-2, 257), value = s.number(-1, 300);
-       packed<1, true>(s, [=](const uint8_t* src, uint8_t* dst, int w, int h) {
+       const auto mark = [=](const uint8_t* src, uint8_t* dst, int w, int h) {
          threshold(const_cast<uint8_t*>(src), dst, w, h, level, value);
+       };
+       packed<1, true>(s, mark, [=](const Plane& src, int, int) {
+         return by_rule(
+             src, 1,
+             [=](const uint8_t* p, uint8_t* to) {
+               *to = static_cast<uint8_t>(*p > level ? value : 0);
+             },
+             1);
        });
      }},
-    {"filter_max", "filter",
-     [](Scene& s) {
-       const int radius = s.number(-1, 20);
-       packed<1, true>(s, [=](auto... a) { filter_max(a..., radius); });
-     }},
-    {"filter_min", "filter",
-     [](Scene& s) {
-       const int radius = s.number(-1, 20);
-       packed<1, true>(s, [=](auto... a) { filter_min(a..., radius); });
-     }},
+    {"filter_max", "filter", [](Scene& s) { extremes(s, filter_max, true); }},
+    {"filter_min", "filter", [](Scene& s) { extremes(s, filter_min, false); }},
     {"guided_filter_general", "filter", [](Scene& s) { guided(s, true); }},
     {"guided_filter_self", "filter", [](Scene& s) { guided(s, false); }},
     {"bilateral_filter", "filter",
@@ -359,7 +430,17 @@ const std::vector<Call> kEdge = {
     {"sobel_edge", "edge",
      [](Scene& s) {
        const int level = s.number(-1, 600);
-       packed<1, true>(s, [=](auto... a) { sobel_edge(a..., level); });
+       const auto plain = [=](const Plane& src, int w, int h) {
+         const Clamped p{src.data(), w, h};
+         Plane edges;
+         for (int i = 0; i < w * h; ++i) {
+           const int dx = expected_dx(p, i % w, i / w), dy = expected_dy(p, i % w, i / w);
+           edges.push_back(std::abs(dx) + std::abs(dy) > level ? 255 : 0);
+         }
+         return edges;
+       };
+       packed<1, true>(
+           s, [=](auto... a) { sobel_edge(a..., level); }, plain);
      }},
     {"sobel_grad", "edge",
      [](Scene& s) {
@@ -427,22 +508,37 @@ const std::vector<Call> kEdge = {
 };
 
 const std::vector<Call> kGeometry = {
-    {"resize_nn_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_nn_c1); }},
-    {"resize_nn_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_nn_c3); }},
-    {"resize_bilinear_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_bilinear_c1); }},
-    {"resize_bilinear_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_bilinear_c3); }},
+    {"resize_nn_c1", "geometry", [](Scene& s) { resize(s, 1, {0}, resize_nn_c1, plain_nearest); }},
+    {"resize_nn_c3", "geometry",
+     [](Scene& s) {
+       resize(s, 3, {0, 1, 2}, resize_nn_c3, plain_nearest);
+     }},
+    {"resize_bilinear_c1", "geometry",
+     [](Scene& s) { resize(s, 1, {0}, resize_bilinear_c1, plain_linear); }},
+    {"resize_bilinear_c3", "geometry",
+     [](Scene& s) {
+       resize(s, 3, {0, 1, 2}, resize_bilinear_c3, plain_linear);
+     }},
     {"resize_bilinear_c4", "geometry",
      [](Scene& s) {
        const int swap = s.number(0, 2);
-       resize(s, 4, 4, [=](auto... a) { resize_bilinear_c4(a..., swap); });
+       const int red = swap == 1 ? 2 : 0;  // other values leave the order
+       const auto function = [=](auto... a) { resize_bilinear_c4(a..., swap); };
+       resize(s, 4, {red, 1, 2 - red, 3}, function, plain_linear);
      }},
     {"resize_bilinear_c4_to_c3", "geometry",
      [](Scene& s) {
        const int swap = s.number(0, 2);
-       resize(s, 4, 3, [=](auto... a) { resize_bilinear_c4_to_c3(a..., swap); });
+       const int red = swap == 1 ? 2 : 0;
+       const auto function = [=](auto... a) { resize_bilinear_c4_to_c3(a..., swap); };
+       resize(s, 4, {red, 1, 2 - red}, function, plain_linear);
      }},
-    {"resize_bicubic_c1", "geometry", [](Scene& s) { resize(s, 1, 1, resize_bicubic_c1); }},
-    {"resize_bicubic_c3", "geometry", [](Scene& s) { resize(s, 3, 3, resize_bicubic_c3); }},
+    {"resize_bicubic_c1", "geometry",
+     [](Scene& s) { resize(s, 1, {0}, resize_bicubic_c1, plain_cubic); }},
+    {"resize_bicubic_c3", "geometry",
+     [](Scene& s) {
+       resize(s, 3, {0, 1, 2}, resize_bicubic_c3, plain_cubic);
+     }},
     {"resize_bilinear_c1_float", "geometry",
      [](Scene& s) {
        const Size z = size(s), d = size(s);
@@ -492,7 +588,10 @@ const std::vector<Call> kShape = {
     {"find_contours", "shape",
      [](Scene& s) {
        const Size z = size(s);
-       find_contours(s.input(z.w, z.h, kPacked, kMask).data(), s.output(z.w, z.h).data(), z.w, z.h);
+       Bytes& mask = s.input(z.w, z.h, kPacked, kMask);
+       Bytes& marks = s.output(z.w, z.h);
+       s.expect(marks, plain_boundary(mask));
+       find_contours(mask.data(), marks.data(), z.w, z.h);
      }},
     {"find_blob_contours", "shape",
      [](Scene& s) {
@@ -550,11 +649,16 @@ const std::vector<Call> kShape = {
     {"flood_fill", "shape",
      [](Scene& s) {
        const Size z = size(s);
-       ImageData mask = image(s.output(z.w, z.h, kPadded), 1);
+       Bytes& marks = s.output(z.w, z.h, kPadded);
+       ImageData mask = image(marks, 1);
        Rect box{0, 0, 0, 0};
        const ImageData src = image(s.input(4 * z.w, z.h, kPadded), 4);
        const Point seed{s.number(-1, z.w), s.number(-1, z.h)};
        const int distance = s.number(-1, 60), threshold = s.number(-1, 256);
+       if (seed.x >= 0 && seed.y >= 0 && seed.x < z.w && seed.y < z.h && threshold >= 0 &&
+           threshold < 256) {
+         s.expect(marks, plain_fill(src, seed, distance, threshold).mask);
+       }
        s.result(flood_fill(src, mask, seed, box, distance, threshold));
        s.result(&box, sizeof box);
      }},
@@ -564,7 +668,9 @@ const std::vector<Call> kShape = {
        int box[4];
        const auto content = s.flag() ? kMask : kPixels;
        const ImageData mask = image(s.input(z.w, z.h, kPadded, content), 1);
-       get_mask_pos(mask, box[0], box[1], box[2], box[3], s.number(0, 1));
+       const int mode = s.number(0, 1);
+       get_mask_pos(mask, box[0], box[1], box[2], box[3], mode);
+       EXPECT_TRUE(std::equal(box, box + 4, plain_position(mask, mode == 0 ? 255 : 0).begin()));
        s.result(box, sizeof box);
      }},
 };

@@ -1,6 +1,7 @@
 // A call of every exported function that works on buffers, with sizes, strides, overlap, flags,
 // parameters and pixels drawn from one source of numbers: the fuzzer's bytes, or a seed. The same
-// numbers give the same call, wherever its buffers lie, so its result must be the same, too.
+// numbers give the same call, wherever its buffers lie, so its result must be the same, too; where
+// the tests have a plain version of a function, it must be that version's.
 #ifndef KELVRA_CV_TESTS_SUPPORT_EVERY_CALL_H_
 #define KELVRA_CV_TESTS_SUPPORT_EVERY_CALL_H_
 
@@ -74,6 +75,14 @@ class Scene {
     return flag() ? written(source) : output(source.columns(), source.rows(), padding);
   }
 
+  // What an output must hold in the end, by a plain version.
+  template <class T>
+  void expect(const GuardedBuffer<T>& output, std::vector<T> wanted) {
+    outputs_.emplace_back([&output, wanted = std::move(wanted)] {
+      EXPECT_TRUE(output.packed() == wanted) << "not the plain version's result";
+    });
+  }
+
   void result(const void* bytes, size_t count) {
     const auto* first = static_cast<const uint8_t*>(bytes);
     result_.insert(result_.end(), first, first + count);
@@ -92,7 +101,7 @@ class Scene {
     }
   }
 
-  // Everything that was written, in order.
+  // Everything that was written, in order, once it is what was expected.
   std::vector<uint8_t> finish() {
     for (const auto& read : outputs_) read();
     return std::move(result_);
@@ -147,6 +156,7 @@ const std::vector<Call>& every_call();
 
 // The result of a call with these numbers.
 inline std::vector<uint8_t> result_of(const Call& call, const Draw& draw, Placement placement) {
+  SCOPED_TRACE(call.name);
   Scene scene(draw, placement);
   call.run(scene);
   return scene.finish();
