@@ -5,12 +5,12 @@
 // those of a clipped window, deliberately: among the first `radius` samples a result covers
 // sample 0 to x, and among the last `radius` ones x to the end of the block that x is in.
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 
+#include "core/row_ring.h"
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
@@ -36,23 +36,14 @@ struct Min {
   }
 };
 
-// The extremes of kTaps rows, or of one row at as many offsets.
-template <class Op, int kTaps>
-HWY_FLATTEN void extremes(const std::array<const uint8_t*, kTaps>& taps, uint8_t* out, int count) {
+// The extremes of rows, or of one row at several offsets.
+template <class Op, class... Rows>
+HWY_FLATTEN void extremes(uint8_t* out, int count, const uint8_t* first, Rows... others) {
   for_each_group<uint8_t>(count, [=](auto group, size_t x) {
-    auto extreme = group.load(taps[0] + x);
-    for (int i = 1; i < kTaps; ++i) extreme = Op()(extreme, group.load(taps[i] + x));
+    auto extreme = group.load(first + x);
+    ((extreme = Op()(extreme, group.load(others + x))), ...);
     extreme.store(out + x);
   });
-}
-
-// The extremes of windows of n samples from those of windows of `length`, kTaps of which cover n:
-// side by side, but for the last, which ends where the window does.
-template <class Op, int kTaps>
-void widen(const uint8_t* windows, int length, int n, uint8_t* out, int count) {
-  std::array<const uint8_t*, kTaps> taps;
-  for (int i = 0; i < kTaps; ++i) taps[i] = windows + std::min(i * length, n - length);
-  extremes<Op, kTaps>(taps, out, count);
 }
 
 // The running extreme of `count` samples from `row` on, in steps of 1 or -1.
@@ -109,16 +100,18 @@ class ExtremeFilter {
         height_(height),
         radius_(radius),
         n_(2 * radius + 1),
+        last_block_((width - 1) / n_ * n_),
         // An odd number of cache lines: rows below each other do not compete for places.
         pitch_((static_cast<size_t>(width) + 63) / 64 * 64 | 64),
-        rows_(std::min<size_t>(2 * static_cast<size_t>(n_), height), pitch_),
+        rows_(std::min(2 * n_, height), pitch_),
         windows_(2, pitch_),
         running_(2, pitch_) {}
 
   void run() {
+    if (radius_ == 1) return run_of_three();
     filter_rows_before(n_);
     for (int y = 0; y < radius_; ++y) {
-      extremes<Op, 2>({row(y), y == 0 ? row(y) : result(y - 1)}, result(y), width_);
+      extremes<Op>(result(y), width_, row(y), y == 0 ? row(y) : result(y - 1));
     }
     for (int start = 0; start < height_; start += n_) {
       filter_rows_before(start + n_);
@@ -137,8 +130,22 @@ class ExtremeFilter {
   // Few enough for a result whose rows compete for the same places of a cache.
   static constexpr int kRowsTogether = 4;
 
-  // n_ is at least 3. NOLINTNEXTLINE(clang-analyzer-core.DivideZero)
-  uint8_t* row(int y) { return rows_.get() + y % (2 * n_) * pitch_; }
+  // Windows of three rows, where blocks would not pay. The first row and the last one are copied.
+  void run_of_three() {
+    filter_rows_before(2);
+    const uint8_t *above = row(0), *here = row(1);
+    std::memcpy(result(0), above, width_);
+    for (int y = 1; y < height_ - 1; ++y) {
+      filter_rows_before(y + 2);
+      const uint8_t* const below = row(y + 1);
+      extremes<Op>(result(y), width_, above, here, below);
+      above = here;
+      here = below;
+    }
+    std::memcpy(result(height_ - 1), here, width_);
+  }
+
+  uint8_t* row(int y) { return rows_[y]; }
   uint8_t* result(int y) { return row_at(dst_, y, width_); }
 
   // The windows that start in the block at `start`, whose rows by now reach to its end.
@@ -163,34 +170,44 @@ class ExtremeFilter {
     }
   }
 
+  // Windows of n samples are covered by shorter ones side by side, the last of which ends where
+  // they do.
   void filter_row(const uint8_t* row, uint8_t* out) {
     const uint8_t* windows = row;  // of `length` samples, starting at each column
     uint8_t *next = windows_.get(), *other = next + pitch_;
     int length = 1;
     for (; 4 * length < n_; length *= 4) {
-      widen<Op, 4>(windows, length, 4 * length, next, width_ + 1 - 4 * length);
+      extremes<Op>(next, width_ + 1 - 4 * length, windows, windows + length, windows + 2 * length,
+                   windows + 3 * length);
       windows = next;
       std::swap(next, other);
     }
-    const auto to_n = n_ <= 2 * length   ? widen<Op, 2>
-                      : n_ <= 3 * length ? widen<Op, 3>
-                                         : widen<Op, 4>;
-    to_n(windows, length, n_, out + radius_, width_ + 1 - n_);
+    const uint8_t* const last_window = windows + n_ - length;
+    const int count = width_ + 1 - n_;
+    if (n_ <= 2 * length) {
+      extremes<Op>(out + radius_, count, windows, last_window);
+    } else if (n_ <= 3 * length) {
+      extremes<Op>(out + radius_, count, windows, windows + length, last_window);
+    } else {
+      extremes<Op>(out + radius_, count, windows, windows + length, windows + 2 * length,
+                   last_window);
+    }
 
     running_extreme<Op>(row, out, radius_, 1);
     // The last columns reach to the end of the last block, or of the one before it.
-    const int last = width_ - 1, last_block = last / n_ * n_, first = width_ - radius_;
-    running_extreme<Op>(row + last, out + last, width_ - std::max(first, last_block), -1);
-    if (first < last_block) {
-      running_extreme<Op>(row + last_block - 1, out + last_block - 1, last_block - first, -1);
+    const int last = width_ - 1, first = width_ - radius_;
+    running_extreme<Op>(row + last, out + last, width_ - std::max(first, last_block_), -1);
+    if (first < last_block_) {
+      running_extreme<Op>(row + last_block_ - 1, out + last_block_ - 1, last_block_ - first, -1);
     }
   }
 
   const uint8_t* src_;
   uint8_t* dst_;
-  int width_, height_, radius_, n_;
+  int width_, height_, radius_, n_, last_block_;  // where the last block of a row starts
   size_t pitch_;
-  Scratch<uint8_t> rows_, windows_, running_;
+  RowRing<uint8_t> rows_;
+  Scratch<uint8_t> windows_, running_;
   int known_ = 0;  // rows that are filtered along
 };
 
