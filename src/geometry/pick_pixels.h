@@ -58,16 +58,22 @@ void pick_thirds(const uint8_t* src, uint8_t* dst, size_t width) {
   }
 }
 
-// Rows of `count` bytes: `pick(from, to)` makes one of the source row tap(coordinate, height).
-template <class Tap, class Pick>
+// The pixel at the floor of the coordinate.
+inline int nearest_tap(float coordinate, int source) {
+  return std::clamp(floor_of(coordinate), 0, source - 1);
+}
+
+// Rows of `count` bytes: `pick(from, to)` makes one of the nearest source row.
+template <class Pick>
 void pick_rows(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, size_t count,
-               const Tap& tap, const Pick& pick) {
-  const int step = regular_step(sizes.src_height, sizes.dst_height, tap);
+               const Pick& pick) {
+  const int step = exact_step(sizes.src_height, sizes.dst_height);
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
   int previous = -1;
   for (int y = 0; y < sizes.dst_height; ++y) {
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
-    const int row = step != 0 ? step * y + (step - 1) / 2 : tap(coordinate(y), sizes.src_height);
+    const int row =
+        step != 0 ? step * y + (step - 1) / 2 : nearest_tap(coordinate(y), sizes.src_height);
     if (row == previous) {
       std::memcpy(out, row_at(dst, y - 1, sizes.dst_stride), count);
     } else {
@@ -77,13 +83,12 @@ void pick_rows(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, size_
   }
 }
 
-// Makes an image of the pixels in columns tap(coordinate, width) and rows tap(coordinate, height).
-// Columns that keep to a small step have loops of their own.
-template <int kSource, int kChannels = kSource, bool kSwap = false, class Tap>
-void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, const Tap& tap) {
+// Makes an image of the nearest pixels. Columns that keep to a small step have loops of their own.
+template <int kSource, int kChannels = kSource, bool kSwap = false>
+void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   const auto width = static_cast<size_t>(sizes.dst_width), count = width * kChannels;
-  const int step = regular_step(sizes.src_width, sizes.dst_width, tap);
-  const auto rows = [&](const auto& pick) { pick_rows(src, dst, sizes, count, tap, pick); };
+  const int step = exact_step(sizes.src_width, sizes.dst_width);
+  const auto rows = [&](const auto& pick) { pick_rows(src, dst, sizes, count, pick); };
   if (step == 1 && kSource == kChannels && !kSwap) {
     return rows([=](const uint8_t* from, uint8_t* to) { std::memcpy(to, from, count); });
   }
@@ -104,7 +109,7 @@ void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, con
   }
   Scratch<int> taps(width);
   Coordinates(sizes.src_width, sizes.dst_width).for_each([&](int x, float coordinate) {
-    taps[x] = tap(coordinate, sizes.src_width);
+    taps[x] = nearest_tap(coordinate, sizes.src_width);
   });
   PixelGather<kSource, kChannels, kSwap, 1> gather(sizes.src_width, sizes.dst_width, taps);
   rows([&](const uint8_t* from, uint8_t* to) {
@@ -114,18 +119,10 @@ void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, con
   });
 }
 
-// The same where the formula of a Kernel's resize takes single pixels everywhere, as in a third,
-// and false elsewhere.
-template <class Kernel, int kSource, int kChannels = kSource, bool kSwap = false>
-bool pick_single_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
-  const auto is_odd = [](int source, int destination) {
-    return regular_step(source, destination, Kernel::single_tap) % 2 != 0;
-  };
-  if (!is_odd(sizes.src_width, sizes.dst_width) || !is_odd(sizes.src_height, sizes.dst_height)) {
-    return false;
-  }
-  pick_pixels<kSource, kChannels, kSwap>(src, dst, sizes, Kernel::single_tap);
-  return true;
+// Whether bilinear and bicubic resizing, too, take these pixels: where all coordinates are whole.
+inline bool takes_single_pixels(const ResizeSizes& sizes) {
+  return exact_step(sizes.src_width, sizes.dst_width) % 2 != 0 &&
+         exact_step(sizes.src_height, sizes.dst_height) % 2 != 0;
 }
 
 }  // namespace KelvraCV::detail

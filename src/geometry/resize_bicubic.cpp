@@ -11,7 +11,8 @@ using namespace detail;
 
 template <int kChannels>
 void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
-  if (sizes.is_empty() || pick_single_pixels<Cubic, kChannels>(src, dst, sizes)) return;
+  if (sizes.is_empty()) return;
+  if (takes_single_pixels(sizes)) return pick_pixels<kChannels>(src, dst, sizes);
   resize_separable<Cubic, kChannels, kChannels, false>(src, dst, sizes);
 }
 

@@ -11,38 +11,32 @@ namespace {
 
 using namespace detail;
 
-bool is_halved(int source, int destination) {
-  return source == int64_t{2} * destination &&
-         is_regular(source, destination, [=](int i, float coordinate) {
-           const Taps<2> taps = Linear::taps(coordinate, source);
-           return taps.first == 2 * i && taps.weights[0] == kWeightOne / 2;
-         });
+bool is_halved(const ResizeSizes& sizes) {
+  return exact_step(sizes.src_width, sizes.dst_width) == 2 &&
+         exact_step(sizes.src_height, sizes.dst_height) == 2;
 }
 
-// All positions but the first and the last are a quarter of the way from one pixel to another.
-bool is_doubled(int source, int destination) {
-  constexpr int kNear = kWeightOne * 3 / 4;
-  return destination == int64_t{2} * source &&
-         is_regular(source, destination, [=](int i, float coordinate) {
-           const Taps<2> taps = Linear::taps(coordinate, source);
-           const int weight = taps.weights[0];
-           if (i == 0 || i == destination - 1) return taps.first == i / 2 && weight == kWeightOne;
-           return taps.first == (i - 1) / 2 && weight == (i % 2 != 0 ? kNear : kWeightOne - kNear);
-         });
+// Calls halve(top, bottom, out) for the rows of a destination of half the size.
+template <class T, class Halve>
+void halve_rows(const T* src, T* dst, const ResizeSizes& sizes, const Halve& halve) {
+  for (int y = 0; y < sizes.dst_height; ++y) {
+    const T* const top = row_at(src, 2 * y, sizes.src_stride);
+    halve(top, top + sizes.src_stride, row_at(dst, y, sizes.dst_stride));
+  }
 }
 
 template <int kSource, int kChannels, bool kSwap = false>
 void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
-  if (sizes.is_empty() || pick_single_pixels<Linear, kSource, kChannels, kSwap>(src, dst, sizes)) {
-    return;
-  }
+  if (sizes.is_empty()) return;
   using Simple = SimpleRows<kSource, kChannels, kSwap>;
   const auto [src_width, src_height, src_stride, dst_width, dst_height, dst_stride] = sizes;
-  if (is_halved(src_width, dst_width) && is_halved(src_height, dst_height)) {
-    for (int y = 0; y < dst_height; ++y) {
-      const uint8_t* const top = row_at(src, 2 * y, src_stride);
-      Simple::halve(top, top + src_stride, dst_width, row_at(dst, y, dst_stride));
-    }
+  if (takes_single_pixels(sizes)) {
+    pick_pixels<kSource, kChannels, kSwap>(src, dst, sizes);
+  } else if (is_halved(sizes)) {
+    halve_rows(src, dst, sizes,
+               [width = dst_width](const auto* top, const auto* bottom, auto* out) {
+                 Simple::halve(top, bottom, width, out);
+               });
   } else if (is_doubled(src_width, dst_width) && is_doubled(src_height, dst_height)) {
     for (int y = 0; y < dst_height; ++y) {
       const int near = y / 2, far = std::clamp(y % 2 != 0 ? near + 1 : near - 1, 0, src_height - 1);
@@ -82,8 +76,12 @@ void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int 
 
 void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int src_height,
                               int src_stride, int dst_width, int dst_height, int dst_stride) {
-  if (ResizeSizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride}
-          .is_empty()) {
+  const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
+  if (sizes.is_empty()) return;
+  if (is_halved(sizes)) {
+    halve_rows(src, dst, sizes, [=](const float* top, const float* bottom, float* out) {
+      halve_floats(top, bottom, dst_width, out);
+    });
     return;
   }
   const auto source = [=](int y) { return row_at(src, y, src_stride); };

@@ -13,7 +13,22 @@
 namespace KelvraCV::detail {
 
 // Each pass blends two neighbours a and b as a (1 - t) + b t, one product fused.
-//
+
+// A row of an image of half the size, where t is 0.5.
+inline void halve_floats(const float* top, const float* bottom, int dst_width, float* out) {
+  for_each_vector<float>(static_cast<size_t>(dst_width), [=](auto d, size_t x) KELVRA_CV_INLINE {
+    using V = hn::Vec<decltype(d)>;
+    const V half = hn::Set(d, 0.5f);
+    const auto blend = [=](V a, V b) KELVRA_CV_INLINE { return hn::MulAdd(b, half, a * half); };
+    const auto pairs = [=](const float* row) KELVRA_CV_INLINE {
+      V sides[2];
+      load_pixels<2>(d, row + 2 * x, sides);
+      return blend(sides[0], sides[1]);
+    };
+    hn::StoreU(blend(pairs(top), pairs(bottom)), d, out + x);
+  });
+}
+
 // `source(y)` gives row y of the source: until its next call, or with kRowsStay for good.
 template <class Source, bool kRowsStay = false>
 class FloatResizer {

@@ -8,27 +8,21 @@ namespace {
 
 using namespace detail;
 
-int nearest_tap(float coordinate, int source) {
-  return std::clamp(floor_of(coordinate), 0, source - 1);
-}
-
 template <int kChannels>
-void resize_nearest(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
-  if (!sizes.is_empty()) pick_pixels<kChannels>(src, dst, sizes, nearest_tap);
+void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
+  if (!sizes.is_empty()) pick_pixels<kChannels>(src, dst, sizes);
 }
 
 }  // namespace
 
 void resize_nn_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride) {
-  resize_nearest<1>(src, dst,
-                    {src_width, src_height, src_stride, dst_width, dst_height, dst_stride});
+  resize<1>(src, dst, {src_width, src_height, src_stride, dst_width, dst_height, dst_stride});
 }
 
 void resize_nn_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride) {
-  resize_nearest<3>(src, dst,
-                    {src_width, src_height, src_stride, dst_width, dst_height, dst_stride});
+  resize<3>(src, dst, {src_width, src_height, src_stride, dst_width, dst_height, dst_stride});
 }
 
 }  // namespace KelvraCV

@@ -58,37 +58,33 @@ class Coordinates {
   float source_, ratio_, reciprocal_;
 };
 
-// Whether holds(i, coordinate) for all positions i, where the source is a whole multiple of the
-// destination, or half of it. Coordinates in whole groups of four are then exact up to 2^21, as
-// i + 0.5, its product with the ratio and the difference need 23 bits at most. `holds` must be true
-// of exact ones: only the rest is looked at. Where there is no such ratio, the answer is no.
-template <class F>
-bool is_regular(int source, int destination, F holds) {
+// Whether all coordinates are exact, where the source is a whole multiple of the destination, or
+// half of it; elsewhere false. Those in whole groups of four are, up to 2^21, as i + 0.5, its
+// product with the ratio and the difference need 23 bits at most. Only the rest is looked at.
+inline bool has_exact_coordinates(int source, int destination) {
   if (source % destination != 0 && destination != int64_t{2} * source) return false;
   if (std::max(source, destination) >= 1 << 21) return false;
   const Coordinates coordinate(source, destination);
+  const double ratio = static_cast<double>(source) / destination;
   for (int i = destination & ~3; i < destination; ++i) {
-    if (!holds(i, coordinate(i))) return false;
+    if (coordinate(i) != (i + 0.5) * ratio - 0.5) return false;
   }
   return true;
+}
+
+// With such coordinates: how many source pixels there are to each of a smaller destination, else 0.
+// Number i's are those from step i on, and its coordinate is in their middle.
+inline int exact_step(int source, int destination) {
+  return has_exact_coordinates(source, destination) ? source / destination : 0;
+}
+inline bool is_doubled(int source, int destination) {
+  return destination == int64_t{2} * source && has_exact_coordinates(source, destination);
 }
 
 // The integer at or before a coordinate, which rounding may have led past the range of integers.
 inline int floor_of(float coordinate) {
   const float whole = std::floor(coordinate);
   return whole < 2147483648.0f ? static_cast<int>(whole) : std::numeric_limits<int>::max();
-}
-
-// Where position i of a destination takes that of number step i + (step - 1) / 2 of the source, the
-// step, else 0. `tap(coordinate, source)` gives a coordinate's number; a fraction of 0 or 1/2 is
-// known to be right.
-template <class Tap>
-int regular_step(int source, int destination, const Tap& tap) {
-  const int step = source / destination;
-  const bool is_whole = step > 0 && is_regular(source, destination, [&](int i, float coordinate) {
-                          return tap(coordinate, source) == int64_t{step} * i + (step - 1) / 2;
-                        });
-  return is_whole ? step : 0;
 }
 
 // The pixel at or before a coordinate, and how far the coordinate is on the way to the next one:
@@ -122,11 +118,6 @@ struct Linear {
     if (weight == 0) return {at.tap + 1, {kWeightOne, 0}};
     return {at.tap, {weight, static_cast<int16_t>(kWeightOne - weight)}};
   }
-  // The pixel that has all the weight, or -1.
-  static int single_tap(float coordinate, int source) {
-    const Taps<2> at = taps(coordinate, source);
-    return at.weights[0] == kWeightOne ? at.first : -1;
-  }
 };
 
 // The kernel is cubic convolution with a = +0.75: deliberately of the other sign than usual, which
@@ -149,14 +140,6 @@ struct Cubic {
     return {at.tap - 1,
             {static_cast<int16_t>(k0), static_cast<int16_t>(k1), static_cast<int16_t>(k2),
              static_cast<int16_t>(kWeightOne - (k0 + k1 + k2))}};
-  }
-  static int single_tap(float coordinate, int source) {
-    const Taps<4> at = taps(coordinate, source);
-    for (int i = 1; i < 3; ++i) {  // the third one stands for the last pixel
-      if (at.weights[i] == kWeightOne && at.weights[0] == 0 && at.weights[3 - i] == 0)
-        return at.first + i;
-    }
-    return -1;
   }
 };
 
