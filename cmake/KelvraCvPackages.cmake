@@ -47,7 +47,6 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/symb
 kelvra_cv_debian(development libkelvra-cv-dev libdevel "${kelvra_cv_this_version}"
   "The header, the CMake package and the pkg-config file, for programs that link the library.")
 
-
 # What is installed beside the library is linked to it as it lies in the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 if(TARGET kelvra)
@@ -65,6 +64,9 @@ if(TARGET kelvra_cv_python)
     "${kelvra_cv_this_version}, ${this_python}, python3-numpy"
     "The Python package, over numpy arrays.")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+  # Python's byte code comes and goes with the package.
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_SOURCE_DIR}/packaging/debian/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/prerm)
   set(python_dir lib/python3/dist-packages/kelvra_cv)
   install(TARGETS kelvra_cv_python LIBRARY DESTINATION ${python_dir} COMPONENT python)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/kelvra_cv/ DESTINATION ${python_dir} COMPONENT python

@@ -54,15 +54,17 @@ PYTHON
 kelvra run "resize 50% | clahe clip=3" in.png out.png
 test -s out.png
 apt-get install -y --no-install-recommends ./libkelvra-cv-dev_*.deb g++ cmake make pkg-config
-cmake -S . -B build && cmake --build build
+cmake -S . -B build
+cmake --build build
 for program in consumer core frames contours; do build/$program; done
 c++ main.cpp -o through_pkgconfig $(pkg-config --cflags --libs kelvra_cv)
 ./through_pkgconfig
 apt-get purge -y libkelvra-cv-dev kelvra python3-kelvra-cv libkelvra-cv1
 ! find / -xdev \( -path /test -o -path /proc \) -prune -o -iname '*kelvra*' -print | grep -v /var/lib/apt/
 USE
+# Nothing of this machine's environment, such as a compiler's launcher, is there.
 # shellcheck disable=SC2016  # the hook's own shell expands
-mmdebstrap --quiet --variant=apt --skip=cleanup/apt \
-  --customize-hook="copy-in $scratch/test /" --customize-hook='chroot "$1" sh /test/use.sh' \
+mmdebstrap --quiet --variant=apt --skip=cleanup/apt --customize-hook="copy-in $scratch/test /" \
+  --customize-hook='chroot "$1" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin sh /test/use.sh' \
   "$codename" /dev/null >"$scratch/log" 2>&1 || { tail -n 40 "$scratch/log"; fail "in the clean system"; }
 echo "the packages install, work and leave nothing in a clean $codename"
