@@ -2,6 +2,7 @@
 linked into it. The rest of the package is described in pyproject.toml."""
 
 import re
+import shutil
 import subprocess
 import sys
 from pathlib import Path
@@ -17,7 +18,8 @@ class CMakeBuild(build_ext):
         target = Path(self.get_ext_fullpath(ext.name)).resolve()
         build = (ROOT / self.build_temp).resolve()
         subprocess.run(
-            ["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release",
+            ["cmake", "-S", ROOT, "-B", build, *(["-G", "Ninja"] if shutil.which("ninja") else []),
+             "-DCMAKE_BUILD_TYPE=Release",
              "-DBUILD_SHARED_LIBS=OFF", "-DKELVRA_CV_TESTS=OFF", "-DKELVRA_CV_PYTHON=ON",
              f"-DPython_EXECUTABLE={sys.executable}"],
             check=True)
