@@ -152,6 +152,34 @@ TEST(Channels, SplitAndMerge) {
   }
 }
 
+// Planes that share memory with the pixels are written and read sample by sample, in order.
+TEST(Channels, OverlappingPlanesRunInOrder) {
+  for (const auto& [w, h] : {std::pair{70, 1}, {1, 20}, {33, 3}}) {
+    for (const int channels : {2, 3, 4}) {
+      for (const int offset : {0, 1, -7, 60}) {
+        SCOPED_TRACE(testing::Message() << w << " x " << h << ", " << channels << ", " << offset);
+        Pixels memory = noise(1000), want = memory;
+        const ImageData pixels{memory.data() + 300, w, h, channels, channels * w, 0, 0};
+        std::vector<ImageData> planes;
+        for (int k = 0; k < channels; ++k) {
+          planes.push_back({pixels.data + offset + k * w * h, w, h, 1, w, 0, 0});
+        }
+        const auto sample = [&](int i) { return want.begin() + 300 + i; };
+        const auto place = [&](int i) {
+          return sample(offset + i % channels * w * h + i / channels);
+        };
+        for (int i = 0; i < channels * w * h; ++i) *place(i) = *sample(i);
+        split_channels(pixels, planes);
+        ASSERT_EQ(memory, want);
+        for (int i = 0; i < channels * w * h; ++i) *sample(i) = *place(i);
+        ImageData merged = pixels;
+        merge_channels(planes, merged);
+        ASSERT_EQ(memory, want);
+      }
+    }
+  }
+}
+
 TEST(Channels, SplitChecksInOrder) {
   CapturedLog log;
   Pixels pixels = noise(4 * 6), plane(6, 9);

@@ -123,6 +123,10 @@ TEST(Lab, TablesOfTheCaller) {
 }
 
 TEST(Lab, Tables) {
+  GuardedBuffer<int> gamma(256, 1), roots(1500, 1), of_y(256, 1), of_xz(65536, 1);
+  GuardedBuffer<unsigned short> encoded(4096, 1);
+  init_rgb_to_lab_fast(gamma.data(), roots.data());
+  init_lab_to_rgb_fast(of_y.data(), of_xz.data(), of_xz.data(), encoded.data());
   const ForwardLab forward;
   for (int i = 0; i < 256; ++i) {
     ASSERT_EQ(forward.gamma[i], static_cast<int>(linear_light(i) * 1024.0f));
