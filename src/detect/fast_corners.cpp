@@ -32,28 +32,34 @@ struct Window {
   const uint8_t* centre(int x) const { return rows[kRadius] + x; }
 };
 
+// By how much values stand out from their centres, `bright` above and `dark` below them.
+template <class V>
+HWY_INLINE V strength(V centre, V bright, V dark) {
+  return hn::Max(hn::SaturatedSub(bright, centre), hn::SaturatedSub(centre, dark));
+}
+
+// Whether there may be a corner among the pixels from column x on, as many as `d8` has lanes: an
+// arc of nine holds two neighbours of the four compass points.
+template <class D>
+HWY_INLINE bool may_have_corners(D d8, const Window& window, int x, int threshold) {
+  const auto pixel = [&](int k) { return hn::LoadU(d8, window.at(x, k)); };
+  const auto p0 = pixel(0), p4 = pixel(4), p8 = pixel(8), p12 = pixel(12);
+  const auto compass =
+      strength(hn::LoadU(d8, window.centre(x)), hn::Min(hn::Max(p0, p8), hn::Max(p4, p12)),
+               hn::Max(hn::Min(p0, p8), hn::Min(p4, p12)));
+  const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
+  return !hn::AllTrue(d8, hn::SaturatedSub(compass, limit) == hn::Zero(d8));
+}
+
 // How much an arc of nine stands out from each centre: the largest of all arcs' smallest
-// differences. A pixel is a corner at every threshold below it, so it is the score plus one. As
-// many pixels from column x on as `d8` has lanes; 0 for all of them where none exceeds `threshold`.
+// differences. A pixel is a corner at every threshold below it, so it is the score plus one.
 //
 // Arcs are taken in pairs: those from an even position k and from k + 1 on share the eight pixels
 // k + 1 to k + 8. Of the two, the better one has as its ninth the better of pixels k and k + 9.
 template <class D>
-HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x, hn::Vec<D> threshold) {
-  const auto centre = hn::LoadU(d8, window.centre(x));
-  const auto pixel = [&](int k) { return hn::LoadU(d8, window.at(x, k)); };
-  const auto strength = [&](hn::Vec<D> bright, hn::Vec<D> dark) {
-    return hn::Max(hn::SaturatedSub(bright, centre), hn::SaturatedSub(centre, dark));
-  };
-
-  // An arc of nine holds two neighbours of the four compass points.
-  const auto p0 = pixel(0), p4 = pixel(4), p8 = pixel(8), p12 = pixel(12);
-  const auto compass = strength(hn::Min(hn::Max(p0, p8), hn::Max(p4, p12)),
-                                hn::Max(hn::Min(p0, p8), hn::Min(p4, p12)));
-  if (hn::AllTrue(d8, hn::SaturatedSub(compass, threshold) == hn::Zero(d8))) return hn::Zero(d8);
-
+HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x) {
   hn::Vec<D> p[kCircle], low[kCircle / 2], high[kCircle / 2];  // low[i] from position 2 i + 1 on
-  for (int k = 0; k < kCircle; ++k) p[k] = pixel(k);
+  for (int k = 0; k < kCircle; ++k) p[k] = hn::LoadU(d8, window.at(x, k));
   for (int i = 0; i < 8; ++i) {
     low[i] = hn::Min(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
     high[i] = hn::Max(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
@@ -71,7 +77,7 @@ HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x, hn::Vec<D>
     bright = hn::Max(bright, hn::Min(low8, hn::Max(before, after)));
     dark = hn::Min(dark, hn::Max(high8, hn::Min(before, after)));
   }
-  return strength(bright, dark);
+  return strength(hn::LoadU(d8, window.centre(x)), bright, dark);
 }
 
 // The columns of the corners of one row, and the row's scores: 0 where there is no corner.
@@ -97,10 +103,10 @@ struct CornerRow {
 // Finds the corners among the pixels from column x on, as many as a vector has, that are not
 // before column `first`.
 template <class D>
-HWY_INLINE void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
-                                const uint8_t* mask, CornerRow& found) {
+HWY_NOINLINE void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
+                                  const uint8_t* mask, CornerRow& found) {
   const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
-  const auto strength = arc_strength(d8, window, x, limit);
+  const auto strength = arc_strength(d8, window, x);
   const auto is_corner = hn::Not(hn::SaturatedSub(strength, limit) == hn::Zero(d8));
   if (hn::AllFalse(d8, is_corner)) return;
   uint8_t strengths[hn::MaxLanes(d8)], bytes[8] = {};
@@ -121,9 +127,11 @@ void find_corners(const Window& window, int width, int threshold, const uint8_t*
                   CornerRow& found) {
   const int searched = width - 2 * kRadius;
   int next = kRadius;  // the last vector covers columns that are done
-  for_each_vector<uint8_t>(static_cast<size_t>(searched), [&](auto d8, size_t i) {
+  for_each_vector<uint8_t>(static_cast<size_t>(searched), [&](auto d8, size_t i) KELVRA_CV_INLINE {
     const int x = kRadius + static_cast<int>(i);
-    find_corners_at(d8, window, x, next, threshold, mask, found);
+    if (may_have_corners(d8, window, x, threshold)) {
+      find_corners_at(d8, window, x, next, threshold, mask, found);
+    }
     next = x + static_cast<int>(hn::Lanes(d8));
   });
 }
