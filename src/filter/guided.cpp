@@ -8,6 +8,7 @@
 #include "core/numeric.h"
 #include "core/rows.h"
 #include "core/scratch.h"
+#include "core/simd.h"
 #include "filter/box_mean.h"
 #include "geometry/resize_float.h"
 #include "kelvra_cv.h"
@@ -40,12 +41,14 @@ void multiply(const float* a, const float* b, float* out, int width) {
 // The regression p = a I + b in each window, from the means of I, I I, p and I p.
 void regress(const float* mean_i, const float* corr_i, const float* mean_p, const float* corr_ip,
              float eps, float* a, float* b, int width) {
-  for (int x = 0; x < width; ++x) {  // vectorised
-    const float variance = std::fma(-mean_i[x], mean_i[x], corr_i[x]);
-    const float covariance = std::fma(-mean_i[x], mean_p[x], corr_ip[x]);
-    a[x] = covariance / (variance + eps);
-    b[x] = std::fma(-a[x], mean_i[x], mean_p[x]);
-  }
+  for_each_vector<float>(width, [=](auto d, size_t x) {
+    const auto i = hn::LoadU(d, mean_i + x), p = hn::LoadU(d, mean_p + x);
+    const auto variance = hn::NegMulAdd(i, i, hn::LoadU(d, corr_i + x));
+    const auto covariance = hn::NegMulAdd(i, p, hn::LoadU(d, corr_ip + x));
+    const auto slope = covariance / (variance + hn::Set(d, eps));
+    hn::StoreU(slope, d, a + x);
+    hn::StoreU(hn::NegMulAdd(slope, i, p), d, b + x);
+  });
 }
 
 // The means of the regressions of a plane, one row after the other.
