@@ -84,13 +84,16 @@ HWY_INLINE void for_each_group(size_t count, Body&& body) {
   for (; x < count; x += Single::kLanes) body(Single(), std::min(x, count - Single::kLanes));
 }
 
-// A vector whose making the compiler does not look into. GCC 12 keeps a constant in two registers
-// where its halves are used, takes vectors that it loads for a structured store through memory, and
-// copies those that it puts together for a look-up once more.
+// A vector whose making the compiler does not look into. On arm64, GCC 12 keeps a constant in two
+// registers where its halves are used, takes vectors that it loads for a structured store through
+// memory, and copies those that it puts together for a look-up once more. On x86-64 it loads a
+// vector again for every use, and clang 14 makes more shuffles of those that follow one another.
 template <class V>
 HWY_INLINE V opaque(V v) {
 #if HWY_ARCH_ARM_A64 && !defined(__clang__)
   asm("" : "+w"(v.raw));
+#elif HWY_ARCH_X86
+  asm("" : "+x"(v.raw));
 #endif
   return v;
 }
@@ -316,6 +319,32 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
   hn::Vec<D32> rest = hn::Zero(d32);
   const auto sum = hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), rest);
   return hn::RearrangeToOddPlusEven(sum, rest);
+}
+
+// 16-bit lanes that are negative where a * a_weight + b * b_weight, exact in 32 bits, is.
+template <class V16>
+HWY_INLINE V16 sum_with_sign(V16 a, V16 a_weight, V16 b, V16 b_weight) {
+  const hn::DFromV<V16> d16;
+  if constexpr (hn::MaxLanes(d16) == 1) {
+    const hn::Rebind<int32_t, decltype(d16)> d32;
+    const auto wide = [=](V16 v) { return hn::PromoteTo(d32, v); };
+    return hn::DemoteTo(d16, wide(a) * wide(a_weight) + wide(b) * wide(b_weight));
+  } else {
+#if HWY_ARCH_X86
+    const hn::Repartition<int32_t, decltype(d16)> d32;
+    return hn::ReorderDemote2To(d16,
+                                multiply_add_pairs(d32, hn::InterleaveLower(d16, a, b),
+                                                   hn::InterleaveLower(d16, a_weight, b_weight)),
+                                multiply_add_pairs(d32, hn::InterleaveUpper(d16, a, b),
+                                                   hn::InterleaveUpper(d16, a_weight, b_weight)));
+#else
+    const int32x4_t low = vmull_s16(vget_low_s16(a.raw), vget_low_s16(a_weight.raw)),
+                    high = vmull_high_s16(a.raw, a_weight.raw);
+    return V16(vuzp2q_s16(
+        vreinterpretq_s16_s32(vmlal_s16(low, vget_low_s16(b.raw), vget_low_s16(b_weight.raw))),
+        vreinterpretq_s16_s32(vmlal_high_s16(high, b.raw, b_weight.raw))));
+#endif
+  }
 }
 
 // Sums of neighbouring bytes, as 16-bit lanes: a[0] + a[1], a[2] + a[3], …

@@ -175,7 +175,8 @@ struct DropFourth {
         a, 1, c, a + 4, 5, c + 4, a + 8, 9, c + 8, a + 12, 13, c + 12, 0x80, 0x80, 0x80, 0x80};
     const auto part = [&](int i, int w0, int w1, int w2, int w3, int w4, int w5, int w6, int w7) {
       const auto pixels = hn::LoadU(Full<uint8_t>(), from.part[0] + 32 * i);
-      const auto kept = hn::TableLookupBytes(pixels, hn::LoadDup128(Full<uint8_t>(), kKept));
+      const auto kept =
+          opaque(hn::TableLookupBytes(pixels, hn::LoadDup128(Full<uint8_t>(), kKept)));
       return _mm256_permutevar8x32_epi32(kept.raw,
                                          _mm256_setr_epi32(w0, w1, w2, w3, w4, w5, w6, w7));
     };

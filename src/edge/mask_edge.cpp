@@ -1,4 +1,5 @@
 // Inner edge of a mask: foreground pixels beside the background or at the image's frame.
+#include <algorithm>
 #include <cstring>
 
 #include "core/rows.h"
@@ -22,7 +23,7 @@ void frame_row(const uint8_t* row, uint8_t* dst, int width, uint8_t foreground) 
 // background count as neither.
 template <class D>
 HWY_INLINE void inner_pixels(D d, const uint8_t* above, const uint8_t* row, const uint8_t* below,
-                             uint8_t* dst, int x, uint8_t foreground) {
+                             uint8_t* dst, size_t x, uint8_t foreground) {
   const auto background = hn::Set(d, static_cast<uint8_t>(255 - foreground));
   const auto is_background = [&](const uint8_t* from) {
     return hn::VecFromMask(d, hn::Eq(hn::LoadU(d, from), background));
@@ -35,19 +36,12 @@ HWY_INLINE void inner_pixels(D d, const uint8_t* above, const uint8_t* row, cons
 
 void inner_row(const uint8_t* above, const uint8_t* row, const uint8_t* below, uint8_t* dst,
                int width, uint8_t foreground) {
-  const Full<uint8_t> full;
-  const hn::CappedTag<uint8_t, 1> one;
-  const int lanes = static_cast<int>(hn::Lanes(full)), last = width - 1;
+  const int last = width - 1;
+  for_each_vector<uint8_t>(static_cast<size_t>(std::max(last - 1, 0)), [&](auto d, size_t x) {
+    inner_pixels(d, above + 1, row + 1, below + 1, dst + 1, x, foreground);
+  });
   dst[0] = mark(row[0] == foreground);
-  int x = 1;
-  if (last >= 1 + lanes) {
-    for (; x + lanes <= last; x += lanes) inner_pixels(full, above, row, below, dst, x, foreground);
-    // The last vector covers some pixels for the second time.
-    if (x < last) inner_pixels(full, above, row, below, dst, last - lanes, foreground);
-    x = last;
-  }
-  for (; x < last; ++x) inner_pixels(one, above, row, below, dst, x, foreground);
-  if (last > 0) dst[last] = mark(row[last] == foreground);
+  dst[last] = mark(row[last] == foreground);
 }
 
 }  // namespace

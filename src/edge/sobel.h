@@ -49,17 +49,14 @@ HWY_INLINE V magnitude(Gradient<V> gradient) {
 // some columns for the second time.
 template <class Visit>
 HWY_INLINE void for_each_column(int width, Visit&& visit) {
-  const Full<int16_t> full;
   const hn::CappedTag<int16_t, 1> one;
-  const int lanes = static_cast<int>(hn::Lanes(full)), last = width - 1;
+  const int last = width - 1;
   visit(one, 0, 0, std::min(1, last));
-  int x = 1;
-  if (last >= 1 + lanes) {
-    for (; x + lanes <= last; x += lanes) visit(full, x - 1, x, x + 1);
-    if (x < last) visit(full, last - lanes - 1, last - lanes, last - lanes + 1);
-    x = last;
-  }
-  for (; x < last; ++x) visit(one, x - 1, x, x + 1);
+  for_each_vector<int16_t>(static_cast<size_t>(std::max(last - 1, 0)),
+                           [&](auto d16, size_t i) KELVRA_CV_INLINE {
+                             const int x = static_cast<int>(i) + 1;
+                             visit(d16, x - 1, x, x + 1);
+                           });
   if (last > 0) visit(one, last - 1, last, last);
 }
 
