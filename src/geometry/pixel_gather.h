@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "core/scratch.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 
 namespace KelvraCV::detail {
 
@@ -40,11 +40,12 @@ class PixelGather {
                 (kPadding / kBlock)),
         bases_(kSets * kPieces, blocks_),
         indices_(kSets * blocks_, kBlock) {
+    std::fill_n(bases_.get(), kSets * blocks_, size_t{0});
     std::fill_n(indices_.get(), kSets * blocks_ * kBlock, uint8_t{0});
-    const size_t longest = place_windows(first.get());
+    const size_t longest = make_windows(first.get());
     if (longest <= 2 * kBlock) {
       form_ = longest <= kBlock ? Form::kOneBlock : Form::kTwoBlocks;
-      make_window_indices(first.get(), longest <= kBlock ? kBlock : 2 * kBlock);
+      keep_windows_inside(longest <= kBlock ? kBlock : 2 * kBlock);
     } else {
       form_ = Form::kPieces;
       make_pieces(first.get());
@@ -115,67 +116,85 @@ class PixelGather {
     return {bases_.get(), indices_.get(), blocks_ * kBlock};
   }
 
-  struct Byte {
-    size_t number;  // over all sets
-    size_t piece;   // of its block's
-    size_t column;  // where in the row its column begins
-    size_t place;   // in the row
-  };
-  // Calls f(byte) for all bytes, until it returns false.
+  // Calls f(i, x, column, place) for all bytes of a set: byte i is at `place` in the row and
+  // belongs to destination column x, whose pixels begin at `column`.
   template <class F>
-  void for_each_byte(const int* first, const F& f) const {
+  HWY_INLINE void for_each_byte(const int* first, int set, const F& f) const {
+    size_t i = static_cast<size_t>(set) * blocks_ * kBlock;
+    const int dst_width = dst_width_, last = src_width_ - 1;
+    for (int x = 0; x < dst_width; ++x) {
+      size_t pixels[kSpan];
+      for (int k = 0; k < kSpan; ++k) {
+        const int pixel = std::clamp(first[x] + set * kSpan + k, 0, last);
+        pixels[k] = static_cast<size_t>(pixel) * kSource;
+      }
+      repeat<kColumn>([&](int j) KELVRA_CV_INLINE {
+        f(i++, x, pixels[0], pixels[j % kSpan] + source_channel(j / kSpan, kSwap));
+      });
+    }
+  }
+
+  // Places each block's window at its first byte, and returns how long windows must be. Where the
+  // first block shows that they are too long, it leaves it at that.
+  size_t make_windows(const int* first) {
+    const int last = std::min(dst_width_ - 1, (kBlock - 1) / kColumn);
+    const size_t distance = kSource * static_cast<size_t>(first[last] - first[0]);
+    if (distance >= 2 * kBlock) return distance + 1;
+    size_t* const bases = bases_.get();
+    uint8_t* const indices = indices_.get();
     for (int set = 0; set < kSets; ++set) {
-      const size_t begin = static_cast<size_t>(set) * blocks_ * kBlock;
-      size_t i = 0;
-      for (int x = 0; x < dst_width_; ++x) {
-        size_t pixels[kSpan];
-        for (int k = 0; k < kSpan; ++k) {
-          const int pixel = std::clamp(first[x] + set * kSpan + k, 0, src_width_ - 1);
-          pixels[k] = static_cast<size_t>(pixel) * kSource;
-        }
-        for (int j = 0; j < kColumn; ++j, ++i) {
-          const size_t piece = static_cast<size_t>(x) - i / kBlock * kBlock / kColumn;
-          const size_t place = pixels[j % kSpan] + source_channel(j / kSpan, kSwap);
-          if (!f(Byte{begin + i, piece, pixels[0], place})) return;
-        }
+      size_t origin = 0, end = 0;
+      for_each_byte(first, set, [&](size_t i, int, size_t column, size_t place) KELVRA_CV_INLINE {
+        if (i % kBlock == 0) bases[i / kBlock] = origin = column;
+        indices[i] = static_cast<uint8_t>(std::min(place - origin, size_t{255}));
+        end = i + 1;
+      });
+      for (; end % kBlock != 0; ++end) indices[end] = indices[end - 1];
+    }
+    int longest = 0;
+    for (size_t block = 0, blocks = kSets * blocks_; block < blocks; ++block) {
+      uint8_t* const index = indices + block * kBlock;
+      uint8_t low = 255, high = 0;
+      for (int i = 0; i < kBlock; ++i) {
+        low = std::min(low, index[i]);
+        high = std::max(high, index[i]);
+      }
+      bases[block] += low;
+      for (int i = 0; i < kBlock; ++i) index[i] = static_cast<uint8_t>(index[i] - low);
+      longest = std::max(longest, high - low + 1);
+    }
+    return static_cast<size_t>(longest);
+  }
+
+  void keep_windows_inside(size_t window) {
+    const size_t last_base = std::max(row_bytes_, window) - window;
+    for (size_t block = 0; block < kSets * blocks_; ++block) {
+      if (bases_[block] <= last_base) continue;
+      const size_t shift = bases_[block] - last_base;
+      bases_[block] = last_base;
+      for (size_t i = 0; i < kBlock; ++i) {
+        uint8_t& index = indices_[block * kBlock + i];
+        index = static_cast<uint8_t>(index + shift);
       }
     }
   }
 
-  // Places the blocks' windows at their first bytes, and returns how long they must be: where that
-  // is more than any window, it stops at once.
-  size_t place_windows(const int* first) {
-    std::fill_n(bases_.get(), kSets * blocks_, size_t{0});
-    size_t end = 0, longest = 0;
-    for_each_byte(first, [&](const Byte& byte) {
-      const bool is_first = byte.number % kBlock == 0;
-      size_t& base = bases_[byte.number / kBlock];
-      base = is_first ? byte.place : std::min(base, byte.place);
-      end = std::max(is_first ? 0 : end, byte.place + 1);
-      longest = std::max(longest, end - base);
-      return longest <= 2 * kBlock;
-    });
-    return longest;
-  }
-
-  void make_window_indices(const int* first, size_t window) {
-    const size_t last_base = std::max(row_bytes_, window) - window;
-    for (size_t i = 0; i < kSets * blocks_; ++i) bases_[i] = std::min(bases_[i], last_base);
-    for_each_byte(first, [&](const Byte& byte) {
-      indices_[byte.number] = static_cast<uint8_t>(byte.place - bases_[byte.number / kBlock]);
-      return true;
-    });
-  }
-
   // The row is longer than a piece. Pieces that a block does not need are at its beginning.
   void make_pieces(const int* first) {
-    std::fill_n(bases_.get(), kSets * kPieces * blocks_, size_t{0});
-    for_each_byte(first, [&](const Byte& byte) {
-      const size_t base = std::min(byte.column, row_bytes_ - kPiece);
-      bases_[byte.number / kBlock * kPieces + byte.piece] = base;
-      indices_[byte.number] = static_cast<uint8_t>(byte.piece * kPiece + byte.place - base);
-      return true;
-    });
+    size_t* const bases = bases_.get();
+    uint8_t* const indices = indices_.get();
+    std::fill_n(bases, kSets * kPieces * blocks_, size_t{0});
+    const size_t last = row_bytes_ - kPiece;
+    for (int set = 0; set < kSets; ++set) {
+      int first_column = 0;  // of the block
+      for_each_byte(first, set, [&](size_t i, int x, size_t column, size_t place) KELVRA_CV_INLINE {
+        if (i % kBlock == 0) first_column = x;
+        const int piece = x - first_column;
+        const size_t base = std::min(column, last);
+        bases[i / kBlock * kPieces + piece] = base;
+        indices[i] = static_cast<uint8_t>(piece * kPiece + place - base);
+      });
+    }
   }
 
   int src_width_, dst_width_;
