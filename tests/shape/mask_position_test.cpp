@@ -36,6 +36,14 @@ TEST(MaskPosition, EveryShapeAndDensity) {
   }
 }
 
+TEST(MaskPosition, EveryColumnAlone) {
+  for (int x = 0; x < 300; ++x) {
+    GuardedBuffer<> mask(300, 1);
+    mask.data()[x] = 255;
+    EXPECT_EQ(position(image_of(mask, 1), 0), (Box{x, 0, x, 0}));
+  }
+}
+
 TEST(MaskPosition, EmptySizesHaveNoPixel) {
   for (const auto& [width, height] : {std::pair{0, 1}, {1, 0}, {-3, 1}, {1, -3}}) {
     EXPECT_EQ(position({nullptr, width, height, 1, 1, 0, 0}, 0), (Box{-1, -1, -1, -1}));
