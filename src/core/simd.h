@@ -321,6 +321,20 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
   return hn::RearrangeToOddPlusEven(sum, rest);
 }
 
+// |a - b| of 16-bit lanes, where the difference fits them.
+template <class V16>
+HWY_INLINE V16 absolute_difference(V16 a, V16 b) {
+#if HWY_ARCH_X86
+  return hn::Abs(a - b);
+#else
+  if constexpr (sizeof(a.raw) == 16) {
+    return V16(vabdq_s16(a.raw, b.raw));
+  } else {
+    return V16(vabd_s16(a.raw, b.raw));
+  }
+#endif
+}
+
 // 16-bit lanes that are negative where a * a_weight + b * b_weight, exact in 32 bits, is.
 template <class V16>
 HWY_INLINE V16 sum_with_sign(V16 a, V16 a_weight, V16 b, V16 b_weight) {

@@ -13,24 +13,27 @@ using namespace detail;
 
 constexpr uint8_t kStrong = 255, kWeak = 100, kNone = 0;
 
-// Compared with magnitudes of 0 .. 2040, so thresholds beyond that act as the nearest of these.
+// Compared with halves of magnitudes, which are even and 0 .. 2040: 2 h >= t if h >= t / 2, rounded
+// up, and thresholds beyond those act as the nearest of them.
 struct Thresholds {
   Thresholds(int low_threshold, int high_threshold)
-      : low(static_cast<int16_t>(std::clamp(low_threshold, 0, 2041))),
-        high(static_cast<int16_t>(std::clamp(high_threshold, 0, 2041))) {}
+      : low(half(low_threshold)), high(half(high_threshold)) {}
+  static int16_t half(int threshold) {
+    return static_cast<int16_t>((std::clamp(threshold, 0, 2041) + 1) / 2);
+  }
   int16_t low, high;
   // What a suppressed pixel becomes: not nothing, if a threshold is 0 or below.
   uint8_t suppressed() const { return high == 0 ? kStrong : (low == 0 ? kWeak : kNone); }
 };
 
-// Magnitudes of the row itself, the one above and the one below it.
+// Halves of magnitudes: of the row itself, the one above and the one below it.
 struct MagnitudeRows {
   const int16_t *above, *row, *below;
 };
 
 void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
   for_each_column(width, [=](auto d16, int left, int x, int right) {
-    hn::StoreU(magnitude(sobel(d16, rows, left, x, right)), d16, magnitudes + x);
+    hn::StoreU(half_magnitude(differences(d16, rows, left, x, right)), d16, magnitudes + x);
   });
 }
 
@@ -53,7 +56,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
     hn::StoreU(suppressed, d8, dst + x);
     return;
   }
-  const auto gradient = sobel(d16, smooth, x - 1, x, x + 1);
+  const auto gradient = sobel(differences(d16, smooth, x - 1, x, x + 1));
   const auto direction = direction_of(d16, gradient.dx, gradient.dy);
   const auto choose = [=](auto along_0, auto along_45, auto along_90, auto along_135) {
     const auto rest = hn::IfThenElse(direction.class_90, along_90, along_135);

@@ -13,16 +13,16 @@ using namespace detail;
 
 void gradient_row(ThreeRows rows, int16_t* dx, int16_t* dy, int width) {
   for_each_column(width, [=](auto d16, int left, int x, int right) {
-    const auto gradient = sobel(d16, rows, left, x, right);
+    const auto gradient = sobel(differences(d16, rows, left, x, right));
     hn::StoreU(gradient.dx, d16, dx + x);
     hn::StoreU(gradient.dy, d16, dy + x);
   });
 }
 
-void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t threshold) {
+void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t half_threshold) {
   for_each_column(width, [=](auto d16, int left, int x, int right) {
-    const auto is_edge =
-        hn::Gt(magnitude(sobel(d16, rows, left, x, right)), hn::Set(d16, threshold));
+    const auto half = half_magnitude(differences(d16, rows, left, x, right));
+    const auto is_edge = hn::Gt(half, hn::Set(d16, half_threshold));
     const auto bytes = bytes_from_mask(d16, is_edge);
     hn::StoreU(bytes, hn::DFromV<decltype(bytes)>(), dst + x);
   });
@@ -33,8 +33,9 @@ void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t threshold) {
 void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height,
                 int threshold) {
   if (width < 1 || height < 1) return;
-  // Magnitudes are 0 .. 2040, so thresholds beyond that compare as the nearest of these do.
-  const auto limit = static_cast<int16_t>(std::clamp(threshold, -1, 2040));
+  // Magnitudes are 0 .. 2040, so thresholds beyond that compare as the nearest of these do. They
+  // are even: 2 h > t if h > t / 2, rounded down.
+  const auto limit = static_cast<int16_t>(std::clamp(threshold, -1, 2040) >> 1);
   const size_t bytes = static_cast<size_t>(width) * height;
   Scratch<uint8_t> copy(overlap(src, bytes, dst, bytes) ? bytes : 0);
   if (overlap(src, bytes, dst, bytes)) {

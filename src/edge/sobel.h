@@ -23,25 +23,39 @@ inline ThreeRows rows_around(const uint8_t* image, int y, int width, int height)
           row_at(image, std::min(y + 1, height - 1), width)};
 }
 
-// The kernels are [-1 0 1] across, smoothed [1 2 1] along, and dy is the row above minus the row
-// below: an image that is brighter above has a positive dy. The pixels start at column x; `left`
-// and `right` are the columns of the first one's neighbours.
+// Differences between a pixel's neighbours: of its row, right - left; of its column, below - above;
+// and of the diagonals, upper right - lower left and upper left - lower right.
+template <class V>
+struct Differences {
+  V across, down, rising, falling;
+};
+
+// Those of the pixels from column x on; `left` and `right` are the columns of the first one's
+// neighbours.
 template <class D16>
-HWY_INLINE Gradient<hn::Vec<D16>> sobel(D16 d16, ThreeRows rows, int left, int x, int right) {
+HWY_INLINE auto differences(D16 d16, ThreeRows rows, int left, int x, int right) {
   const hn::Rebind<uint8_t, D16> d8;
-  const auto load = [&](const uint8_t* from) { return hn::PromoteTo(d16, hn::LoadU(d8, from)); };
-  const auto twice = [](auto v) { return v + v; };
-  const auto above_left = load(rows.above + left), above_right = load(rows.above + right);
-  const auto below_left = load(rows.below + left), below_right = load(rows.below + right);
-  const auto falling = above_left - below_right, rising = above_right - below_left;
-  const auto across = load(rows.row + right) - load(rows.row + left);
-  const auto down = load(rows.above + x) - load(rows.below + x);
-  return {rising - falling + twice(across), rising + falling + twice(down)};
+  const auto minus = [=](const uint8_t* from, const uint8_t* other) {
+    return hn::PromoteTo(d16, hn::LoadU(d8, from)) - hn::PromoteTo(d16, hn::LoadU(d8, other));
+  };
+  return Differences<hn::Vec<D16>>{
+      minus(rows.row + right, rows.row + left), minus(rows.below + x, rows.above + x),
+      minus(rows.above + right, rows.below + left), minus(rows.above + left, rows.below + right)};
 }
 
+// The kernels are [-1 0 1] across, smoothed [1 2 1] along, and dy is the row above minus the row
+// below: an image that is brighter above has a positive dy.
 template <class V>
-HWY_INLINE V magnitude(Gradient<V> gradient) {
-  return hn::Abs(gradient.dx) + hn::Abs(gradient.dy);
+HWY_INLINE Gradient<V> sobel(Differences<V> d) {
+  return {d.rising - d.falling + (d.across + d.across), d.rising + d.falling - (d.down + d.down)};
+}
+
+// (|dx| + |dy|) / 2, a whole number from 0 to 1020: half the greater of |dx + dy| and |dx - dy|,
+// where dx + dy = 2 (rising + across - down) and dx - dy = 2 (across + down - falling).
+template <class V>
+HWY_INLINE V half_magnitude(Differences<V> d) {
+  return hn::Max(absolute_difference(d.rising + d.across, d.down),
+                 absolute_difference(d.across + d.down, d.falling));
 }
 
 // Calls `visit(d16, left, x, right)` for every column of a row: one pixel at each end, whose
