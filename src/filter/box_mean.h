@@ -20,10 +20,11 @@ inline bool window_fits(int width, int height, int radius) {
   return radius >= 0 && radius <= (std::min(width, height) - 1) / 2;
 }
 
-// How many rows are summed side by side. A float sum must add in order, one addition waiting for
-// the one before: only other rows' sums can fill the wait. Integer sums need no company.
+// How many rows are padded first and summed then. Two, since what was written at other places just
+// now is slow to read. A float sum must add in order, one addition waiting for the one before: only
+// other rows' sums, side by side, can fill the wait.
 template <class Sum>
-constexpr int kRowsTogether = 1;
+constexpr int kRowsTogether = 2;
 template <>
 inline constexpr int kRowsTogether<float> = 8;
 
@@ -89,11 +90,9 @@ void sum_bytes_along(const uint8_t* padded, Sum* sums, int width, int radius) {
     hn::StoreU(prefix_sums(d, enters - leaves, carry), d, sums + x);
   }
 }
-inline void sum_along(const uint8_t* const* padded, uint16_t* const* sums, int width, int radius) {
-  sum_bytes_along(padded[0], sums[0], width, radius);
-}
-inline void sum_along(const uint8_t* const* padded, int32_t* const* sums, int width, int radius) {
-  sum_bytes_along(padded[0], sums[0], width, radius);
+template <class Sum>
+void sum_along(const uint8_t* const* padded, Sum* const* sums, int width, int radius) {
+  for (int i = 0; i < kRowsTogether<Sum>; ++i) sum_bytes_along(padded[i], sums[i], width, radius);
 }
 
 // What a row of column sums is stepped down by: rows of a group of columns as the sums' type.
@@ -255,12 +254,14 @@ class BoxMean {
 
   // (radius + 1) times row 0, plus the next `radius` rows.
   void start_columns() {
-    for (int x = 0; x < width_; ++x) {
-      columns_[x] = static_cast<Sum>(radius_ + 1) * static_cast<Sum>(row_sums_[0][x]);
-    }
-    for (int y = 1; y <= radius_; ++y) {
+    Sum* const columns = columns_.get();
+    const int width = width_;
+    for (int y = 0; y <= radius_; ++y) {
       const RowSum* sums = row_sums_[y];
-      for (int x = 0; x < width_; ++x) columns_[x] += static_cast<Sum>(sums[x]);
+      const Sum weight = static_cast<Sum>(y == 0 ? radius_ + 1 : 1);
+      for (int x = 0; x < width; ++x) {  // vectorised
+        columns[x] += weight * static_cast<Sum>(sums[x]);
+      }
     }
   }
 
