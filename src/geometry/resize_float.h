@@ -50,7 +50,6 @@ class FloatResizer {
       left[x] = 1.0f - at.fraction;
       right[x] = at.fraction;
     });
-    for (int x = 0; x < dst_width; ++x) are_pairs_ = are_pairs_ && taps_[x] == 2 * x;
   }
 
   // Row y of the destination. Rows are meant to be asked for from the top.
@@ -81,15 +80,11 @@ class FloatResizer {
   HWY_INLINE hn::Vec<Floats> four_columns(const float* src, int x) const {
     const Floats d;
     const Pair pair;
-    auto first = hn::Zero(d), second = first;  // two pairs of neighbours each
-    if (are_pairs_) {
-      first = hn::LoadU(d, src + 2 * x);
-      second = hn::LoadU(d, src + 2 * x + 4);
-    } else {
-      const int* const taps = taps_.get() + x;
-      first = hn::Combine(d, hn::LoadU(pair, src + taps[1]), hn::LoadU(pair, src + taps[0]));
-      second = hn::Combine(d, hn::LoadU(pair, src + taps[3]), hn::LoadU(pair, src + taps[2]));
-    }
+    const int* const taps = taps_.get() + x;
+    const auto two_pairs = [=](int left, int right) KELVRA_CV_INLINE {
+      return hn::Combine(d, hn::LoadU(pair, src + right), hn::LoadU(pair, src + left));
+    };
+    const auto first = two_pairs(taps[0], taps[1]), second = two_pairs(taps[2], taps[3]);
     const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
     const float *const left = weights_.get() + x, *const right = left + dst_width_;
     return hn::MulAdd(b, hn::LoadU(d, right), a * hn::LoadU(d, left));
@@ -127,7 +122,6 @@ class FloatResizer {
   Source source_;
   Scratch<int> taps_;
   Scratch<float> weights_;  // those of the left taps, then those of the right ones
-  bool are_pairs_ = true;   // whether column x takes columns 2 x and 2 x + 1
   Coordinates rows_;
   FilteredRows<float, 2> filtered_;
 };
