@@ -40,9 +40,9 @@ HWY_INLINE void for_each_vector(size_t count, Body&& body) {
   const auto walk = [&](auto d) {
     const size_t lanes = hn::Lanes(d);
     if (count < lanes) return false;
-    size_t x = 0;
-    for (; x + lanes < count; x += lanes) body(d, x);
-    body(d, count - lanes);
+    const size_t last = count - lanes;
+    for (size_t x = 0; x < last; x += lanes) body(d, x);
+    body(d, last);
     return true;
   };
   if (walk(Full<T>())) return;

@@ -32,7 +32,7 @@ struct MagnitudeRows {
 };
 
 void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) {
+  for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     hn::StoreU(half_magnitude(differences(d16, rows, left, x, right)), d16, magnitudes + x);
   });
 }
@@ -45,7 +45,7 @@ HWY_INLINE auto is_at_least(D16 d16, hn::Vec<D16> v, int limit) {
 // The pixels from column x on, none of them on the frame: those whose magnitude is more than that
 // of the first neighbour along the gradient and no less than the second's, by the thresholds.
 template <class D16>
-HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
+HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, size_t x,
                      Thresholds thresholds, uint8_t* dst) {
   const hn::Rebind<uint8_t, D16> d8;
   const auto load = [=](const int16_t* from) { return hn::LoadU(d16, from + x); };
@@ -77,7 +77,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, int x,
 
 void thin_row(ThreeRows smooth, MagnitudeRows magnitudes, Thresholds thresholds, uint8_t* dst,
               int width) {
-  for_each_column(width, [=](auto d16, int left, int x, int right) {
+  for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     if (left < x && x < right) {
       thin(d16, smooth, magnitudes, x, thresholds, dst);
     } else {

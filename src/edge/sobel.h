@@ -33,7 +33,7 @@ struct Differences {
 // Those of the pixels from column x on; `left` and `right` are the columns of the first one's
 // neighbours.
 template <class D16>
-HWY_INLINE auto differences(D16 d16, ThreeRows rows, int left, int x, int right) {
+HWY_INLINE auto differences(D16 d16, ThreeRows rows, size_t left, size_t x, size_t right) {
   const hn::Rebind<uint8_t, D16> d8;
   const auto minus = [=](const uint8_t* from, const uint8_t* other) {
     return hn::PromoteTo(d16, hn::LoadU(d8, from)) - hn::PromoteTo(d16, hn::LoadU(d8, other));
@@ -64,13 +64,11 @@ HWY_INLINE V half_magnitude(Differences<V> d) {
 template <class Visit>
 HWY_INLINE void for_each_column(int width, Visit&& visit) {
   const hn::CappedTag<int16_t, 1> one;
-  const int last = width - 1;
-  visit(one, 0, 0, std::min(1, last));
-  for_each_vector<int16_t>(static_cast<size_t>(std::max(last - 1, 0)),
-                           [&](auto d16, size_t i) KELVRA_CV_INLINE {
-                             const int x = static_cast<int>(i) + 1;
-                             visit(d16, x - 1, x, x + 1);
-                           });
+  const size_t last = static_cast<size_t>(width) - 1;
+  visit(one, 0, 0, std::min(size_t{1}, last));
+  for_each_vector<int16_t>(std::max(last, size_t{1}) - 1,
+                           [&](auto d16, size_t left)
+                               KELVRA_CV_INLINE { visit(d16, left, left + 1, left + 2); });
   if (last > 0) visit(one, last - 1, last, last);
 }
 
