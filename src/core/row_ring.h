@@ -3,7 +3,6 @@
 #define KELVRA_CV_CORE_ROW_RING_H_
 
 #include <cstddef>
-#include <cstdint>
 
 #include "core/scratch.h"
 
@@ -13,14 +12,13 @@ namespace KelvraCV::detail {
 template <class T>
 class RowRing {
  public:
-  RowRing(uint32_t count, size_t pitch) : count_(count), pitch_(pitch), rows_(count, pitch) {}
+  RowRing(size_t count, size_t pitch) : count_(count), pitch_(pitch), rows_(count, pitch) {}
 
-  T* operator[](uint32_t y) { return rows_.get() + y % count_ * pitch_; }
-  const T* operator[](uint32_t y) const { return rows_.get() + y % count_ * pitch_; }
+  T* operator[](size_t y) { return rows_.get() + y % count_ * pitch_; }
+  const T* operator[](size_t y) const { return rows_.get() + y % count_ * pitch_; }
 
  private:
-  uint32_t count_;  // 32 bits are quicker to divide by
-  size_t pitch_;
+  size_t count_, pitch_;
   Scratch<T> rows_;
 };
 

@@ -90,9 +90,11 @@ template <class Kernel>
 void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride, int dst_stride) {
   if (width < 1 || height < 1) return;
   constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
-  RowRing<uint8_t> along(kTaps, width);
-  for (int y = -kRadius; y < height; ++y) {
-    const int next = y + kRadius;
+  // Also three taps are two rows ahead: reading back what was written just now would wait.
+  constexpr int kAhead = 2;
+  RowRing<uint8_t> along(kAhead + 1 + kRadius, width);
+  for (int y = -kAhead; y < height; ++y) {
+    const int next = y + kAhead;
     if (next < height) blur_along<Kernel>(row_at(src, next, src_stride), along[next], width);
     if (y < 0) continue;
     std::array<const uint8_t*, kTaps> rows;
