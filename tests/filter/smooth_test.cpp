@@ -258,7 +258,17 @@ TEST(Guided, ChecksAndSenselessParameters) {
   for (const float scale : {0.0f, -1.0f, 0.01f, 1e9f, infinity, std::nanf("")}) {
     guided_filter_self(in, to, 1, scale, 0.1f);
   }
-  EXPECT_EQ(out, Pixels(30, 9)) << "nothing is written for scales that leave no image";
+  for (const int fault : {0, 1, 2, 3}) {  // no width, height, channels, channels of the guide
+    ImageData none = in, guide = in;
+    if (fault < 3) (fault == 0 ? none.width : fault == 1 ? none.height : none.channels) = 0;
+    guide.width = none.width, guide.height = none.height;
+    if (fault == 3) guide.channels = 0;
+    ImageData empty = none;
+    empty.data = out.data();
+    guided_filter_general(none, guide, empty, 1, 1, 0.1f);
+    if (fault < 3) guided_filter_self(none, empty, 1, 1, 0.1f);
+  }
+  EXPECT_EQ(out, Pixels(30, 9)) << "nothing is written for what leaves no image";
   for (const int radius : {-1, -1000, 1000000, std::numeric_limits<int>::max()}) {
     for (const float scale : {1.0f, 0.999f}) {  // every mean is a copy: the input again
       guided_filter_self(in, to, radius, scale, 0.1f);
