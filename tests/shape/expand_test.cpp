@@ -70,6 +70,15 @@ TEST(Expand, FarPointsAndGreatRadii) {
   }
 }
 
+TEST(Expand, EmptySizesWriteNothing) {
+  const uint8_t src[4] = {1, 2, 3, 4};
+  uint8_t dst[4] = {};
+  for (const auto& [width, height] : {std::pair{0, 2}, {2, 0}, {-1, 2}, {2, -1}}) {
+    expand_contours(src, {{{0, 0}}}, dst, width, height, 2, 1);
+  }
+  EXPECT_EQ(std::count(dst, dst + 4, 0), 4);
+}
+
 TEST(Expand, Golden) {
   const auto mask = mask_picture(150, 101);
   std::vector<uint8_t> dst(mask.size());
