@@ -154,7 +154,8 @@ TEST(Channels, SplitAndMerge) {
 
 // Planes that share memory with the pixels are written and read sample by sample, in order.
 TEST(Channels, OverlappingPlanesRunInOrder) {
-  for (const auto& [w, h] : {std::pair{70, 1}, {1, 20}, {33, 3}}) {
+  for (const auto& size : {std::pair{70, 1}, {1, 20}, {33, 3}}) {
+    const int w = size.first, h = size.second;
     for (const int channels : {2, 3, 4}) {
       for (const int offset : {0, 1, -7, 60}) {
         SCOPED_TRACE(testing::Message() << w << " x " << h << ", " << channels << ", " << offset);
