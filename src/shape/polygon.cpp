@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "core/rows.h"
@@ -339,20 +340,25 @@ bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y) {
 void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int count) {
   if (width < 1) return;
   std::vector<Edge> edges = visible_edges(xs, ys, count);
-  // Of each row a list of the edges that start there: a sort's comparisons would be hard to
-  // predict.
-  std::vector<int> first;
+  // Lists of the edges that start at a row, as a sort's comparisons would be hard to predict: all
+  // rows that are the same modulo kLists have one, so that far rows take no more memory.
+  constexpr size_t kLists = size_t{1} << 16;
+  std::vector<int> lists;
+  int y = std::numeric_limits<int>::max(), end = 0;  // from the first edge's top to the last bottom
   for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
-    const auto row = static_cast<size_t>(edges[i].top);
-    if (row >= first.size()) first.resize(row + 1, Edge::kNone);
-    edges[i].next = std::exchange(first[row], i);
+    const size_t list = static_cast<size_t>(edges[i].top) % kLists;
+    if (list >= lists.size()) lists.resize(list + 1, Edge::kNone);
+    edges[i].next = std::exchange(lists[list], i);
+    y = std::min(y, edges[i].top);
+    end = std::max(end, edges[i].bottom);
   }
   Crossings crossings(width);
   std::vector<Edge> active;
-  for (int y = 0; static_cast<size_t>(y) < first.size() || !active.empty(); ++y) {
-    int starting = static_cast<size_t>(y) < first.size() ? first[y] : Edge::kNone;
+  for (; y < end; ++y) {
+    const size_t list = static_cast<size_t>(y) % kLists;
+    int starting = list < lists.size() ? lists[list] : Edge::kNone;
     for (; starting != Edge::kNone; starting = edges[starting].next) {
-      active.push_back(edges[starting]);
+      if (edges[starting].top == y) active.push_back(edges[starting]);
     }
     for (Edge& edge : active) {
       crossings.flip(edge.column);

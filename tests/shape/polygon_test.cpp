@@ -139,6 +139,20 @@ TEST(Polygon, FarVerticesDoNotOverflow) {
       filled({{-9, INT_MIN}, {200, INT_MIN}, {150, 4}, {-50, 4}}, 70, 4);
   EXPECT_EQ(mask, std::vector<uint8_t>(70 * 4, 255));
   EXPECT_EQ(filled({}, 9, 1), std::vector<uint8_t>(9, 0));
+  // Left of the columns nothing is written, whatever the row, and little memory is needed for it.
+  const int last = INT_MAX;
+  EXPECT_EQ(filled({{-9, last - 7}, {-2, last - 7}, {-5, last}}, 1, 1), std::vector<uint8_t>(1, 0));
+}
+
+// Edges start 2^16 rows from each other.
+TEST(Polygon, FillsTallMasks) {
+  const int width = 9, height = 140000;
+  const Points polygon = {{0, 7}, {9, 65543}, {1, 131079}, {8, 20}, {2, 65556}};
+  const std::vector<uint8_t> mask = filled(polygon, width, height);
+  for (int i = 0; i < width * height; ++i) {
+    const int x = i % width, y = i / width;
+    ASSERT_EQ(mask[static_cast<size_t>(i)], is_inside(polygon, x, y) ? 255 : 0) << x << ", " << y;
+  }
 }
 
 TEST(Polygon, Golden) {
