@@ -94,11 +94,15 @@ void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_strid
   constexpr int kAhead = 2;
   RowRing<uint8_t> along(kAhead + 1 + kRadius, width);
   for (int y = -kAhead; y < height; ++y) {
-    const int next = y + kAhead;
-    if (next < height) blur_along<Kernel>(row_at(src, next, src_stride), along[next], width);
+    if (y < height - kAhead) {
+      const int next = y + kAhead;
+      blur_along<Kernel>(row_at(src, next, src_stride), along[next], width);
+    }
     if (y < 0) continue;
     std::array<const uint8_t*, kTaps> rows;
-    for (int i = 0; i < kTaps; ++i) rows[i] = along[std::clamp(y + i - kRadius, 0, height - 1)];
+    for (int i = 0; i < kTaps; ++i) {
+      rows[i] = along[std::clamp<int64_t>(int64_t{y} + i - kRadius, 0, height - 1)];
+    }
     blur_row<Kernel>([=](int i) { return rows[i]; }, row_at(dst, y, dst_stride), width);
   }
 }
