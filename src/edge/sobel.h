@@ -50,7 +50,7 @@ HWY_INLINE Gradient<V> sobel(Differences<V> d) {
   return {d.rising - d.falling + (d.across + d.across), d.rising + d.falling - (d.down + d.down)};
 }
 
-// (|dx| + |dy|) / 2, a whole number from 0 to 1020: half the greater of |dx + dy| and |dx - dy|,
+// (|dx| + |dy|) / 2, a whole number from 0 to 765: half the greater of |dx + dy| and |dx - dy|,
 // where dx + dy = 2 (rising + across - down) and dx - dy = 2 (across + down - falling).
 template <class V>
 HWY_INLINE V half_magnitude(Differences<V> d) {
