@@ -101,7 +101,7 @@ struct CornerRow {
 };
 
 // Finds the corners among the pixels from column x on, as many as a vector has, that are not
-// before column `first`.
+// before column `first`. A function of its own, as most vectors do without it.
 template <class D>
 HWY_NOINLINE void find_corners_at(D d8, const Window& window, int x, int first, int threshold,
                                   const uint8_t* mask, CornerRow& found) {

@@ -13,8 +13,8 @@ using namespace detail;
 
 constexpr uint8_t kStrong = 255, kWeak = 100, kNone = 0;
 
-// Compared with halves of magnitudes, which are even and 0 .. 2040: 2 h >= t if h >= t / 2, rounded
-// up, and thresholds beyond those act as the nearest of them.
+// Compared with halves of magnitudes, which are even and within 0 .. 2040: 2 h >= t if h >= t / 2,
+// rounded up, and thresholds beyond those act as the nearest of them.
 struct Thresholds {
   Thresholds(int low_threshold, int high_threshold)
       : low(half(low_threshold)), high(half(high_threshold)) {}

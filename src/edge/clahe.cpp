@@ -68,7 +68,7 @@ uint32_t spread(uint32_t* hist, uint32_t bins, uint32_t limit, uint32_t excess) 
 }
 
 // Cuts the bins at `limit` and spreads what is cut off over all of them. Together they never count
-// more than there are pixels.
+// more than there are pixels, which are taken to be less than 2^32.
 void clip_histogram(uint32_t* hist, uint32_t bins, uint32_t limit) {
   uint32_t excess = 0;
   for (uint32_t i = 0; i < bins; ++i) excess += hist[i] > limit ? hist[i] - limit : 0;
@@ -90,8 +90,8 @@ void clip_histogram(uint32_t* hist, uint32_t bins, uint32_t limit) {
   }
 }
 
-// The grey level of each byte value: of 256 bins, which are cumulated. In single precision, from
-// left to right.
+// The grey level of each byte value. The first 256 bins are replaced by their running sums. In
+// single precision, from left to right.
 void map_values(uint32_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
   const Full<uint32_t> d;

@@ -33,8 +33,8 @@ void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t half_threshold) {
 void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height,
                 int threshold) {
   if (width < 1 || height < 1) return;
-  // Magnitudes are 0 .. 2040, so thresholds beyond that compare as the nearest of these do. They
-  // are even: 2 h > t if h > t / 2, rounded down.
+  // Magnitudes are within 0 .. 2040, so thresholds beyond that compare as the nearest of these do.
+  // They are even: 2 h > t if h > t / 2, rounded down.
   const auto limit = static_cast<int16_t>(std::clamp(threshold, -1, 2040) >> 1);
   const size_t bytes = static_cast<size_t>(width) * height;
   Scratch<uint8_t> copy(overlap(src, bytes, dst, bytes) ? bytes : 0);

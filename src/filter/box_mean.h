@@ -20,9 +20,9 @@ inline bool window_fits(int width, int height, int radius) {
   return radius >= 0 && radius <= (std::min(width, height) - 1) / 2;
 }
 
-// How many rows are padded first and summed then. Two, since what was written at other places just
-// now is slow to read. A float sum must add in order, one addition waiting for the one before: only
-// other rows' sums, side by side, can fill the wait.
+// How many rows are padded before they are summed. Two, as reading back what was written just now,
+// in pieces of another alignment, would wait. A float sum must add in order, one addition waiting
+// for the one before: only other rows' sums, side by side, can fill the wait.
 template <class Sum>
 constexpr int kRowsTogether = 2;
 template <>

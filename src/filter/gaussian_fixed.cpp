@@ -90,7 +90,7 @@ template <class Kernel>
 void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride, int dst_stride) {
   if (width < 1 || height < 1) return;
   constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
-  // Also three taps are two rows ahead: reading back what was written just now would wait.
+  // One row would do for three taps, but reading back what was written just now would wait.
   constexpr int kAhead = 2;
   RowRing<uint8_t> along(kAhead + 1 + kRadius, width);
   for (int y = -kAhead; y < height; ++y) {

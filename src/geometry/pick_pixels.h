@@ -13,7 +13,7 @@
 
 namespace KelvraCV::detail {
 
-// Of bytes the chosen ones of kStep each.
+// One of each kStep bytes: the first of two, or the middle one of three.
 template <int kStep>
 HWY_INLINE void pick_bytes(const uint8_t* src, uint8_t* dst, size_t width) {
   for_each_vector<uint8_t>(width, [=](auto d8, size_t x) KELVRA_CV_INLINE {
@@ -32,7 +32,7 @@ constexpr std::array<uint8_t, 16> order_of_four() {
   return order;
 }
 
-// The middle ones of three pixels of four bytes each.
+// The middle one of each three pixels of four bytes.
 template <int kChannels, bool kSwap>
 void pick_thirds(const uint8_t* src, uint8_t* dst, size_t width) {
   const Full<uint32_t> d32;

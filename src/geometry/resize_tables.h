@@ -72,8 +72,9 @@ inline bool has_exact_coordinates(int source, int destination) {
   return true;
 }
 
-// With such coordinates: how many source pixels there are to each of a smaller destination, else 0.
-// Number i's are those from step i on, and its coordinate is in their middle.
+// How many source pixels there are to each destination pixel, where coordinates are exact and there
+// is at least one, else 0. Destination pixel i has those from step * i on, and its coordinate is in
+// their middle.
 inline int exact_step(int source, int destination) {
   return has_exact_coordinates(source, destination) ? source / destination : 0;
 }
