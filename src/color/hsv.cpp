@@ -63,10 +63,7 @@ HWY_INLINE Bytes to_bytes(const Ints (&parts)[4]) {
 HWY_INLINE Ints fixed_ratio(float numerator, V divisor, Ints count) {
   const V inverse = reciprocal(hn::Max(divisor, hn::Set(Floats(), 1.0f)));
   const Ints quotient = truncate_fitting(hn::Set(Floats(), numerator) * inverse);
-  // Unsigned, the same bits: GCC 12's sanitizer takes the signed product of NEON for an overflow.
-  const hn::RebindToUnsigned<D32> u32;
-  const auto product = hn::BitCast(u32, count) * hn::BitCast(u32, quotient);
-  return hn::BitCast(D32(), product) + hn::Set(D32(), 2048);
+  return count * quotient + hn::Set(D32(), 2048);
 }
 
 // n of half of the pixels: in this order, with equal colours the first one decides.
