@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+/// The whole library.
 namespace KelvraCV {
 
 // ---------------------------------------------------------------------------------------------
@@ -171,15 +172,12 @@ unsigned char* read_file_into_buffer(std::string path, int& size);
 void parse_file_float(std::string path, const char* delimiters, float* values);
 
 /// \return The `length` bytes at `bytes + offset`, zero bytes included. A length below 1 gives "".
-/// \param bytes   The buffer.
-/// \param offset  Of the first byte.
-/// \param length  In bytes.
+/// \param bytes,offset,length  The buffer, where the piece begins in it, and how long it is.
 std::string bytes_to_string(const char* bytes, int offset, int length);
 
 /// \return The 32-bit integer in the four bytes at `bytes + offset`.
-/// \param bytes       The buffer.
-/// \param offset      Of the first byte.
-/// \param big_endian  Whether the most significant byte comes first.
+/// \param bytes,offset  The buffer, and where the integer begins in it.
+/// \param big_endian    Whether the most significant byte comes first.
 int bytes_to_int(const char* bytes, int offset, bool big_endian);
 
 /// \}
@@ -192,11 +190,9 @@ int bytes_to_int(const char* bytes, int offset, bool big_endian);
 /// Luminance of packed or padded RGB: (19595 R + 38469 G + 7472 B) >> 16, the BT.601 weights
 /// 0.299, 0.587 and 0.114 in 16-bit fixed point.
 ///
-/// \param src           `height` rows of `width` pixels of 3 bytes: R, G, B.
-/// \param dst           `height` rows of `width` bytes.
-/// \param width,height  Of both images, in pixels.
-/// \param src_stride    Bytes between source rows.
-/// \param dst_stride    Bytes between destination rows.
+/// \param src  `height` rows of `width` pixels of 3 bytes: R, G, B.
+/// \param dst  `height` rows of `width` bytes.
+/// \param width,height,src_stride,dst_stride  In pixels, and bytes between rows.
 ///
 /// In place: a destination row may overlap its source row where each gray byte lands on pixels
 /// that have been read already, as with `dst == src`: pixels run from left to right.
@@ -205,12 +201,8 @@ void rgb2gray(const unsigned char* src, unsigned char* dst, int width, int heigh
 
 /// As rgb2gray(), in place likewise, from pixels of 4 bytes. The fourth byte has no influence.
 ///
-/// \param src           `height` rows of `width` pixels of 4 bytes.
-/// \param dst           `height` rows of `width` bytes.
-/// \param width,height  Of both images, in pixels.
-/// \param src_stride    Bytes between source rows.
-/// \param dst_stride    Bytes between destination rows.
-/// \param bgra          0 for R, G, B, A in memory; anything else for B, G, R, A.
+/// \param src,dst,width,height,src_stride,dst_stride  As of rgb2gray(), but for the pixels' size.
+/// \param bgra  0 for R, G, B, A in memory; anything else for B, G, R, A.
 void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
                int dst_stride, int bgra);
 
@@ -228,12 +220,11 @@ void rgba2gray(const unsigned char* src, unsigned char* dst, int width, int heig
 ///     Cb = (-152 R - 298 G + 450 B + 131584) >> 10
 ///     Cr = ( 450 R - 377 G -  73 B + 131585) >> 10
 ///
-/// \param src           R, G, B.
-/// \param dst           Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb
-///                      and one of Cr, each width * height bytes, one after the other.
-/// \param width,height  In pixels.
-/// \param src_stride    Bytes between source rows.
-/// \param planar        Whether `dst` has planes.
+/// \param src     R, G, B.
+/// \param dst     Packed: Y, Cb, Cr for each pixel, or with `planar` a plane of Y, one of Cb and
+///                one of Cr, each width * height bytes, one after the other.
+/// \param planar  Whether `dst` has planes.
+/// \param width,height,src_stride  In pixels, and bytes between source rows.
 ///
 /// Interleaved packed pixels may be converted in place.
 void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -245,11 +236,10 @@ void rgb_to_ycbcr(const unsigned char* src, unsigned char* dst, int width, int h
 ///     G = (1192 Y -  401 Cb   -  832 Cr + 139341) >> 10
 ///     B = (1192 Y + 2066 Cb             - 282967) >> 10
 ///
-/// \param src           Interleaved, or with `planar` three packed planes, one after the other.
-/// \param dst           Packed R, G, B.
-/// \param width,height  In pixels.
-/// \param src_stride    Bytes between source rows; of planes it is ignored.
-/// \param planar        Whether `src` has planes.
+/// \param src     Interleaved, or with `planar` three packed planes, one after the other.
+/// \param dst     Packed R, G, B.
+/// \param planar  Whether `src` has planes.
+/// \param width,height,src_stride  In pixels, and bytes between source rows, ignored for planes.
 ///
 /// Interleaved packed pixels may be converted in place.
 void ycbcr_to_rgb(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -277,13 +267,10 @@ void hsv2rgb(const ImageData& src, ImageData& dst);
 
 /// Drops the fourth byte of every pixel.
 ///
-/// \param src           Pixels of 4 bytes, which are only read.
-/// \param dst           Pixels of 3 bytes.
-/// \param width,height  In pixels.
-/// \param src_stride    Bytes between source rows.
-/// \param dst_stride    Bytes between destination rows.
-/// \param swap_rb       0 keeps the order of the three bytes, anything else reverses it: RGBA
-///                      becomes BGR, BGRA becomes RGB.
+/// \param src,dst  Pixels of 4 bytes, which are only read, and pixels of 3 bytes.
+/// \param width,height,src_stride,dst_stride  In pixels, and bytes between rows.
+/// \param swap_rb  0 keeps the order of the three bytes, anything else reverses it: RGBA becomes
+///                 BGR, BGRA becomes RGB.
 ///
 /// In place: rows that overlap are converted pixel by pixel from the left, so `dst` may be `src`.
 void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
@@ -316,9 +303,7 @@ void merge_channels(const std::vector<ImageData>& src, ImageData& dst);
 /// sRGB to 8-bit CIE L*a*b* (D65) in single precision: L byte L* 2.55, a and b bytes with 128 for
 /// 0; truncated, then clamped to 0 … 255. CIE 15.
 ///
-/// \param src           Packed R, G, B. Only read.
-/// \param dst           Packed L, a, b. It may be src.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  Packed R, G, B, which are only read, and L, a, b; dst may be src.
 void rgb_to_lab(unsigned char* src, unsigned char* dst, int width, int height);
 
 /// Fills the tables of the fast conversion to Lab.
@@ -331,9 +316,7 @@ void init_rgb_to_lab_fast(int* gamma_table, int* cbrt_table);
 /// sRGB to 8-bit Lab by tables, in integers. X and Z are **not** divided by the white point, so
 /// that a and b differ from rgb_to_lab()'s, on purpose; lab_to_rgb_fast() is its inverse.
 ///
-/// \param src          Packed R, G, B.
-/// \param dst          Packed L, a, b.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  Packed R, G, B, and packed L, a, b.
 /// \param gamma_table  256 ints, as from init_rgb_to_lab_fast(). Read only; may be shared.
 /// \param cbrt_table   1500 ints, likewise. If either table is null, both are made for the call.
 /// \param threads      Rows are shared out in blocks of ceil(height / threads), each on a thread of
@@ -346,11 +329,9 @@ void rgb_to_lab_fast(const unsigned char* src, unsigned char* dst, int width, in
 /// rgb_to_lab_fast() from pixels of four bytes, of which the fourth is ignored. Not in place: with
 /// more than one thread, rows would be overwritten before they are read.
 ///
-/// \param src           Pixels of 4 bytes.
-/// \param dst           Packed L, a, b.
-/// \param width,height  In pixels.
-/// \param src_stride    Bytes between source rows.
-/// \param order         Exactly 1 for B, G, R, A in memory; anything else for R, G, B, A.
+/// \param src,src_stride    Pixels of 4 bytes, and bytes between their rows.
+/// \param dst,width,height  Packed L, a, b.
+/// \param order             Exactly 1 for B, G, R, A in memory; anything else for R, G, B, A.
 /// \param gamma_table,cbrt_table,threads  As in rgb_to_lab_fast().
 void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, int height,
                       int src_stride, int order, void* gamma_table, void* cbrt_table, int threads);
@@ -365,9 +346,7 @@ void init_lab_to_rgb_fast(int* y_table, int* x_table, int* z_table, unsigned sho
 
 /// 8-bit Lab to sRGB by tables, the inverse of rgb_to_lab_fast().
 ///
-/// \param src      Packed L, a, b.
-/// \param dst      Packed R, G, B.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  Packed L, a, b, and packed R, G, B.
 /// \param mask     Packed, one byte a pixel: pixels with 0 are left as they are in dst. Null
 ///                 converts all.
 /// \param y_table,x_table,z_table,gamma_table  256, 65536 and 65536 ints and 4096 unsigned shorts,
@@ -380,11 +359,9 @@ void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, in
 
 /// lab_to_rgb_fast() into pixels of four bytes, of which the fourth is never written.
 ///
-/// \param src           Packed L, a, b.
-/// \param dst           Pixels of 4 bytes. It must not overlap src.
-/// \param width,height  In pixels.
-/// \param dst_stride    Bytes between destination rows.
-/// \param order         Exactly 1 for B, G, R in memory; anything else for R, G, B.
+/// \param src,width,height  Packed L, a, b.
+/// \param dst,dst_stride    Pixels of 4 bytes, which must not overlap src, and bytes between rows.
+/// \param order             Exactly 1 for B, G, R in memory; anything else for R, G, B.
 /// \param y_table,x_table,z_table,gamma_table,threads  As in lab_to_rgb_fast(); there is no mask.
 void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, int height,
                       int dst_stride, int order, void* y_table, void* x_table, void* z_table,
@@ -403,9 +380,7 @@ void lab_to_rgb_c3_c4(const unsigned char* src, unsigned char* dst, int width, i
 /// the offset i from its middle, as floats. Each pass adds the weighted pixels in order, in single
 /// precision, divides by the sum of the weights, and truncates to a byte.
 ///
-/// \param src    width * height bytes.
-/// \param dst    width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel.
 /// \param ksize  Pixels along each side of the kernel; below 3 counts as 3.
 /// \param sigma  In pixels. 0 or less stands for 0.15 (size - 1) + 0.5. NaN and infinity give
 ///               zeros. Where its square is 0 as a float, 1e-22 is used, which leaves one weight.
@@ -422,9 +397,7 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
 /// numbers around sqrt(4 sigma^2 + 1). Since they serve as radii, the result is about as smooth as
 /// that of a Gaussian of twice `sigma`.
 ///
-/// \param src    width * height bytes, one channel; may be `dst`.
-/// \param dst    width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel; `src` may be `dst`.
 /// \param sigma  In pixels; its sign does not matter. NaN copies, as does a sigma so large that no
 ///               window fits into the image.
 /// \return 0, or -1 after "gaussian_blur_fast memory create error!\n" if memory ran out, which may
@@ -434,10 +407,7 @@ int gaussian_blur_fast(const unsigned char* src, unsigned char* dst, int width, 
 
 /// As gaussian_blur_fast(), of the first three of four interleaved channels. The fourth is copied.
 ///
-/// \param src    width * height pixels of 4 bytes; may be `dst`.
-/// \param dst    The same.
-/// \param width,height  In pixels.
-/// \param sigma  As in gaussian_blur_fast().
+/// \param src,dst,width,height,sigma  As of gaussian_blur_fast(), with packed pixels of 4 bytes.
 /// \return 0, also after "gaussian_blur_fast memory create error!\n", which is printed if memory
 ///         ran out. Nothing is written then.
 int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -449,20 +419,15 @@ int gaussian_blur_c4(const unsigned char* src, unsigned char* dst, int width, in
 /// Rounding depends on the column, as it always has: columns before `width & ~7` are rounded half
 /// up (sum * (1.0f / area) + 0.5f in single precision), the rest are truncated.
 ///
-/// \param src     width * height bytes; may be `dst`.
-/// \param dst     width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel; `src` may be `dst`.
 /// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
 void filter_box(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// Blur with the weights 1 2 1 along rows and then across them, borders replicated, one channel:
 /// (a + 2 b + c) >> 2 in both passes, truncated to a byte each time.
 ///
-/// \param src         `height` rows of `width` bytes.
-/// \param dst         `height` rows of `width` bytes.
-/// \param width,height  In pixels.
-/// \param src_stride  Bytes between source rows.
-/// \param dst_stride  Bytes between destination rows.
+/// \param src,dst  `height` rows of `width` bytes.
+/// \param width,height,src_stride,dst_stride  In pixels, and bytes between rows.
 void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, int height,
                        int src_stride, int dst_stride);
 
@@ -472,9 +437,7 @@ void gaussian_blur_3x3(const unsigned char* src, unsigned char* dst, int width, 
 /// One exception: along a row, the last column is (s[w - 4] + 4 s[w - 3] + 11 s[w - 2]) >> 4,
 /// without its own pixel. Edge detection depends on it. Rows below 4 pixels have no such exception.
 ///
-/// \param src  width * height bytes.
-/// \param dst  width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel.
 void gaussian_blur_5x5(const unsigned char* src, unsigned char* dst, int width, int height);
 
 /// \}
@@ -486,42 +449,34 @@ void gaussian_blur_5x5(const unsigned char* src, unsigned char* dst, int width, 
 
 /// dst[i] = src[i] > thresh ? max_value & 255 : 0, for each byte of one packed channel.
 ///
-/// \param src        width * height bytes, which are only read; may overlap `dst`, and is then
-///                   worked through in order.
-/// \param dst        width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel. `src` is only read; it may overlap `dst`, and
+///                   is then worked through in order.
 /// \param thresh     Compared as an integer: below 0 all bytes pass, from 255 on none.
 /// \param max_value  What passing bytes become, of which the low 8 bits count: 256 gives 0.
 void threshold(unsigned char* src, unsigned char* dst, int width, int height, int thresh,
                int max_value);
 
 /// The maximum over the square of 2 radius + 1 pixels around each pixel of one packed channel,
-/// which dilates bright areas. The cost grows no faster than the logarithm of the radius.
+/// which dilates bright areas; with filter_min() the minimum, which erodes them. dilate_mask() and
+/// erode_mask() are their names in mask work. The cost grows no faster than the logarithm of the
+/// radius.
 ///
 /// Near the borders the window is not a clipped square. Along a row of `width` pixels that is split
 /// from its start into blocks of 2 radius + 1, the first `radius` results cover columns 0 to x, and
 /// the last `radius` ones cover column x to the end of the block with x in it. Columns of pixels
 /// follow the same rule.
 ///
-/// \param src     width * height bytes; may be `dst`.
-/// \param dst     width * height bytes.
-/// \param width,height  In pixels.
+/// \param src,dst,width,height  One packed channel; `src` may be `dst`.
 /// \param radius  A radius below 1, or a square wider than a side of the image, copies the source.
 void filter_max(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
-/// As filter_max(), with the minimum, which erodes bright areas.
-///
-/// \param src,dst,width,height,radius  As of filter_max().
+/// \copydoc KelvraCV::filter_max
 void filter_min(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
-/// filter_max() under its name in mask work.
-///
-/// \param src,dst,width,height,radius  As of filter_max().
+/// \copydoc KelvraCV::filter_max
 void dilate_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
-/// filter_min() under its name in mask work.
-///
-/// \param src,dst,width,height,radius  As of filter_max().
+/// \copydoc KelvraCV::filter_max
 void erode_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius);
 
 /// \}
@@ -590,10 +545,8 @@ void bilateral_filter(const ImageData& src, ImageData& dst, float sigma_spatial,
 /// Marks the pixels whose Sobel gradient is strong: 255 where |dx| + |dy| > threshold, else 0.
 /// Derivatives and border are those of sobel_grad().
 ///
-/// \param src           One packed channel.
-/// \param dst           One packed channel; may overlap `src`.
-/// \param width,height  In pixels.
-/// \param threshold     Compared with |dx| + |dy|, which is from 0 to 2040.
+/// \param src,dst,width,height  One packed channel; `dst` may overlap `src`.
+/// \param threshold  Compared with |dx| + |dy|, which is from 0 to 2040.
 void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int height, int threshold);
 
 /// Both Sobel derivatives of one packed channel, as packed planes of the same size. With the
@@ -604,9 +557,8 @@ void sobel_edge(const unsigned char* src, unsigned char* dst, int width, int hei
 ///
 /// so dy is positive where the image is brighter above. Both are in -1020 .. 1020.
 ///
-/// \param src           One packed channel.
-/// \param dx,dy         Packed planes, which must overlap neither the source nor each other.
-/// \param width,height  In pixels.
+/// \param src,width,height  One packed channel.
+/// \param dx,dy  Packed planes, which must overlap neither the source nor each other.
 void sobel_grad(const unsigned char* src, short* dx, short* dy, int width, int height);
 
 /// Canny edges: gray by rgb2gray() or rgba2gray(), gaussian_blur_5x5(), sobel_grad(), suppression,
@@ -637,15 +589,10 @@ void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2)
 /// hists[c][0]): bins are values over the number of bins, not values scaled to them, and agree with
 /// that for 16 bins only. The first bins[c] counters are cleared first, and no others.
 ///
-/// \param src       The image.
-/// \param stride    Bytes between rows.
-/// \param channels  Samples per pixel.
-/// \param width     Columns of the rectangle; it must lie inside the image.
-/// \param height    Rows of the rectangle.
-/// \param x         Its left column.
-/// \param y         Its top row.
-/// \param hists     For each channel at least max(bins, 255 / bins + 1) counters.
-/// \param bins      For each channel the number of bins.
+/// \param src,stride,channels  The image, bytes between its rows, samples per pixel.
+/// \param width,height,x,y     The rectangle and its left, upper pixel, inside the image.
+/// \param hists  For each channel at least max(bins, 255 / bins + 1) counters.
+/// \param bins   For each channel the number of bins.
 void cal_hist(const unsigned char* src, int stride, int channels, int width, int height, int x,
               int y, int** hists, int* bins);
 
@@ -674,25 +621,20 @@ void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip
 /// The inner edge of a mask, one pixel wide: 255 for each foreground pixel that has background
 /// above, below, left or right of it or that lies on the image's frame, else 0.
 ///
-/// \param src         One byte per pixel: 0 or 255. Other values are neither foreground nor
-///                    background.
-/// \param dst         One byte per pixel; dst_stride * height bytes are written, those between and
-///                    after the rows with 0.
-/// \param width,height  In pixels.
-/// \param src_stride  Bytes between source rows.
-/// \param dst_stride  Bytes between destination rows.
-/// \param mode        1: the foreground is 0 and the background 255; anything else: the reverse.
+/// \param src   One byte per pixel: 0 or 255. Other values are neither foreground nor background.
+/// \param dst   One byte per pixel; dst_stride * height bytes are written, those between and after
+///              the rows with 0.
+/// \param width,height,src_stride,dst_stride  In pixels, and bytes between rows.
+/// \param mode  1: the foreground is 0 and the background 255; anything else: the reverse.
 void get_mask_edge(const unsigned char* src, unsigned char* dst, int width, int height,
                    int src_stride, int dst_stride, int mode);
 
 /// Summed-area table of one channel.
 ///
-/// \param src     `height` rows of `width` bytes.
+/// \param src,width,height,stride  `height` rows of `width` bytes, and bytes between them.
 /// \param sum     (width + 1) * (height + 1) sums, packed: entry (x, y) is the sum of all source
 ///                bytes in columns before x and rows before y, modulo 2^32. The zeros of the first
 ///                row and column are written for a width or height of 0 too.
-/// \param width,height  In pixels.
-/// \param stride  Bytes between source rows.
 void integral_int(const unsigned char* src, int* sum, int width, int height, int stride);
 
 /// Gaussian pyramid of an image of 1, 3 or 4 channels (of others, nothing is written).
@@ -737,37 +679,33 @@ void pyramid_gauss(const ImageData& src, std::vector<ImageData>& levels);
 /// A source one pixel wide (or high) gives that pixel everywhere.
 /// \{
 
-/// Nearest neighbour, one channel: the pixel at the floor (not the nearest integer) of the source
-/// coordinate. Halving picks the left, upper pixel of each pair, a third the middle of three.
+/// Nearest neighbour, of one channel or (c3) of pixels of three bytes: the pixel at the floor (not
+/// the nearest integer) of the source coordinate. Halving picks the left, upper pixel of each pair,
+/// a third the middle of three.
 ///
 /// \param src,src_width,src_height,src_stride  The source.
 /// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_nn_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// resize_nn_c1() on pixels of three bytes.
-///
-/// \param src,src_width,src_height,src_stride  The source.
-/// \param dst,dst_width,dst_height,dst_stride  The destination.
+/// \copydoc KelvraCV::resize_nn_c1
 void resize_nn_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                   int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// Bilinear, one channel. Coordinates before the first pixel's centre take the first pixel, those
-/// after the last one's the last.
+/// Bilinear, of one channel or (c3) of each of three interleaved ones. Coordinates before the first
+/// pixel's centre take the first pixel, those after the last one's the last.
 ///
 /// \param src,src_width,src_height,src_stride  The source.
 /// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bilinear_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// resize_bilinear_c1() on each of three interleaved channels.
-///
-/// \param src,src_width,src_height,src_stride  The source.
-/// \param dst,dst_width,dst_height,dst_stride  The destination.
+/// \copydoc KelvraCV::resize_bilinear_c1
 void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// resize_bilinear_c1() on each of four interleaved channels, alpha like the others.
+/// resize_bilinear_c1() on each of four interleaved channels, alpha like the others, or (c4_to_c3)
+/// from pixels of four bytes to pixels of three: the fourth byte is dropped, not blended.
 ///
 /// \param src,src_width,src_height,src_stride  The source.
 /// \param dst,dst_width,dst_height,dst_stride  The destination.
@@ -775,12 +713,7 @@ void resize_bilinear_c3(const unsigned char* src, unsigned char* dst, int src_wi
 void resize_bilinear_c4(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                         int src_stride, int dst_width, int dst_height, int dst_stride, int swap_rb);
 
-/// resize_bilinear_c4() from pixels of four bytes to pixels of three: the fourth byte is dropped,
-/// not blended.
-///
-/// \param src,src_width,src_height,src_stride  The source.
-/// \param dst,dst_width,dst_height,dst_stride  The destination.
-/// \param swap_rb  As of resize_bilinear_c4().
+/// \copydoc KelvraCV::resize_bilinear_c4
 void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int src_width,
                               int src_height, int src_stride, int dst_width, int dst_height,
                               int dst_stride, int swap_rb);
@@ -793,20 +726,17 @@ void resize_bilinear_c4_to_c3(const unsigned char* src, unsigned char* dst, int 
 void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int src_height,
                               int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// Bicubic, one channel: cubic convolution with a = +0.75, which is not the usual sign and meant
-/// so. R. Keys, "Cubic convolution interpolation for digital image processing", 1981. Sums are cut
-/// to their low 16 and 8 bits, not clamped: beside an isolated bright pixel a dark value may wrap
-/// around.
+/// Bicubic, of one channel or (c3) of each of three interleaved ones: cubic convolution with
+/// a = +0.75, which is not the usual sign and meant so. R. Keys, "Cubic convolution interpolation
+/// for digital image processing", 1981. Sums are cut to their low 16 and 8 bits, not clamped:
+/// beside an isolated bright pixel a dark value may wrap around.
 ///
 /// \param src,src_width,src_height,src_stride  The source.
 /// \param dst,dst_width,dst_height,dst_stride  The destination.
 void resize_bicubic_c1(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                        int src_stride, int dst_width, int dst_height, int dst_stride);
 
-/// resize_bicubic_c1() on each of three interleaved channels.
-///
-/// \param src,src_width,src_height,src_stride  The source.
-/// \param dst,dst_width,dst_height,dst_stride  The destination.
+/// \copydoc KelvraCV::resize_bicubic_c1
 void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_width, int src_height,
                        int src_stride, int dst_width, int dst_height, int dst_stride);
 
@@ -832,10 +762,8 @@ void resize_bicubic_c3(const unsigned char* src, unsigned char* dst, int src_wid
 ///     a   b   (1 - a) cx - b cy
 ///    -b   a   b cx + (1 - a) cy
 ///
-/// \param angle  In degrees.
-/// \param scale  1 keeps the size.
-/// \param cx,cy  The centre.
-/// \param M      Receives 6 floats.
+/// \param angle,scale,cx,cy  In degrees; 1 keeps the size; the centre.
+/// \param M  Receives 6 floats.
 void get_rotation_matrix(float angle, float scale, float cx, float cy, float* M);
 
 /// The affine matrix (6 floats) that maps three points exactly onto three others, by Cramer's
@@ -862,8 +790,7 @@ void get_affine_transform(const float* src, const float* dst, int n, float* M);
 ///
 /// Where the difference is 0 there is no inverse, and D is 0: all six elements become zeros.
 ///
-/// \param M   6 floats.
-/// \param iM  Receives 6 floats; may be M.
+/// \param M,iM  6 floats, and room for 6; `iM` may be `M`.
 void invert_affine_transform(const float* M, float* iM);
 
 /// The perspective matrix (9 floats, the last of them 1) that maps four points exactly onto four
@@ -876,11 +803,11 @@ void get_perspective_transform(const float* src, const float* dst, float* H);
 /// The inverse of a perspective matrix by cofactors, divided by its last element, which becomes
 /// 1. A last element of 0 gives infinities or NaNs.
 ///
-/// \param H   9 floats.
-/// \param iH  Receives 9 floats; may be H.
+/// \param H,iH  9 floats, and room for 9; `iH` may be `H`.
 void invert_perspective_transform(const float* H, float* iH);
 
-/// Warps a one-channel image through an affine matrix, with bilinear interpolation.
+/// Warps an image of one channel, or (c4) of four, which are treated alike, through an affine
+/// matrix, with bilinear interpolation.
 ///
 /// \param src,src_width,src_height,src_stride  The source. Of one with more than 524287 columns or
 ///                rows, only that many are used.
@@ -912,11 +839,7 @@ void warpaffine_bilinear_c1(const unsigned char* src, int src_width, int src_hei
                             unsigned char* dst, int dst_width, int dst_height, int dst_stride,
                             const float* M, int border, unsigned int fill);
 
-/// As warpaffine_bilinear_c1() for four channels, which are treated alike.
-///
-/// \param src,src_width,src_height,src_stride  The source, four channels.
-/// \param dst,dst_width,dst_height,dst_stride  The destination, four channels.
-/// \param M,border,fill  As of warpaffine_bilinear_c1().
+/// \copydoc KelvraCV::warpaffine_bilinear_c1
 void warpaffine_bilinear_c4(const unsigned char* src, int src_width, int src_height, int src_stride,
                             unsigned char* dst, int dst_width, int dst_height, int dst_stride,
                             const float* M, int border, unsigned int fill);
@@ -937,13 +860,11 @@ void warpperspective_bilinear_c4(const unsigned char* src, int src_width, int sr
 /// `crop_points`, with get_affine_transform(), and warps the image through it, with
 /// warpaffine_bilinear_c4(), border 0 and fill 0.
 ///
-/// \param src           Four channels.
-/// \param crop_points   Where the landmarks are to be in the crop: `n` pairs of floats.
-/// \param image_points  Where they are in the image: `n` pairs of floats.
-/// \param n             Landmarks.
-/// \param dst           The crop, four channels, of the size that the caller wants.
-/// \param inverse       Receives the inverse (6 floats), which maps crop to image coordinates:
-///                      zeros if the fit has none.
+/// \param src,dst  Four channels: the image, and the crop in the size that the caller wants.
+/// \param crop_points,image_points,n  Where the landmarks are to be in the crop, and where they are
+///                 in the image: `n` pairs of floats each.
+/// \param inverse  Receives the inverse (6 floats), which maps crop to image coordinates: zeros if
+///                 the fit has none.
 /// \return 0.
 int align_crop_img(const ImageData& src, const float* crop_points, const float* image_points, int n,
                    ImageData& dst, float* inverse);
@@ -990,9 +911,8 @@ int align_back_img(const ImageData& crop, const float* inverse, ImageData& image
 /// the bottom-right pixel of `dst` is always 0 (as intended, too; an image one column wide has
 /// one bottom pixel for both).
 ///
-/// \param src           Packed mask of `width` * `height` bytes, not written.
-/// \param dst           Packed, the same size: 255 where marked, else 0.
-/// \param width,height  In pixels.
+/// \param src,width,height  Packed mask of `width` * `height` bytes, not written.
+/// \param dst               Packed, the same size: 255 where marked, else 0.
 void find_contours(unsigned char* src, unsigned char* dst, int width, int height);
 
 /// Outlines of a mask's regions as ordered points, by OpenCV's contour finder.
@@ -1000,10 +920,9 @@ void find_contours(unsigned char* src, unsigned char* dst, int width, int height
 /// Every non-zero byte is foreground, and the image is surrounded by background. Outlines are in
 /// the order of the finder's tree, a parent before its children, with no filtering.
 ///
-/// \param src       `height` rows of `width` bytes, `stride` bytes apart; not written.
+/// \param src,width,height,stride  `height` rows of `width` bytes, `stride` apart; not written.
 /// \param contours  Resized to the number of outlines, to none for an empty mask, and each element
 ///                  replaced by one outline's points.
-/// \param width,height,stride  The mask's size in pixels, and bytes between its rows.
 /// \param mode      OpenCV's retrieval mode: 0 external, 1 list, 2 two levels, 3 tree.
 /// \param method    OpenCV's approximation: 1 none, 2 simple, 3 and 4 Teh-Chin L1 and k-cos.
 ///                  Chain codes, 0, are not supported: nothing is written.
@@ -1021,9 +940,8 @@ void find_blob_contours(const unsigned char* src, std::vector<std::vector<Point>
 /// Values other than 0 and 255 do not belong in the mask. They neither start nor end a row's run
 /// of foreground, which starts where 255 follows 0 and ends where 0 follows 255.
 ///
-/// \param mask          Packed mask of `width` * `height` bytes.
-/// \param blobs         Receives the regions.
-/// \param width,height  In pixels.
+/// \param mask,width,height  Packed mask of `width` * `height` bytes.
+/// \param blobs              Receives the regions.
 void find_blobs(const unsigned char* mask, std::vector<std::vector<Point>>& blobs, int width,
                 int height);
 
@@ -1048,11 +966,9 @@ void find_blobs_contours(const unsigned char* mask, std::vector<std::vector<Poin
 ///   itself may lie anywhere: above the mask, or past the last point of all blobs, it equals no
 ///   color.
 ///
-/// \param mask     Packed mask that holds the blobs; read for the color only.
-/// \param width    Bytes in a row of it.
-/// \param blobs    Outlines inside of the mask.
-/// \param centers  Receives what passes, behind what it holds.
-/// \param params   The filters.
+/// \param mask,width    Packed mask that holds the blobs, read for the color only; bytes in a row.
+/// \param blobs,params  Outlines inside of the mask, and the filters.
+/// \param centers       Receives what passes, behind what it holds.
 void filter_blobs(const unsigned char* mask, int width,
                   const std::vector<std::vector<Point>>& blobs, std::vector<Center>& centers,
                   const BlobParams& params);
@@ -1095,11 +1011,9 @@ void fill_poly(unsigned char* mask, int width, const int* xs, const int* ys, int
 /// Copies a mask and paints a disc of 255 around every point of the outlines: the pixels that are
 /// strictly nearer than `radius`. Radius 1 paints the points themselves, less than 1 nothing.
 ///
-/// \param src,dst  Masks of `height` rows of `stride` bytes; all of them, padding included, are
-///                 copied. `dst` may be `src`.
-/// \param contours  Outlines; discs are clipped to the mask.
-/// \param width,height,stride  The masks' size in pixels, and bytes between rows.
-/// \param radius    In pixels.
+/// \param src,dst,width,height,stride  Masks of `height` rows of `stride` bytes; all of them,
+///                 padding included, are copied. `dst` may be `src`.
+/// \param contours,radius  Outlines, whose discs are clipped to the mask, and the discs' radius.
 void expand_contours(const unsigned char* src, const std::vector<std::vector<Point>>& contours,
                      unsigned char* dst, int width, int height, int stride, int radius);
 
@@ -1147,12 +1061,9 @@ void get_mask_pos(const ImageData& mask, int& left, int& top, int& right, int& b
 /// that is written: infinite for 0.
 ///
 /// \param image       3 or 4 channels; with others nothing is written, not even `scale`.
-/// \param net_width   Columns of the tensor.
-/// \param net_height  Rows of the tensor.
-/// \param tensor      net_width * net_height * 3 floats.
+/// \param net_width,net_height,tensor  Columns, rows and net_width * net_height * 3 floats.
 /// \param scale       Receives M / m: tensor pixels times it are image pixels.
-/// \param mean        Three numbers, by output channel. Not read without `normalize`.
-/// \param std_dev     Likewise.
+/// \param mean,std_dev  Three numbers each, by output channel. Not read without `normalize`.
 /// \param planar      True: three planes of net_width * net_height floats. False: three floats a
 ///                    pixel.
 /// \param normalize   True: (value - mean[k]) * (1 / std_dev[k]) in single precision, the
@@ -1164,10 +1075,8 @@ void object_detetion_preprocess(const ImageData& image, int net_width, int net_h
 
 /// Decodes a detection network's output and suppresses overlapping boxes of the same class.
 ///
-/// \param rows             num_rows rows of 5 + num_classes floats: centre x, centre y, width,
+/// \param rows,num_rows,num_classes  Rows of 5 + num_classes floats: centre x, centre y, width,
 ///                         height, objectness, then a score for each class.
-/// \param num_rows         Rows.
-/// \param num_classes      Classes.
 /// \param boxes            Cleared, then filled by increasing class, within a class by falling
 ///                         score, equal scores in the order of their rows. Edges are centre -
 ///                         size * 0.5 and centre + size * 0.5, truncated toward zero.
@@ -1187,12 +1096,10 @@ void object_detetion_postprocess(const float* rows, int num_rows, int num_classe
 /// computed in double precision. Sizes are size * (1 / width) and size * (1 / height) in single
 /// precision. Entries follow by level, row, column and anchor without gaps.
 ///
-/// \param anchors       Room for 4 floats for each cell and anchor.
-/// \param width,height  Of the image, in pixels.
-/// \param anchor_sizes  anchor_sizes[i] has the sizes, in pixels, of level i.
-/// \param num_anchors   Sizes on each level.
-/// \param strides       Pixels between the cells of each level.
-/// \param num_strides   Levels.
+/// \param anchors              Room for 4 floats for each cell and anchor.
+/// \param width,height         Of the image, in pixels.
+/// \param strides,num_strides  Pixels between the cells of each level, and the number of levels.
+/// \param anchor_sizes,num_anchors  anchor_sizes[i] has the sizes, in pixels, of level i.
 void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int num_anchors,
                  int* strides, int num_strides);
 
@@ -1200,19 +1107,17 @@ void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int 
 /// the circle of sixteen at radius 3, all darker or all brighter by more than `threshold`.
 /// E. Rosten and T. Drummond, "Machine learning for high-speed corner detection", 2006.
 ///
-/// \param src                  The image.
-/// \param keypoints            Cleared, also for sizes below 7, then filled in raster order.
-/// \param width,height         In pixels.
-/// \param channels             1, 3 (R, G, B) or 4; others print "input channels error!\n" and
-///                             change nothing. Colour goes through rgb2gray() or rgba2gray().
-/// \param stride               Bytes between rows.
-/// \param bgra                 The flag of rgba2gray(), for four channels.
-/// \param threshold            Clamped to 0 … 255.
-/// \param nonmax_suppression   Keep only corners whose score is greater than those of all eight
-///                             neighbours, with the score as their response: the largest
-///                             threshold at which the pixel is a corner.
-/// \param mask                 Null, or width * height packed bytes: pixels with 0 are not tested,
-///                             and compete with none.
+/// \param src,width,height,stride  The image, and bytes between its rows.
+/// \param keypoints  Cleared, also for sizes below 7, then filled in raster order.
+/// \param channels   1, 3 (R, G, B) or 4; others print "input channels error!\n" and change
+///                   nothing. Colour goes through rgb2gray() or rgba2gray().
+/// \param bgra       The flag of rgba2gray(), for four channels.
+/// \param threshold  Clamped to 0 … 255.
+/// \param nonmax_suppression  Keep only corners whose score is greater than those of all eight
+///                   neighbours, with the score as their response: the largest threshold at which
+///                   the pixel is a corner.
+/// \param mask       Null, or width * height packed bytes: pixels with 0 are not tested, and
+///                   compete with none.
 void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
                int channels, int stride, int bgra, int threshold, bool nonmax_suppression,
                unsigned char* mask);
@@ -1236,10 +1141,11 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
 /// this section prints or returns a status.
 /// \{
 
-/// I420 to ARGB, BT.601 studio range; alpha becomes 255.
+/// Planes to ARGB, BT.601 studio range; alpha becomes 255.
 ///
-/// **Crossed chroma, on purpose**: the second plane feeds V and the third plane feeds U. Frames
-/// with their planes in I420's own order (Y, U, V) must be given to convert_yv12_argb().
+/// **Crossed chroma, on purpose**: convert_i420_argb() takes V from the second plane and U from the
+/// third, convert_yv12_argb() U from the second and V from the third. Frames with their planes in
+/// I420's own order (Y, U, V) must be given to convert_yv12_argb().
 ///
 /// \param y,y_stride,p2,p2_stride,p3,p3_stride  The source.
 /// \param argb,argb_stride  The destination.
@@ -1248,16 +1154,12 @@ void convert_i420_argb(const unsigned char* y, int y_stride, const unsigned char
                        const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
                        int width, int height, bool flip);
 
-/// As convert_i420_argb(), **the other way round**: the second plane feeds U and the third feeds V.
-///
-/// \param y,y_stride,p2,p2_stride,p3,p3_stride  The source.
-/// \param argb,argb_stride  The destination.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \copydoc KelvraCV::convert_i420_argb
 void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char* p2, int p2_stride,
                        const unsigned char* p3, int p3_stride, unsigned char* argb, int argb_stride,
                        int width, int height, bool flip);
 
-/// NV12 (U first) to ARGB, BT.601 studio range; alpha becomes 255.
+/// NV12 (U first) or NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
 ///
 /// \param y,y_stride,uv,uv_stride  The source.
 /// \param argb,argb_stride  The destination.
@@ -1265,15 +1167,11 @@ void convert_yv12_argb(const unsigned char* y, int y_stride, const unsigned char
 void convert_nv12_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* argb, int argb_stride, int width, int height, bool flip);
 
-/// NV21 (V first) to ARGB, BT.601 studio range; alpha becomes 255.
-///
-/// \param y,y_stride,uv,uv_stride  The source.
-/// \param argb,argb_stride  The destination.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \copydoc KelvraCV::convert_nv12_argb
 void convert_nv21_argb(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* argb, int argb_stride, int width, int height, bool flip);
 
-/// NV12 to I420: the chroma pairs are separated.
+/// NV12 or NV21 to I420: the chroma pairs are separated.
 ///
 /// \param y,y_stride,uv,uv_stride  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
@@ -1283,17 +1181,13 @@ void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char
                        int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
                        int height, bool flip);
 
-/// NV21 to I420.
-///
-/// \param y,y_stride,uv,uv_stride  The source.
-/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \copydoc KelvraCV::convert_nv12_i420
 void convert_nv21_i420(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                        unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u,
                        int dst_u_stride, unsigned char* dst_v, int dst_v_stride, int width,
                        int height, bool flip);
 
-/// Copies an I420 frame.
+/// Copies an I420 frame, or (mirror_i420()) mirrors it left to right.
 ///
 /// \param y,y_stride,u,u_stride,v,v_stride  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
@@ -1303,11 +1197,7 @@ void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int
                unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                int width, int height, bool flip);
 
-/// Mirrors an I420 frame left to right.
-///
-/// \param y,y_stride,u,u_stride,v,v_stride  The source.
-/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \copydoc KelvraCV::copy_i420
 void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                  const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
@@ -1320,11 +1210,9 @@ void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, i
 /// **not reach** the right or bottom edge. So are negative positions, a crop_height or dst_stride
 /// below 1, and rows that would run past the end of the image.
 ///
-/// \param src,src_stride  The image.
+/// \param src,src_stride,width,height  The image, and its size in pixels.
 /// \param dst,dst_stride  The crop.
-/// \param width,height    Of the image, in pixels.
-/// \param crop_x,crop_y   The crop's left column and top row.
-/// \param crop_width,crop_height  Its size in pixels.
+/// \param crop_x,crop_y,crop_width,crop_height  Its left column and top row, and its size.
 void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
                int width, int height, int crop_x, int crop_y, int crop_width, int crop_height);
 
@@ -1333,30 +1221,23 @@ void crop_argb(const unsigned char* src, int src_stride, unsigned char* dst, int
 ///
 /// \param y,y_stride,u,u_stride,v,v_stride  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param mode  Degrees.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \param width,height,mode,flip  In pixels; degrees; whether to turn upside down.
 void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                  const unsigned char* v, int v_stride, unsigned char* dst_y, int dst_y_stride,
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                  int width, int height, RotationMode mode, bool flip);
 
-/// Rotates an NV12 frame clockwise into I420 planes, as rotate_i420().
+/// Rotates an NV12 or NV21 frame clockwise into I420 planes, as rotate_i420().
 ///
 /// \param y,y_stride,uv,uv_stride  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param mode  Degrees.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \param width,height,mode,flip  In pixels; degrees; whether to turn upside down.
 void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                  unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
                  unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
                  bool flip);
 
-/// Rotates an NV21 frame clockwise into I420 planes, as rotate_i420().
-///
-/// \param y,y_stride,uv,uv_stride  The source.
-/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param mode  Degrees.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \copydoc KelvraCV::rotate_nv12
 void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
                  unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
                  unsigned char* dst_v, int dst_v_stride, int width, int height, RotationMode mode,
@@ -1367,8 +1248,7 @@ void rotate_nv21(const unsigned char* y, int y_stride, const unsigned char* uv, 
 ///
 /// \param src,src_stride  The image.
 /// \param dst,dst_stride  The destination.
-/// \param mode  Degrees.
-/// \param width,height,flip  In pixels; whether to turn upside down.
+/// \param width,height,mode,flip  In pixels; degrees; whether to turn upside down.
 void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, int dst_stride,
                  int width, int height, RotationMode mode, bool flip);
 
@@ -1376,10 +1256,9 @@ void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, i
 /// arm64. Null planes, source sizes outside 1 to 32768, destination sizes below 1 and unknown modes
 /// write nothing.
 ///
-/// \param y,y_stride,u,u_stride,v,v_stride  The source.
-/// \param src_width,src_height  Of the source, in pixels.
-/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride  The destination.
-/// \param dst_width,dst_height  Of the destination, in pixels.
+/// \param y,y_stride,u,u_stride,v,v_stride,src_width,src_height  The source.
+/// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride,dst_width,dst_height  The
+///             destination.
 /// \param mode,flip  The filter; whether to turn upside down.
 void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                 const unsigned char* v, int v_stride, int src_width, int src_height,
@@ -1437,8 +1316,7 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
 /// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
 /// error\n", "origin png is not png format!\n".
 ///
-/// \param input_path   The file.
-/// \param output_path  The file to write.
+/// \param input_path,output_path  The file, and the one to write.
 /// \return 0, or -1 after a message.
 int remove_png_info(const char* input_path, const char* output_path);
 
@@ -1457,9 +1335,8 @@ int remove_png_info(const char* input_path, const char* output_path);
 /// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
 /// in is not jpeg format!\n".
 ///
-/// \param origin_path  Where the profile comes from.
-/// \param input_path   What it is added to.
-/// \param output_path  The file to write.
+/// \param origin_path,input_path,output_path  Where it comes from, what it is added to, and the
+///            file to write.
 /// \return 0, or -1 after a message.
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
 
