@@ -17,6 +17,12 @@ inline float linear_light(int c) {
                                         : byte * 0.000303527f;
 }
 
+inline std::vector<float> light_table() {
+  std::vector<float> all;
+  for (int c = 0; c < 256; ++c) all.push_back(linear_light(c));
+  return all;
+}
+
 inline void plain_lab(const float* light, const uint8_t* p, uint8_t* lab) {
   const float r = light[p[0]], g = light[p[1]], b = light[p[2]];
   const float sx = 0.412453f * r + 0.35758f * g + 0.180423f * b, x = sx * 1.0521111f;

@@ -8,15 +8,6 @@ namespace {
 
 using Pixels = std::vector<uint8_t>;
 
-const std::vector<float>& light() {
-  static const std::vector<float> table = [] {
-    std::vector<float> all;
-    for (int c = 0; c < 256; ++c) all.push_back(linear_light(c));
-    return all;
-  }();
-  return table;
-}
-
 template <class Rule>
 Pixels by_rule(const Pixels& src, int channels, int red, Rule rule) {
   Pixels out(src.size() / channels * 3);
@@ -31,6 +22,7 @@ Pixels by_rule(const Pixels& src, int channels, int red, Rule rule) {
 }  // namespace
 
 TEST(Lab, Exact) {
+  const std::vector<float> light = light_table();
   for (const Shape& shape : all_shapes()) {
     if (shape.padding != 0) continue;
     GuardedBuffer<> src(3 * shape.width, shape.height, 0, shape.guard),
@@ -38,10 +30,9 @@ TEST(Lab, Exact) {
     const Pixels pixels = noise(src.packed().size());
     src.fill(pixels);
     rgb_to_lab(src.data(), dst.data(), shape.width, shape.height);
-    ASSERT_EQ(dst.packed(), by_rule(pixels, 3, 0,
-                                    [](const uint8_t* rgb, uint8_t* lab) {
-                                      plain_lab(light().data(), rgb, lab);
-                                    }))
+    ASSERT_EQ(dst.packed(),
+              by_rule(pixels, 3, 0,
+                      [&](const uint8_t* rgb, uint8_t* lab) { plain_lab(light.data(), rgb, lab); }))
         << shape;
   }
 }

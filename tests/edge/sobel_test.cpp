@@ -1,29 +1,7 @@
-#include "edge/edge_support.h"
+#include "edge/edge_rules.h"
 
 using namespace KelvraCV;
 using namespace test;
-
-TEST(Sobel, EveryShapeFollowsTheDefinition) {
-  for (const Shape& shape : all_shapes()) {
-    if (shape.padding != 0) continue;
-    SCOPED_TRACE(shape);
-    const int width = shape.width, height = shape.height;
-    GuardedBuffer<> src(width, height, 0, shape.guard), edges(width, height, 0, shape.guard);
-    GuardedBuffer<int16_t> dx(width, height, 0, shape.guard), dy(width, height, 0, shape.guard);
-    src.fill(noise(src.packed().size()));
-    sobel_grad(src.data(), dx.data(), dy.data(), width, height);
-    sobel_edge(src.data(), edges.data(), width, height, 400);
-    const Clamped p{src.data(), width, height};
-    for (int y = 0; y < height; ++y) {
-      for (int x = 0; x < width; ++x) {
-        const int want_dx = expected_dx(p, x, y), want_dy = expected_dy(p, x, y);
-        ASSERT_EQ(dx.row(y)[x], want_dx) << x << ", " << y;
-        ASSERT_EQ(dy.row(y)[x], want_dy) << x << ", " << y;
-        ASSERT_EQ(edges.row(y)[x], std::abs(want_dx) + std::abs(want_dy) > 400 ? 255 : 0);
-      }
-    }
-  }
-}
 
 TEST(Sobel, ThresholdsAreStrictAndCompareAsIntegers) {
   // The magnitude is 255 * 3 in the middle column's neighbours, 0 elsewhere.

@@ -78,8 +78,7 @@ TEST(AllColors, Hsv) {
 }
 
 TEST(AllColors, Lab) {
-  std::vector<float> light;
-  for (int c = 0; c < 256; ++c) light.push_back(linear_light(c));
+  const std::vector<float> light = light_table();
   expect_all(
       3, [](uint8_t* in, uint8_t* out) { rgb_to_lab(in, out, kRow, 1); },
       [&](const uint8_t* p, uint8_t* out) { plain_lab(light.data(), p, out); },

@@ -1,8 +1,9 @@
-// Minimum, maximum and the blurs of fixed weights, plainly.
+// Minimum, maximum and blurs, plainly.
 #ifndef KELVRA_CV_TESTS_FILTER_FILTER_RULES_H_
 #define KELVRA_CV_TESTS_FILTER_FILTER_RULES_H_
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -91,6 +92,47 @@ inline Plane plain_gaussian5(const Plane& src, int width, int height) {
     rows[(y + 1) * width - 1] = static_cast<uint8_t>((end[-4] + 4 * end[-3] + 11 * end[-2]) / 16);
   }
   return pass(rows, width, height, 2, false, of);
+}
+
+inline Plane plain_gaussian(const Plane& src, int width, int height, int size, float sigma) {
+  if (!std::isfinite(sigma)) return Plane(src.size());
+  std::vector<float> weights;
+  float sum = 0;
+  for (int i = -(size / 2); i <= size / 2; ++i) {
+    const float power = expf(static_cast<float>(-(i * i) * (0.5 / (sigma * sigma))));
+    weights.push_back(static_cast<float>(power * 0.3989422804014322 / sigma));
+    sum += weights.back();
+  }
+  const auto of = [&](const auto& taps) {
+    float total = 0;
+    for (int j = 0; j < size; ++j) total += static_cast<float>(taps[j]) * weights[j];
+    return static_cast<int>(std::min(total * (1 / sum), 255.0f));
+  };
+  return pass(pass(src, width, height, size / 2, true, of), width, height, size / 2, false, of);
+}
+
+// Three boxes whose radii are the odd widths around that of a Gaussian, m of them the smaller one.
+inline Plane plain_three_boxes(Plane plane, int width, int height, float sigma) {
+  if (std::isnan(sigma)) return plane;
+  const float square = 12 * sigma * sigma, ideal = std::floor(std::sqrt(square / 3 + 1));
+  const float low = ideal - (std::fmod(ideal, 2.0f) == 0 ? 1.0f : 0.0f);
+  const float m = std::round((square - 3 * low * low - 12 * low - 9) / (-4 * low - 4));
+  for (int i = 0; i < 3; ++i) {
+    const float radius = static_cast<float>(i) < m ? low : low + 2;
+    plane = plain_box(plane, width, height, static_cast<int>(std::min(radius, 1e6f)));
+  }
+  return plane;
+}
+
+// The same of the first three channels of four.
+inline Plane plain_three_boxes_c4(const Plane& src, int width, int height, float sigma) {
+  Plane out = src, plane(src.size() / 4);
+  for (int c = 0; c < 3; ++c) {
+    for (size_t i = 0; i < plane.size(); ++i) plane[i] = src[4 * i + c];
+    const Plane blurred = plain_three_boxes(plane, width, height, sigma);
+    for (size_t i = 0; i < plane.size(); ++i) out[4 * i + c] = blurred[i];
+  }
+  return out;
 }
 
 }  // namespace test

@@ -90,6 +90,34 @@ inline Pixels plain_nearest(const Pixels& src, const Job& job, int channels) {
   return dst;
 }
 
+inline std::vector<float> plain_float(const std::vector<float>& src, const Job& job) {
+  struct Neighbours {
+    int left, right;
+    float t;
+  };
+  const auto neighbours = [](int i, int source, int destination) {
+    const float at = coordinate(i, source, destination), whole = std::floor(at);
+    if (source == 1 || whole >= static_cast<float>(source - 1)) {
+      return Neighbours{std::max(source - 2, 0), source - 1, 1};
+    }
+    if (whole < 0) return Neighbours{0, 1, 0};
+    return Neighbours{static_cast<int>(whole), static_cast<int>(whole) + 1, at - whole};
+  };
+  const auto mix = [](float a, float b, float t) { return std::fma(b, t, a * (1.0f - t)); };
+  std::vector<float> dst;
+  for (int y = 0; y < job.dh; ++y) {
+    const Neighbours v = neighbours(y, job.sh, job.dh);
+    for (int x = 0; x < job.dw; ++x) {
+      const Neighbours h = neighbours(x, job.sw, job.dw);
+      const auto row = [&](int r) {
+        return mix(src[r * job.sw + h.left], src[r * job.sw + h.right], h.t);
+      };
+      dst.push_back(mix(row(v.left), row(v.right), v.t));
+    }
+  }
+  return dst;
+}
+
 // The chosen channels of pixels, in this order.
 inline Pixels channels_of(const Pixels& pixels, const std::vector<int>& order, int channels = 4) {
   Pixels out;

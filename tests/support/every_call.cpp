@@ -5,8 +5,9 @@
 
 #include "color/lab_rules.h"
 #include "color/pixel_rules.h"
-#include "edge/edge_support.h"
+#include "edge/edge_rules.h"
 #include "filter/filter_rules.h"
+#include "filter/smooth_rules.h"
 #include "geometry/resize_rules.h"
 #include "shape/shape_rules.h"
 
@@ -60,16 +61,16 @@ void strided(Scene& s, Function function, Plain plain) {
   const Size z = size(s);
   Bytes& src = s.input(kFrom * z.w, z.h, kPadded);
   Bytes& dst = s.output(kTo * z.w, z.h, kPadded);
-  s.expect(dst, plain(src.packed(), z.w, z.h));
+  s.expect(dst, [&] { return plain(src.packed(), z.w, z.h); });
   function(src.data(), dst.data(), z.w, z.h, src.stride(), dst.stride());
 }
 // From packed bytes to packed bytes of the same kind, perhaps in place.
-template <int kChannels, bool kInPlace, class Function, class Plain = std::nullptr_t>
-void packed(Scene& s, Function function, Plain plain = nullptr) {
+template <int kChannels, bool kInPlace, class Function, class Plain>
+void packed(Scene& s, Function function, Plain plain) {
   const Size z = size(s);
   Bytes& src = s.input(kChannels * z.w, z.h);
   Bytes& dst = kInPlace ? s.output_or(src) : s.output(kChannels * z.w, z.h);
-  if constexpr (!std::is_null_pointer_v<Plain>) s.expect(dst, plain(src.packed(), z.w, z.h));
+  s.expect(dst, [&] { return plain(src.packed(), z.w, z.h); });
   function(src.data(), dst.data(), z.w, z.h);
 }
 
@@ -94,7 +95,9 @@ void resize(Scene& s, int from, const std::vector<int>& order,
   }
   Bytes& src = s.input(from * z.w, z.h, kPadded);
   Bytes& dst = s.output(to * d.w, d.h, kPadded);
-  s.expect(dst, channels_of(plain(src.packed(), {z.w, z.h, d.w, d.h}, from), order, from));
+  s.expect(dst, [&] {
+    return channels_of(plain(src.packed(), {z.w, z.h, d.w, d.h}, from), order, from);
+  });
   f(src.data(), dst.data(), z.w, z.h, src.stride(), d.w, d.h, dst.stride());
 }
 Pixels plain_linear(const Pixels& src, const Job& job, int channels) {
@@ -138,6 +141,13 @@ void guided(Scene& s, bool general) {
   ImageData to = image(dst, channels);
   const int radius = s.number(0, 12);
   const float scale = s.any_of({1.0f, 1.0f, 0.5f, 0.25f, 0.3f, 2.0f}), eps = s.real(0.0001f, 0.1f);
+  const PlainGuided plain{z.w, z.h, radius, scale, eps};
+  s.expect(dst, [&] {
+    if (plain.scaled(z.w) < 1 || plain.scaled(z.h) < 1) return dst.packed();
+    const Pixels pixels = src.packed();
+    return general ? plain.image(pixels, channels, guide.packed(), by)
+                   : plain.image(pixels, channels, pixels, channels);
+  });
   if (general) {
     guided_filter_general(image(src, channels), image(guide, by), to, radius, scale, eps);
   } else {
@@ -225,12 +235,25 @@ void planes_to_planes(Scene& s, Function function) {
            to.v.stride(), z.w, z.h, s.flag());
 }
 
+Plane plain_grays(const Pixels& src, int channels, int bgra) {
+  if (channels == 1) return src;
+  const auto rule = [=](const uint8_t* p, uint8_t* gray) {
+    *gray = plain_gray(p, channels == 4 ? bgra : 0);
+  };
+  return by_rule(src, channels, rule, 1);
+}
 template <int kChannels>
 auto grays(int bgra) {
-  return [=](const Pixels& src, int, int) {
-    const auto rule = [=](const uint8_t* p, uint8_t* gray) { *gray = plain_gray(p, bgra); };
-    return by_rule(src, kChannels, rule, 1);
-  };
+  return [=](const Pixels& src, int, int) { return plain_grays(src, kChannels, bgra); };
+}
+
+Pixels plain_labs(const Pixels& rgb) {
+  static const ForwardLab lab;
+  return by_rule(rgb, 3, [](const uint8_t* p, uint8_t* to) { lab.convert(p, to); });
+}
+Pixels plain_from_labs(const Pixels& labs) {
+  static const InverseLab lab;
+  return by_rule(labs, 3, [](const uint8_t* p, uint8_t* to) { lab.convert(p, to); });
 }
 
 const std::vector<Call> kColor = {
@@ -245,6 +268,12 @@ const std::vector<Call> kColor = {
      [](Scene& s) {
        const Size z = size(s);
        Bytes& both = s.output_or(s.input(3 * z.w, z.h, kPadded), kPadded);
+       s.expect(both, [&] {
+         Pixels rows = both.packed();
+         const Pixels gray = grays<3>(0)(rows, z.w, z.h);
+         for (int y = 0; y < z.h; ++y) std::copy_n(&gray[y * z.w], z.w, &rows[3 * y * z.w]);
+         return rows;
+       });
        rgb2gray(both.data(), both.data(), z.w, z.h, both.stride(), both.stride());
      }},
     {"rgb_to_ycbcr", "color",
@@ -253,8 +282,10 @@ const std::vector<Call> kColor = {
        Bytes& src = s.input(3 * z.w, z.h, kPadded);
        Bytes& dst = s.output(z.w, 3 * z.h);
        const bool planar = s.flag();
-       const Pixels plain = by_rule(src.packed(), 3, plain_ycbcr);
-       s.expect(dst, planar ? as_planes(plain) : plain);
+       s.expect(dst, [&] {
+         const Pixels plain = by_rule(src.packed(), 3, plain_ycbcr);
+         return planar ? as_planes(plain) : plain;
+       });
        rgb_to_ycbcr(src.data(), dst.data(), z.w, z.h, src.stride(), planar);
      }},
     {"ycbcr_to_rgb", "color",
@@ -263,8 +294,9 @@ const std::vector<Call> kColor = {
        const bool planar = s.flag();
        Bytes& src = planar ? s.input(z.w, 3 * z.h) : s.input(3 * z.w, z.h, kPadded);
        Bytes& dst = s.output(3 * z.w, z.h);
-       const Pixels pixels = planar ? as_planes(src.packed(), true) : src.packed();
-       s.expect(dst, by_rule(pixels, 3, plain_rgb));
+       s.expect(dst, [&] {
+         return by_rule(planar ? as_planes(src.packed(), true) : src.packed(), 3, plain_rgb);
+       });
        ycbcr_to_rgb(src.data(), dst.data(), z.w, z.h, src.stride(), planar);
      }},
     {"rgba2hsv", "color",
@@ -273,7 +305,7 @@ const std::vector<Call> kColor = {
        const int channels = s.number(3, 4);
        Bytes& src = s.input(channels * z.w, z.h);
        Bytes& dst = s.output(3 * z.w, z.h);
-       s.expect(dst, by_rule(src.packed(), channels, plain_hsv));
+       s.expect(dst, [&] { return by_rule(src.packed(), channels, plain_hsv); });
        ImageData to = image(dst, 3);
        rgba2hsv(image(src, channels), to);
      }},
@@ -282,7 +314,7 @@ const std::vector<Call> kColor = {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h);
        Bytes& dst = s.output_or(src);
-       s.expect(dst, by_rule(src.packed(), 3, plain_from_hsv));
+       s.expect(dst, [&] { return by_rule(src.packed(), 3, plain_from_hsv); });
        ImageData to = image(dst, 3);
        hsv2rgb(image(src, 3), to);
      }},
@@ -303,15 +335,19 @@ const std::vector<Call> kColor = {
        std::vector<ImageData> planes = planes_of(s.output(z.w, z.h * channels), channels, z.h);
        Bytes& src = s.input(channels * z.w, z.h, kPadded);
        Bytes& merged = s.output(channels * z.w, z.h, kPadded);
-       s.expect(merged, src.packed());
+       s.expect(merged, [&] { return src.packed(); });
        split_channels(image(src, channels), planes);
        ImageData to = image(merged, channels);
        merge_channels(planes, to);
      }},
     {"rgb_to_lab", "color",
      [](Scene& s) {
-       packed<3, true>(s, [](const uint8_t* src, uint8_t* dst, int w, int h) {
+       const auto convert = [](const uint8_t* src, uint8_t* dst, int w, int h) {
          rgb_to_lab(const_cast<uint8_t*>(src), dst, w, h);
+       };
+       packed<3, true>(s, convert, [](const Pixels& src, int, int) {
+         static const std::vector<float> light = light_table();
+         return by_rule(src, 3, [](const uint8_t* p, uint8_t* to) { plain_lab(&light[0], p, to); });
        });
      }},
     {"rgb_to_lab_fast", "color",
@@ -320,17 +356,15 @@ const std::vector<Call> kColor = {
        const auto convert = [=](const uint8_t* src, uint8_t* dst, int w, int h) {
          rgb_to_lab_fast(src, dst, w, h, nullptr, nullptr, threads);
        };
-       packed<3, false>(s, convert, [](const Pixels& src, int, int) {
-         static const ForwardLab lab;
-         return by_rule(src, 3, [](const uint8_t* p, uint8_t* to) { lab.convert(p, to); });
-       });
+       packed<3, false>(s, convert, [](const Pixels& src, int, int) { return plain_labs(src); });
      }},
     {"rgb_to_lab_c4_c3", "color",
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(4 * z.w, z.h, kPadded);
        Bytes& dst = s.output(3 * z.w, z.h);
-       const int order = s.number(0, 2), threads = s.number(1, 4);
+       const int order = s.number(0, 2), threads = s.number(1, 4), red = order == 1 ? 2 : 0;
+       s.expect(dst, [&] { return plain_labs(channels_of(src.packed(), {red, 1, 2 - red})); });
        rgb_to_lab_c4_c3(src.data(), dst.data(), z.w, z.h, src.stride(), order, nullptr, nullptr,
                         threads);
      }},
@@ -339,15 +373,29 @@ const std::vector<Call> kColor = {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h);
        uint8_t* const mask = s.flag() ? s.input(z.w, z.h, kPacked, kMask).data() : nullptr;
-       lab_to_rgb_fast(src.data(), s.output(3 * z.w, z.h).data(), z.w, z.h, mask, nullptr, nullptr,
-                       nullptr, nullptr, s.number(1, 4));
+       Bytes& dst = s.output(3 * z.w, z.h);
+       s.expect(dst, [&] {
+         Pixels pixels = plain_from_labs(src.packed());
+         for (int i = 0; mask != nullptr && i < z.w * z.h; ++i) {
+           if (mask[i] == 0) std::fill_n(&pixels[3 * i], 3, uint8_t{0});
+         }
+         return pixels;
+       });
+       lab_to_rgb_fast(src.data(), dst.data(), z.w, z.h, mask, nullptr, nullptr, nullptr, nullptr,
+                       s.number(1, 4));
      }},
     {"lab_to_rgb_c3_c4", "color",
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(3 * z.w, z.h);
        Bytes& dst = s.output(4 * z.w, z.h, kPadded);
-       const int order = s.number(0, 2), threads = s.number(1, 4);
+       const int order = s.number(0, 2), threads = s.number(1, 4), red = order == 1 ? 2 : 0;
+       s.expect(dst, [&] {
+         const auto place = [=](const uint8_t* rgb, uint8_t* to) {
+           to[red] = rgb[0], to[1] = rgb[1], to[2 - red] = rgb[2];
+         };
+         return by_rule(plain_from_labs(src.packed()), 3, place, 4);
+       });
        lab_to_rgb_c3_c4(src.data(), dst.data(), z.w, z.h, dst.stride(), order, nullptr, nullptr,
                         nullptr, nullptr, threads);
      }},
@@ -373,17 +421,29 @@ const std::vector<Call> kFilter = {
      [](Scene& s) {
        const int ksize = s.number(-1, 25);
        const float sigma = s.any_of({0.0f, 1.0f, 5.0f, -1.0f, NAN});
-       packed<1, false>(s, [=](auto... a) { gaussian_blur(a..., ksize, sigma); });
+       const auto plain = [=](const Plane& src, int w, int h) {
+         const int n = std::max(ksize, 3);
+         if (n % 2 == 0 || n > w || n > h) return Plane(src.size());
+         const bool default_sigma = sigma <= 0;
+         return plain_gaussian(src, w, h, n,
+                               default_sigma ? static_cast<float>(0.15 * (n - 1) + 0.5) : sigma);
+       };
+       packed<1, false>(
+           s, [=](auto... a) { gaussian_blur(a..., ksize, sigma); }, plain);
      }},
     {"gaussian_blur_fast", "filter",
      [](Scene& s) {
        const float sigma = s.real(-1, 8);
-       packed<1, true>(s, [=](auto... a) { gaussian_blur_fast(a..., sigma); });
+       packed<1, true>(
+           s, [=](auto... a) { gaussian_blur_fast(a..., sigma); },
+           [=](auto... a) { return plain_three_boxes(a..., sigma); });
      }},
     {"gaussian_blur_c4", "filter",
      [](Scene& s) {
        const float sigma = s.real(-1, 8);
-       packed<4, true>(s, [=](auto... a) { gaussian_blur_c4(a..., sigma); });
+       packed<4, true>(
+           s, [=](auto... a) { gaussian_blur_c4(a..., sigma); },
+           [=](auto... a) { return plain_three_boxes_c4(a..., sigma); });
      }},
     {"filter_box", "filter",
      [](Scene& s) {
@@ -419,10 +479,16 @@ const std::vector<Call> kFilter = {
      [](Scene& s) {
        const Size z = size(s);
        const int channels = s.number(1, 4);
-       ImageData to = image(s.output(channels * z.w, z.h), channels);
-       const ImageData src = image(s.input(channels * z.w, z.h), channels);
+       Bytes& dst = s.output(channels * z.w, z.h);
+       Bytes& src = s.input(channels * z.w, z.h);
+       ImageData to = image(dst, channels);
        const float spatial = s.real(0.001f, 0.3f), range = s.real(0.001f, 0.5f);
-       bilateral_filter(src, to, spatial, range);
+       s.expect(dst, [&] {
+         const Pixels filtered =
+             PlainBilateral(channels, spatial, range).image(src.packed(), z.w, z.h);
+         return channels == 2 ? dst.packed() : filtered;
+       });
+       bilateral_filter(image(src, channels), to, spatial, range);
      }},
 };
 
@@ -430,33 +496,35 @@ const std::vector<Call> kEdge = {
     {"sobel_edge", "edge",
      [](Scene& s) {
        const int level = s.number(-1, 600);
-       const auto plain = [=](const Plane& src, int w, int h) {
-         const Clamped p{src.data(), w, h};
-         Plane edges;
-         for (int i = 0; i < w * h; ++i) {
-           const int dx = expected_dx(p, i % w, i / w), dy = expected_dy(p, i % w, i / w);
-           edges.push_back(std::abs(dx) + std::abs(dy) > level ? 255 : 0);
-         }
-         return edges;
-       };
        packed<1, true>(
-           s, [=](auto... a) { sobel_edge(a..., level); }, plain);
+           s, [=](auto... a) { sobel_edge(a..., level); },
+           [=](auto... a) { return plain_sobel_edge(a..., level); });
      }},
     {"sobel_grad", "edge",
      [](Scene& s) {
        const Size z = size(s);
-       short* const dx = s.output<short>(z.w, z.h).data();
-       sobel_grad(s.input(z.w, z.h).data(), dx, s.output<short>(z.w, z.h).data(), z.w, z.h);
+       GuardedBuffer<short>& dx = s.output<short>(z.w, z.h);
+       GuardedBuffer<short>& dy = s.output<short>(z.w, z.h);
+       Bytes& src = s.input(z.w, z.h);
+       s.expect(dx, [&] { return by_place<short>(src.packed(), z.w, z.h, expected_dx); });
+       s.expect(dy, [&] { return by_place<short>(src.packed(), z.w, z.h, expected_dy); });
+       sobel_grad(src.data(), dx.data(), dy.data(), z.w, z.h);
      }},
     {"canny", "edge",
      [](Scene& s) {
        const Size z = size(s);
        const int channels = s.any_of({1, 3, 4}), low = s.number(-1, 300);
-       ImageData src =
-           image(s.input(channels * z.w, z.h, channels == 1 ? kPacked : kPadded), channels);
+       Bytes& pixels = s.input(channels * z.w, z.h, channels == 1 ? kPacked : kPadded);
+       ImageData src = image(pixels, channels);
        src.color_order = s.number(0, 1);
-       ImageData to = image(s.output(z.w, z.h), 1);
-       canny(src, to, low, low + s.number(1, 300));
+       Bytes& edges = s.output(z.w, z.h);
+       ImageData to = image(edges, 1);
+       const int high = low + s.number(1, 300);
+       s.expect(edges, [&] {
+         const Plane gray = plain_grays(pixels.packed(), channels, src.color_order);
+         return plain_canny(gray, z.w, z.h, low, high);
+       });
+       canny(src, to, low, high);
      }},
     {"cal_hist", "edge",
      [](Scene& s) {
@@ -464,11 +532,23 @@ const std::vector<Call> kEdge = {
        const int channels = s.number(1, 4), x = s.number(0, z.w - 1), y = s.number(0, z.h - 1);
        Bytes& src = s.input(channels * z.w, z.h, kPadded);
        int *hists[4], bins[4];
+       GuardedBuffer<int>* counters[4];
        for (int c = 0; c < channels; ++c) {
          bins[c] = s.number(0, 256);
-         hists[c] = s.output<int>(260, 1).data();
+         counters[c] = &s.output<int>(260, 1);
+         hists[c] = counters[c]->data();
        }
        const int w = s.number(1, z.w - x), h = s.number(1, z.h - y);
+       for (int c = 0; c < channels; ++c) {
+         s.expect(*counters[c], [&] {
+           std::vector<int> counts(260);
+           for (int i = 0; i < w * h; ++i) {
+             const int value = src.row(y + i / w)[channels * (x + i % w) + c];
+             ++counts[bins[c] == 0 ? 0 : value / bins[c]];
+           }
+           return counts;
+         });
+       }
        cal_hist(src.data(), src.stride(), channels, w, h, x, y, hists, bins);
      }},
     {"clahe", "edge",
@@ -476,22 +556,33 @@ const std::vector<Call> kEdge = {
        const Size z = size(s);
        const int channels = s.any_of({1, 3, 4});
        Bytes& src = s.input(channels * z.w, z.h);
-       ImageData to = image(s.output_or(src), channels);
+       Bytes& dst = s.output_or(src);
+       ImageData to = image(dst, channels);
        const int tiles = s.number(-1, 18), bins = s.number(-1, 300);
-       clahe(image(src, channels), to, tiles, bins, s.real(-1, 20));
+       const float clip = s.real(-1, 20);
+       s.expect(dst, [&] {
+         const Plane pixels = src.packed();
+         return channels == 1 ? plain_clahe(pixels, z.w, z.h, tiles, bins, clip)
+                              : plain_clahe_colour(pixels, channels, z.w, z.h, tiles, bins, clip);
+       });
+       clahe(image(src, channels), to, tiles, bins, clip);
      }},
     {"get_mask_edge", "edge",
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(z.w, z.h, kPadded, kMask);
        Bytes& dst = s.output(z.w, z.h);
-       get_mask_edge(src.data(), dst.data(), z.w, z.h, src.stride(), z.w, s.number(0, 2));
+       const int mode = s.number(0, 2);
+       s.expect(dst, [&] { return plain_mask_edge(src.packed(), z.w, z.h, mode); });
+       get_mask_edge(src.data(), dst.data(), z.w, z.h, src.stride(), z.w, mode);
      }},
     {"integral_int", "edge",
      [](Scene& s) {
        const Size z = size(s);
        Bytes& src = s.input(z.w, z.h, kPadded);
-       integral_int(src.data(), s.output<int>(z.w + 1, z.h + 1).data(), z.w, z.h, src.stride());
+       GuardedBuffer<int>& sums = s.output<int>(z.w + 1, z.h + 1);
+       s.expect(sums, [&] { return plain_integral(src.packed(), z.w, z.h); });
+       integral_int(src.data(), sums.data(), z.w, z.h, src.stride());
      }},
     {"pyramid_gauss", "edge",
      [](Scene& s) {
@@ -499,8 +590,18 @@ const std::vector<Call> kEdge = {
        const int channels = s.number(1, 4);
        Bytes& src = s.input(channels * z.w, z.h, kPadded);
        std::vector<ImageData> levels;
+       Plane above;
+       bool ends = channels == 2;  // of two channels there is no pyramid
        for (Size level = z; levels.size() < 6; level = {(level.w + 1) / 2, (level.h + 1) / 2}) {
-         levels.push_back(image(s.output(channels * level.w, level.h), channels));
+         Bytes& buffer = s.output(channels * level.w, level.h);
+         levels.push_back(image(buffer, channels));
+         s.expect(buffer, [&] {
+           if (ends) return buffer.packed();
+           const Plane here = levels.size() == 1 ? src.packed() : above;
+           above = plain_half({here.data(), level.w, level.h, channels});
+           ends = level.w == 1 && level.h == 1;
+           return here;
+         });
        }
        pyramid_gauss(image(src, channels), levels);
        for (const ImageData& level : levels) s.result(level.width * 1000 + level.height);
@@ -590,7 +691,7 @@ const std::vector<Call> kShape = {
        const Size z = size(s);
        Bytes& mask = s.input(z.w, z.h, kPacked, kMask);
        Bytes& marks = s.output(z.w, z.h);
-       s.expect(marks, plain_boundary(mask));
+       s.expect(marks, [&] { return plain_boundary(mask); });
        find_contours(mask.data(), marks.data(), z.w, z.h);
      }},
     {"find_blob_contours", "shape",
@@ -657,7 +758,7 @@ const std::vector<Call> kShape = {
        const int distance = s.number(-1, 60), threshold = s.number(-1, 256);
        if (seed.x >= 0 && seed.y >= 0 && seed.x < z.w && seed.y < z.h && threshold >= 0 &&
            threshold < 256) {
-         s.expect(marks, plain_fill(src, seed, distance, threshold).mask);
+         s.expect(marks, [&] { return plain_fill(src, seed, distance, threshold).mask; });
        }
        s.result(flood_fill(src, mask, seed, box, distance, threshold));
        s.result(&box, sizeof box);
@@ -670,7 +771,8 @@ const std::vector<Call> kShape = {
        const ImageData mask = image(s.input(z.w, z.h, kPadded, content), 1);
        const int mode = s.number(0, 1);
        get_mask_pos(mask, box[0], box[1], box[2], box[3], mode);
-       EXPECT_TRUE(std::equal(box, box + 4, plain_position(mask, mode == 0 ? 255 : 0).begin()));
+       s.expect_found(Box{box[0], box[1], box[2], box[3]},
+                      [&] { return plain_position(mask, mode == 0 ? 255 : 0); });
        s.result(box, sizeof box);
      }},
 };

@@ -5,6 +5,7 @@
 #ifndef KELVRA_CV_TESTS_SUPPORT_EVERY_CALL_H_
 #define KELVRA_CV_TESTS_SUPPORT_EVERY_CALL_H_
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <deque>
@@ -40,6 +41,7 @@ class Draw {
 struct Placement {
   Guard guard;
   int extra_padding;  // elements more between rows, where rows may be padded
+  bool compared;      // with plain versions, too: not where allocations or time count
 };
 
 // One call: draws its arguments, keeps its buffers, and collects its result.
@@ -75,12 +77,24 @@ class Scene {
     return flag() ? written(source) : output(source.columns(), source.rows(), padding);
   }
 
-  // What an output must hold in the end, by a plain version.
-  template <class T>
-  void expect(const GuardedBuffer<T>& output, std::vector<T> wanted) {
-    outputs_.emplace_back([&output, wanted = std::move(wanted)] {
-      EXPECT_TRUE(output.packed() == wanted) << "not the plain version's result";
+  // What an output must hold in the end: `plain()`, from inputs as they are now.
+  template <class T, class Plain>
+  void expect(const GuardedBuffer<T>& output, const Plain& plain, int tolerance = 0) {
+    if (!placement_.compared) return;
+    const auto alike = [=](T a, T b) {
+      return a == b || (a != a && b != b) || std::abs(a - b) <= tolerance;
+    };
+    outputs_.emplace_back([&output, alike, wanted = std::vector<T>(plain())] {
+      const std::vector<T> found = output.packed();
+      EXPECT_TRUE(std::equal(found.begin(), found.end(), wanted.begin(), wanted.end(), alike))
+          << "not the plain version's result";
     });
+  }
+  // What was found, and had no buffer of its own.
+  template <class Result, class Plain>
+  void expect_found(const Result& found, const Plain& plain) {
+    if (!placement_.compared) return;
+    EXPECT_TRUE(found == plain()) << "not the plain version's result";
   }
 
   void result(const void* bytes, size_t count) {
@@ -161,7 +175,7 @@ inline std::vector<uint8_t> result_of(const Call& call, const Draw& draw, Placem
   call.run(scene);
   return scene.finish();
 }
-constexpr Placement kUpToThePage{Guard::kAfter, 0}, kFromThePage{Guard::kBefore, 13};
+constexpr Placement kUpToThePage{Guard::kAfter, 0, false}, kFromThePage{Guard::kBefore, 13, true};
 
 }  // namespace test
 
