@@ -34,7 +34,7 @@ struct Binomial5 {
   static constexpr int kTaps = 5, kWeights[kTaps] = {1, 4, 6, 4, 1};
   template <class V>
   HWY_INLINE static V of(const V (&taps)[kTaps]) {
-    const V b = taps[1], c = taps[2], d = taps[3];
+    const V b = opaque(taps[1]), c = opaque(taps[2]), d = opaque(taps[3]);  // used twice
     const V outer = average_down(average_down(taps[0], taps[4]), c);
     const V odd = hn::And(hn::Xor(b, d), hn::Xor(c, outer));
     const V lost = hn::And(odd, hn::Set(hn::DFromV<V>(), 1));
@@ -55,44 +55,57 @@ HWY_INLINE void blur_row(const Tap& tap, uint8_t* out, int count) {
   });
 }
 
-// The result at x of a row whose ends are replicated, by the weights, whose sum is 4 or 16.
-template <class Kernel>
-uint8_t at_edge(const uint8_t* row, int x, int width) {
+// One result, by the weights, whose sum is 4 or 16; tap(i) is the i-th sample.
+template <class Kernel, class Tap>
+HWY_INLINE uint8_t weigh(const Tap& tap) {
   constexpr int kTaps = Kernel::kTaps;
   int sum = 0;
-  for (int i = 0; i < kTaps; ++i) {
-    sum += Kernel::kWeights[i] * row[std::clamp(x + i - kTaps / 2, 0, width - 1)];
-  }
+  for (int i = 0; i < kTaps; ++i) sum += Kernel::kWeights[i] * tap(i);
   return static_cast<uint8_t>(sum >> (kTaps - 1));
+}
+
+// The ends of a row, where the first and the last sample are replicated.
+template <class Kernel>
+HWY_INLINE void blur_ends(const uint8_t* row, uint8_t* out, int width) {
+  constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
+  const int last = width - 1;
+  if (width < kTaps) {
+    for (int x = 0; x < width; ++x) {
+      out[x] = weigh<Kernel>([=](int i) { return row[std::clamp(x + i - kRadius, 0, last)]; });
+    }
+  } else {
+    for (int x = 0; x < kRadius; ++x) {
+      out[x] = weigh<Kernel>([=](int i) { return row[std::max(x + i - kRadius, 0)]; });
+      out[last - x] =
+          weigh<Kernel>([=](int i) { return (row + last)[std::min(i - kRadius - x, 0)]; });
+    }
+  }
+  if constexpr (kTaps == 5) {
+    // On purpose: the last column is formed from the three before it, without its own pixel.
+    if (width >= 4) {
+      const uint8_t* const before = row + last - 3;
+      out[last] = static_cast<uint8_t>((before[0] + 4 * before[1] + 11 * before[2]) >> 4);
+    }
+  }
 }
 
 template <class Kernel>
 void blur_along(const uint8_t* row, uint8_t* out, int width) {
   constexpr int kRadius = Kernel::kTaps / 2;
-  const int last = width - 1;
   if (width > 2 * kRadius) {
     blur_row<Kernel>([=](int i) { return row + i; }, out + kRadius, width - 2 * kRadius);
   }
-  for (int x = 0; x < kRadius && x < width; ++x) {
-    out[x] = at_edge<Kernel>(row, x, width);
-    out[last - x] = at_edge<Kernel>(row, last - x, width);
-  }
-  if constexpr (Kernel::kTaps == 5) {
-    // On purpose: the last column is formed from the three before it, without its own pixel.
-    if (width >= 4) {
-      out[last] =
-          static_cast<uint8_t>((row[last - 3] + 4 * row[last - 2] + 11 * row[last - 1]) >> 4);
-    }
-  }
+  blur_ends<Kernel>(row, out, width);
 }
 
 template <class Kernel>
 void blur(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride, int dst_stride) {
   if (width < 1 || height < 1) return;
   constexpr int kTaps = Kernel::kTaps, kRadius = kTaps / 2;
-  // One row would do for three taps, but reading back what was written just now would wait.
-  constexpr int kAhead = 2;
-  RowRing<uint8_t> along(kAhead + 1 + kRadius, width);
+  // One row ahead would do, but reading back what was written just now would wait. The number of
+  // rows is a power of 2, which spares the ring a division.
+  constexpr int kRows = kTaps == 3 ? 4 : 8, kAhead = kRows - 1 - kRadius;
+  RowRing<uint8_t> along(kRows, width);
   for (int y = -kAhead; y < height; ++y) {
     if (y < height - kAhead) {
       const int next = y + kAhead;
