@@ -15,7 +15,6 @@ class RowRing {
   RowRing(size_t count, size_t pitch) : count_(count), pitch_(pitch), rows_(count, pitch) {}
 
   T* operator[](size_t y) { return rows_.get() + y % count_ * pitch_; }
-  const T* operator[](size_t y) const { return rows_.get() + y % count_ * pitch_; }
 
  private:
   size_t count_, pitch_;

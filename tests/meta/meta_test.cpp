@@ -157,6 +157,7 @@ TEST_F(Meta, MessagesInOrder) {
     expect(call, text.c_str(), missing.c_str(), folder, {"input " + name + " path error\n"});
     expect(call, text.c_str(), text.c_str(), folder, {"output " + name + " path error\n"});
     expect(call, text.c_str(), ok, path(), {"output " + name + " path error\n"});
+    expect(call, ok, ok, "/dev/full", {"output " + name + " path error\n"});
     EXPECT_FALSE(std::filesystem::exists(out));
     const std::string not_format = "origin " + name + " is not " + name + " format!\n";
     expect(call, text.c_str(), text.c_str(), out, {not_format});
@@ -171,6 +172,7 @@ TEST_F(Meta, MessagesInOrder) {
   expect(strip, nullptr, missing.c_str(), folder, {"input png path error\n"});
   expect(strip, nullptr, text.c_str(), folder, {"output png path error\n"});
   expect(strip, nullptr, text.c_str(), out, {"origin png is not png format!\n"});
+  expect(strip, nullptr, png.c_str(), "/dev/full", {"output png path error\n"});
 }
 
 TEST_F(Meta, OutputMayExistOrBeAnInput) {
