@@ -4,17 +4,20 @@ report.py x86-64 DOCS GCC CLANG   runs the benchmark programs of both compilers'
 report.py arm64 DOCS FOLDER       takes the instruction counter's rows from FOLDER
 
 What was measured is kept in DOCS/benchmarks/, so that either half of the page can be made anew without the other.
+DOCS/benchmarks/reasons.toml says what bounds the cases that fall short.
 """
 
 import collections
 import datetime
 import json
+import math
 import pathlib
 import platform
 import statistics
 import subprocess
 import sys
 import tempfile
+import tomllib
 
 import matplotlib
 
@@ -78,6 +81,10 @@ loop", "scalar scan") is the code that an application would otherwise write.
 
 Over all {count} cases, each beside its best peer: geometric mean **{mean:.2f}**, {slower} below 1.
 
+### Below 1
+
+{below}
+
 {tables}
 
 ### More threads
@@ -95,6 +102,16 @@ a call at 1920x1080 takes and gives back (by `operator new`: what OpenCV takes i
 much there, as `memcpy` does.
 
 {growth}
+
+Where a pixel of a small image costs more than 1.5 times, or one of a large image more than 1.15 times as much:
+
+{uneven}
+
+### Compilers
+
+Where one compiler's build takes more than 1.15 times as long as the other's:
+
+{compilers}
 """
 
 ARM64 = """## arm64
@@ -110,6 +127,10 @@ exact; limits on them are checked with every change (`bench/arm64/limits.txt`).
 
 Over all {count} rows, each beside its best peer: geometric mean **{means[0]:.2f}** ({models[0]}) and **{means[1]:.2f}**
 ({models[1]}), {slower[0]} and {slower[1]} below 1.
+
+### Below 1 on arm64
+
+{below}
 
 {tables}
 """
@@ -211,7 +232,18 @@ def arm64_ratio(row, model=0):
     return row["cycles"][model][1] / row["cycles"][model][0]
 
 
-def write_x86(found):
+def short_of(cases, figures, limits, reasons):
+    """A table of the cases with one of their figures below or above its limits, and what bounds them."""
+    rows = []
+    for name, values in cases:
+        if any(not low <= value <= high for value, (low, high) in zip(values, limits)):
+            reason = next((why for start, why in reasons.items() if name.startswith(start)), "not explained yet")
+            rows.append([name, *(f"{value:.2f}" for value in values), reason])
+    head, rule = ["Case", *figures, "What bounds it"], ["---"] + ["---:"] * len(figures) + ["---"]
+    return "\n".join("| " + " | ".join(row) + " |" for row in [head, rule, *rows]) if rows else "None."
+
+
+def write_x86(found, reasons):
     def table(rows):
         return markdown(["Case", "ns/pixel", "peer's", "Ratio", "Memory", "clang", "Peer"], [
             [row["case"], f"{row['ours']:.3f}", f"{row['theirs']:.3f}", f"**{x86_ratio(row):.2f}**",
@@ -233,13 +265,21 @@ def write_x86(found):
          f"{t['1920x1080 padded']:.3f}" if "1920x1080 padded" in t else "packed", f"{t['4000x3000']:.3f}",
          f"{t['64x64'] / t['1920x1080']:.2f}", f"{t['4000x3000'] / t['1920x1080']:.2f}", kilobytes(t["scratch"])]
         for name, t in sizes.items()])
-    ratios = [x86_ratio(row) for row in best(single, x86_ratio).values()]
-    return X86.format(**{**found, "growth": growth}, tables=by_area(single, table), count=len(ratios),
+    cases = best(single, x86_ratio)
+    ratios = [x86_ratio(row) for row in cases.values()]
+    notes = {
+        "below": short_of([(name, [x86_ratio(row)]) for name, row in cases.items()], ["Ratio"],
+                          [(0.995, math.inf)], reasons["below"]),
+        "uneven": short_of([(name, [t["64x64"] / t["1920x1080"], t["4000x3000"] / t["1920x1080"]])
+                            for name, t in sizes.items()], ["small", "large"], [(0, 1.5), (0, 1.15)], reasons["uneven"]),
+        "compilers": short_of([(name, [row["clang"] / row["ours"]]) for name, row in cases.items()], ["clang / GCC"],
+                              [(1 / 1.15, 1.15)], reasons["compilers"])}
+    return X86.format(**{**found, "growth": growth}, **notes, tables=by_area(single, table), count=len(ratios),
                       threads=table([row for row in found["rows"] if "threads" in row["case"]]),
                       mean=statistics.geometric_mean(ratios), slower=sum(ratio < 0.995 for ratio in ratios))
 
 
-def write_arm64(found):
+def write_arm64(found, reasons):
     def table(rows):
         return markdown(["Case", "Instructions/pixel", "peer's", "Ratio", *found["models"], "Peer"], [
             [row["case"], *(f"{n:.2f}" for n in row["instructions"]),
@@ -248,7 +288,10 @@ def write_arm64(found):
 
     ratios = [[arm64_ratio(row, k) for row in best(found["rows"], lambda row, k=k: arm64_ratio(row, k)).values()]
               for k in (0, 1)]
-    return ARM64.format(**found, tables=by_area(found["rows"], table), count=len(ratios[0]),
+    cases = [(name, [arm64_ratio(row), row["instructions"][1] / row["instructions"][0]])
+             for name, row in best(found["rows"], arm64_ratio).items()]
+    below = short_of(cases, [found["models"][0], "instructions"], [(0.995, math.inf), (0, math.inf)], reasons["below"])
+    return ARM64.format(**found, below=below, tables=by_area(found["rows"], table), count=len(ratios[0]),
                         means=[statistics.geometric_mean(r) for r in ratios],
                         slower=[sum(x < 0.995 for x in r) for r in ratios])
 
@@ -296,7 +339,9 @@ def main():
     if not all(path.exists() for path in halves):
         sys.exit("the other half of the page has not been measured yet: run ./dev bench and ./dev bench arm64")
     x86, arm64 = (json.loads(path.read_text()) for path in halves)
-    page = PAGE.format(picture="benchmarks.svg", x86=write_x86(x86), arm64=write_arm64(arm64))
+    reasons = tomllib.loads((kept / "reasons.toml").read_text())
+    page = PAGE.format(picture="benchmarks.svg", x86=write_x86(x86, reasons["x86-64"]),
+                       arm64=write_arm64(arm64, reasons["arm64"]))
     (docs / "benchmarks.md").write_text(page.rstrip() + "\n")
     draw(x86, arm64, docs / "benchmarks.svg")
 
