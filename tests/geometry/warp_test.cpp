@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "geometry/warp_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -40,56 +41,6 @@ void warp(Kind kind, const GuardedBuffer<>& src, GuardedBuffer<>& dst, const Mat
            dst.columns() / channels, dst.rows(), dst.stride(), matrix.data(), border, kFillValue);
 }
 
-int64_t fixed(double value) {
-  return static_cast<int64_t>(std::floor(std::clamp(value * 1024, -1e15, 1e15) + 0.5));
-}
-
-// The documented source place of a destination pixel, for matrices that have an inverse.
-std::pair<int64_t, int64_t> place(Kind kind, const Matrix& matrix, int x, int y) {
-  if (kind == Kind::kPerspective4) {
-    double a[9];
-    for (int i = 0; i < 9; ++i) {  // the transposed cofactors
-      const int r0 = (i % 3 + 1) % 3, r1 = (i % 3 + 2) % 3;
-      const int c0 = (i / 3 + 1) % 3, c1 = (i / 3 + 2) % 3;
-      a[i] = double{matrix[r0 * 3 + c0]} * matrix[r1 * 3 + c1] -
-             double{matrix[r0 * 3 + c1]} * matrix[r1 * 3 + c0];
-    }
-    const double u = x + 0.5, v = y + 0.5, w = a[6] * u + a[7] * v + a[8];
-    return {fixed((a[0] * u + a[1] * v + a[2]) / w - 0.5),
-            fixed((a[3] * u + a[4] * v + a[5]) / w - 0.5)};
-  }
-  float i[6];
-  invert_affine_transform(matrix.data(), i);
-  const auto part = [&](const float* row) {
-    return fixed(double{row[0]} * x) +
-           fixed(row[0] * 0.5 + row[1] * (y + 0.5) + double{row[2]} - 0.5);
-  };
-  return {part(i), part(i + 3)};
-}
-
-// One channel of one pixel by the formulas, from taps that are looked up one by one.
-uint8_t expected(const GuardedBuffer<>& src, int channels, int channel, int border, int64_t x,
-                 int64_t y, uint8_t before) {
-  const int64_t width = src.columns() / channels, height = src.rows();
-  const int64_t left = x >> 10, top = y >> 10, fx = x & 1023, fy = y & 1023;
-  bool all_inside = true;
-  const auto tap = [&](int64_t dx, int64_t dy) -> int64_t {
-    if ((dx == 1 && fx == 0) || (dy == 1 && fy == 0)) return 0;  // has no weight
-    int64_t column = left + dx, row = top + dy;
-    if (column < 0 || column >= width || row < 0 || row >= height) {
-      all_inside = false;
-      if (border != 1) return kFillValue >> (8 * channel) & 255;
-      column = std::clamp<int64_t>(column, 0, width - 1);
-      row = std::clamp<int64_t>(row, 0, height - 1);
-    }
-    return src.row(static_cast<int>(row))[column * channels + channel];
-  };
-  const int64_t upper = (tap(0, 0) * (1024 - fx) + tap(1, 0) * fx) >> 3;
-  const int64_t lower = (tap(0, 1) * (1024 - fx) + tap(1, 1) * fx) >> 3;
-  if (border == 2 && !all_inside) return before;
-  return static_cast<uint8_t>((upper * (1024 - fy) + lower * fy + 65536) >> 17);
-}
-
 void check(Kind kind, const Shape& src_shape, const Shape& dst_shape, const Matrix& matrix,
            int border) {
   SCOPED_TRACE(testing::Message() << "source " << src_shape << ", destination " << dst_shape
@@ -106,13 +57,13 @@ void check(Kind kind, const Shape& src_shape, const Shape& dst_shape, const Matr
   warp(kind, src, dst, matrix, border);
   // A quotient may stand a rounding error beside a half: one step of the coordinate is allowed.
   const int tolerance = kind == Kind::kPerspective4 ? 1 : 0;
-  for (int y = 0; y < dst.rows(); ++y) {
-    for (int i = 0; i < dst.columns(); ++i) {
-      const auto [at_x, at_y] = place(kind, matrix, i / channels, y);
-      const int want = expected(src, channels, i % channels, border, at_x, at_y,
-                                before[static_cast<size_t>(y) * dst.columns() + i]);
-      ASSERT_NEAR(dst.row(y)[i], want, tolerance) << i / channels << ", " << y;
-    }
+  const Job job{src_shape.width, src_shape.height, dst_shape.width, dst_shape.height};
+  const bool perspective = kind == Kind::kPerspective4;
+  const Pixels want =
+      PlainWarp{job, channels, perspective, matrix.data(), border, kFillValue}.image(src.packed(),
+                                                                                     before);
+  for (int i = 0; i < dst.columns() * dst.rows(); ++i) {
+    ASSERT_NEAR(dst.row(i / dst.columns())[i % dst.columns()], want[i], tolerance) << i;
   }
 }
 

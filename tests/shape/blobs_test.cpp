@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "shape/points.h"
+#include "shape/shape_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -8,64 +8,14 @@ using namespace test;
 
 namespace {
 
-// Numbers the 4-connected regions pixel by pixel, from 1, in raster order.
-std::vector<int> region_numbers(const std::vector<uint8_t>& mask, int width, int height,
-                                int& count) {
-  std::vector<int> numbers(mask.size());
-  Points waiting;
-  count = 0;
-  const auto visit = [&](int x, int y) {
-    if (x < 0 || y < 0 || x >= width || y >= height) return;
-    const size_t at = static_cast<size_t>(y) * width + x;
-    if (mask[at] == 0 || numbers[at] != 0) return;
-    numbers[at] = count;
-    waiting.push_back({x, y});
-  };
-  for (int i = 0; i < static_cast<int>(mask.size()); ++i) {
-    if (mask[i] == 0 || numbers[i] != 0) continue;
-    ++count;
-    visit(i % width, i / width);
-    while (!waiting.empty()) {
-      const Point p = waiting.back();
-      waiting.pop_back();
-      visit(p.x - 1, p.y);
-      visit(p.x + 1, p.y);
-      visit(p.x, p.y - 1);
-      visit(p.x, p.y + 1);
-    }
-  }
-  return numbers;
-}
-
-bool is_boundary(const std::vector<uint8_t>& mask, int width, int height, int x, int y) {
-  if (x <= 1 || y <= 1 || x >= width - 2 || y >= height - 2) return true;
-  const uint8_t* pixel = &mask[static_cast<size_t>(y) * width + x];
-  return pixel[-1] == 0 || pixel[1] == 0 || pixel[-width] == 0 || pixel[width] == 0;
-}
-
-PointLists expected(const std::vector<uint8_t>& mask, int width, int height, bool all) {
-  int count = 0;
-  const std::vector<int> numbers = region_numbers(mask, width, height, count);
-  PointLists lists(count);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const int number = numbers[static_cast<size_t>(y) * width + x];
-      if (number != 0 && (all || is_boundary(mask, width, height, x, y))) {
-        lists[number - 1].push_back({x, y});
-      }
-    }
-  }
-  return lists;
-}
-
 void expect_regions(const std::vector<uint8_t>& pixels, int width, int height, Guard guard) {
   GuardedBuffer<> mask(width, height, 0, guard);
   mask.fill(pixels);
   PointLists all, boundaries;
   find_blobs(mask.data(), all, width, height);
   find_blobs_contours(mask.data(), boundaries, width, height);
-  ASSERT_EQ(all, expected(pixels, width, height, true));
-  ASSERT_EQ(boundaries, expected(pixels, width, height, false));
+  ASSERT_EQ(all, plain_regions(pixels, width, height, true));
+  ASSERT_EQ(boundaries, plain_regions(pixels, width, height, false));
 }
 
 // Blobs of a mask of one row.

@@ -1,29 +1,11 @@
 #include <algorithm>
 #include <climits>
 
-#include "shape/points.h"
+#include "shape/shape_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
 using namespace test;
-
-namespace {
-
-std::vector<uint8_t> expected(std::vector<uint8_t> mask, int width, int height,
-                              const PointLists& contours, int64_t radius) {
-  for (const Points& contour : contours) {
-    for (const Point& point : contour) {
-      for (int i = 0; i < width * height; ++i) {
-        const int64_t dx = i % width - int64_t{point.x}, dy = i / width - int64_t{point.y};
-        if (std::max(std::abs(dx), std::abs(dy)) >= radius) continue;
-        if (dx * dx + dy * dy < radius * radius) mask[i] = 255;
-      }
-    }
-  }
-  return mask;
-}
-
-}  // namespace
 
 TEST(Expand, EveryShapeAndRadius) {
   Random random;
@@ -48,7 +30,7 @@ TEST(Expand, EveryShapeAndRadius) {
       for (int y = 0; y < shape.height; ++y) {
         want.insert(want.end(), src.row(y), src.row(y) + shape.width);
       }
-      want = expected(want, shape.width, shape.height, contours, radius);
+      want = plain_discs(want, shape.width, shape.height, contours, radius);
       for (int y = 0; y < shape.height; ++y) {
         const auto row = want.begin() + static_cast<ptrdiff_t>(y) * shape.width;
         ASSERT_TRUE(std::equal(dst.row(y), dst.row(y) + shape.width, row)) << "row " << y;
@@ -65,7 +47,7 @@ TEST(Expand, FarPointsAndGreatRadii) {
     for (const Point& point : {Point{6, 2}, {-1000000, 7}, {6, -2000000000}, {INT_MAX, INT_MIN}}) {
       std::vector<uint8_t> dst(empty.size());
       expand_contours(empty.data(), {{point}}, dst.data(), 12, 5, 12, radius);
-      EXPECT_EQ(dst, expected(empty, 12, 5, {{point}}, radius)) << point << ", " << radius;
+      EXPECT_EQ(dst, plain_discs(empty, 12, 5, {{point}}, radius)) << point << ", " << radius;
     }
   }
 }

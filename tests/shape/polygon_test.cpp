@@ -3,7 +3,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "shape/points.h"
+#include "shape/shape_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -37,18 +37,6 @@ bool is_inside(const Points& polygon, int x, int y) {
   std::vector<int> xs, ys;
   for (const Point& point : polygon) xs.push_back(point.x), ys.push_back(point.y);
   return is_inside_poly(xs.data(), ys.data(), static_cast<int>(xs.size()), x, y);
-}
-
-// The definition, in integers that hold every product.
-bool is_inside_by_definition(const Points& polygon, int x, int y) {
-  bool inside = false;
-  for (size_t i = 0, j = polygon.size() - 1; i < polygon.size(); j = i++) {
-    const Point a = polygon[i], b = polygon[j];
-    if (!((a.y <= y && b.y > y) || (a.y > y && b.y <= y))) continue;
-    const __int128 product = static_cast<__int128>(int64_t{b.x} - a.x) * (int64_t{y} - a.y);
-    if (a.x + product / (int64_t{b.y} - a.y) > x) inside = !inside;
-  }
-  return inside;
 }
 
 std::vector<uint8_t> filled(const Points& polygon, int width, int height) {
@@ -114,7 +102,7 @@ TEST(Polygon, FillingIsTheTestOfEveryPixel) {
     for (int y = -1; y <= height; ++y) {
       for (int x = -1; x <= width; ++x) {
         const bool inside = is_inside(polygon, x, y);
-        ASSERT_EQ(inside, is_inside_by_definition(polygon, x, y)) << x << ", " << y;
+        ASSERT_EQ(inside, plain_is_inside(polygon, x, y)) << x << ", " << y;
         if (x < 0 || y < 0 || x == width || y == height) continue;
         ASSERT_EQ(mask[static_cast<size_t>(y) * width + x], inside ? 255 : 0) << x << ", " << y;
       }
@@ -132,7 +120,7 @@ TEST(Polygon, FarVerticesDoNotOverflow) {
                             {INT_MAX, anywhere()},
                             {INT_MIN, INT_MAX}};
     const int x = anywhere(), y = anywhere();
-    ASSERT_EQ(is_inside(polygon, x, y), is_inside_by_definition(polygon, x, y));
+    ASSERT_EQ(is_inside(polygon, x, y), plain_is_inside(polygon, x, y));
   }
   // Clipped to the columns and to the first row.
   const std::vector<uint8_t> mask =

@@ -8,7 +8,7 @@
 #include "edge/edge_rules.h"
 #include "filter/filter_rules.h"
 #include "filter/smooth_rules.h"
-#include "geometry/resize_rules.h"
+#include "geometry/warp_rules.h"
 #include "shape/shape_rules.h"
 
 namespace test {
@@ -119,8 +119,13 @@ void warp(Scene& s, int channels, int elements, decltype(&warpaffine_bilinear_c1
     matrix[s.number(0, elements - 1)] = odd[s.number(0, 4)];
   }
   const int border = s.number(-1, 3), fill = s.number(0, 1 << 30);
+  const PlainWarp plain{{z.w, z.h, d.w, d.h},           channels, elements == 9, matrix, border,
+                        static_cast<unsigned int>(fill)};
+  // A quotient may stand a rounding error beside a half.
+  s.expect(
+      dst, [&] { return plain.image(src.packed(), dst.packed()); }, elements == 9 ? 1 : 0);
   function(src.data(), z.w, z.h, src.stride(), dst.data(), d.w, d.h, dst.stride(), matrix, border,
-           static_cast<unsigned>(fill));
+           plain.fill);
 }
 
 std::vector<ImageData> planes_of(Bytes& buffer, int count, int height) {
@@ -157,6 +162,7 @@ void guided(Scene& s, bool general) {
 
 struct Outlines {
   std::vector<std::vector<Point>> lists;
+  std::vector<Point> polygon;  // all of them
   std::vector<int> xs, ys;
 };
 Outlines outlines(Scene& s, Size z) {
@@ -165,8 +171,9 @@ Outlines outlines(Scene& s, Size z) {
     o.lists.emplace_back();
     for (int k = s.number(0, 12); k > 0; --k) {
       o.lists.back().push_back({s.number(0, z.w - 1), s.number(0, z.h - 1)});
-      o.xs.push_back(o.lists.back().back().x);
-      o.ys.push_back(o.lists.back().back().y);
+      o.polygon.push_back(o.lists.back().back());
+      o.xs.push_back(o.polygon.back().x);
+      o.ys.push_back(o.polygon.back().y);
     }
   }
   return o;
@@ -648,6 +655,7 @@ const std::vector<Call> kGeometry = {
          for (int x = 0; x < z.w; ++x) src.row(y)[x] = static_cast<float>((x * 7 + y * 13) % 101);
        }
        GuardedBuffer<float>& dst = s.output<float>(d.w, d.h, kPadded);
+       s.expect(dst, [&] { return plain_float(src.packed(), {z.w, z.h, d.w, d.h}); });
        resize_bilinear_c1_float(src.data(), dst.data(), z.w, z.h, src.stride(), d.w, d.h,
                                 dst.stride());
      }},
@@ -659,10 +667,17 @@ const std::vector<Call> kGeometry = {
      [](Scene& s) {
        const Size z = size(s), d = size(s);
        Bytes& whole = s.input(4 * z.w, z.h, kPadded);
-       ImageData crop = image(s.output(4 * d.w, d.h, kPadded), 4), back = image(whole, 4);
+       Bytes& cropped = s.output(4 * d.w, d.h, kPadded);
+       ImageData crop = image(cropped, 4), back = image(whole, 4);
        float in_crop[8], in_image[8], inverse[6];
        for (float& value : in_crop) value = s.real(0, 40);
        for (float& value : in_image) value = s.real(0, 40);
+       s.expect(cropped, [&] {
+         float matrix[6];
+         get_affine_transform(in_image, in_crop, 4, matrix);
+         const PlainWarp plain{{z.w, z.h, d.w, d.h}, 4, false, matrix, 0, 0};
+         return plain.image(whole.packed(), cropped.packed());
+       });
        align_crop_img(back, in_crop, in_image, 4, crop, inverse);
        s.result(inverse, 6);
        const int erosion = s.number(0, 6);
@@ -702,14 +717,18 @@ const std::vector<Call> kShape = {
        const int mode = s.number(0, 3), method = s.number(0, 4);
        find_blob_contours(mask.data(), found, z.w, z.h, mask.stride(), mode, method);
        s.result(found);
+       s.expect_found(true, [&] { return are_outlines(found, mask, mode != 0 && method == 1); });
      }},
     {"find_blobs", "shape",
      [](Scene& s) {
        const Size z = size(s);
        std::vector<std::vector<Point>> found;
-       const auto content = s.flag() ? kMask : kPixels;
-       find_blobs(s.input(z.w, z.h, kPacked, content).data(), found, z.w, z.h);
+       const bool is_mask = s.flag();
+       Bytes& mask = s.input(z.w, z.h, kPacked, is_mask ? kMask : kPixels);
+       find_blobs(mask.data(), found, z.w, z.h);
        s.result(found);
+       s.expect_found(
+           found, [&] { return is_mask ? plain_regions(mask.packed(), z.w, z.h, true) : found; });
      }},
     {"find_blobs_contours+filter_blobs", "shape",
      [](Scene& s) {
@@ -718,6 +737,7 @@ const std::vector<Call> kShape = {
        std::vector<std::vector<Point>> found;
        find_blobs_contours(mask.data(), found, z.w, z.h);
        s.result(found);
+       s.expect_found(found, [&] { return plain_regions(mask.packed(), z.w, z.h, false); });
        std::vector<Center> centers;
        filter_blobs(mask.data(), z.w, found, centers,
                     {s.flag(), s.flag(), s.flag(), s.flag(), 0, s.any_of({0, 255}), 2, 500, 0.1f,
@@ -735,9 +755,19 @@ const std::vector<Call> kShape = {
          s.result({approx});
        }
        const int count = static_cast<int>(o.xs.size());
-       fill_poly(s.output(z.w, z.h).data(), z.w, o.xs.data(), o.ys.data(), count);
+       Bytes& mask = s.output(z.w, z.h);
+       s.expect(mask, [&] {
+         Pixels filled;
+         for (int i = 0; i < z.w * z.h; ++i) {
+           filled.push_back(plain_is_inside(o.polygon, i % z.w, i / z.w) ? 255 : 0);
+         }
+         return filled;
+       });
+       fill_poly(mask.data(), z.w, o.xs.data(), o.ys.data(), count);
        const int x = s.number(-1, z.w), y = s.number(-1, z.h);
-       s.result(is_inside_poly(o.xs.data(), o.ys.data(), count, x, y));
+       const bool inside = is_inside_poly(o.xs.data(), o.ys.data(), count, x, y);
+       s.result(inside);
+       s.expect_found(inside, [&] { return plain_is_inside(o.polygon, x, y); });
      }},
     {"expand_contours", "shape",
      [](Scene& s) {
@@ -745,7 +775,9 @@ const std::vector<Call> kShape = {
        const Outlines o = outlines(s, z);
        Bytes& mask = s.input(z.w, z.h, kPacked, kMask);
        Bytes& out = s.output_or(mask);
-       expand_contours(mask.data(), o.lists, out.data(), z.w, z.h, z.w, s.number(-1, 20));
+       const int radius = s.number(-1, 20);
+       s.expect(out, [&] { return plain_discs(mask.packed(), z.w, z.h, o.lists, radius); });
+       expand_contours(mask.data(), o.lists, out.data(), z.w, z.h, z.w, radius);
      }},
     {"flood_fill", "shape",
      [](Scene& s) {
