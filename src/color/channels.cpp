@@ -19,13 +19,13 @@ Planar<kChannels> rows_of(const std::vector<ImageData>& planes) {
 
 template <int kChannels>
 void split(const ImageData& src, const std::vector<ImageData>& planes) {
-  convert_rows(Interleaved<kChannels>{{src.data}}, src.stride, rows_of<kChannels>(planes),
-               src.width, src.width, src.height, CopyChannels());
+  convert_rows<kPaired>(Interleaved<kChannels>{{src.data}}, src.stride, rows_of<kChannels>(planes),
+                        src.width, src.width, src.height, CopyChannels());
 }
 template <int kChannels>
 void merge(const std::vector<ImageData>& planes, const ImageData& dst) {
-  convert_rows(rows_of<kChannels>(planes), dst.width, Interleaved<kChannels>{{dst.data}},
-               dst.stride, dst.width, dst.height, CopyChannels());
+  convert_rows<kPaired>(rows_of<kChannels>(planes), dst.width, Interleaved<kChannels>{{dst.data}},
+                        dst.stride, dst.width, dst.height, CopyChannels());
 }
 
 // Calls copy(sample, place) in order, with the sample of every pixel's channel and its place in the
@@ -59,8 +59,8 @@ bool are_apart(const ImageData& pixels, const std::vector<ImageData>& planes) {
 void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
                       int dst_stride, int swap_rb) {
   const auto convert = [&](const auto& drop) {
-    convert_rows(Interleaved<4>{{src}}, src_stride, Interleaved<3>{{dst}}, dst_stride, width,
-                 height, drop);
+    convert_rows<kPaired>(Interleaved<4>{{src}}, src_stride, Interleaved<3>{{dst}}, dst_stride,
+                          width, height, drop);
   };
   if (swap_rb == 0) {
     convert(DropFourth<false>());

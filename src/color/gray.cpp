@@ -24,8 +24,10 @@ template <class Pixel>
 void gray_rows(const uint8_t* src, uint8_t* dst, int width, int height, int src_stride,
                int dst_stride) {
   using Source = Interleaved<Pixel::kChannels, const uint8_t>;
-  convert_rows(Source{{src}}, src_stride, Interleaved<1>{{dst}}, dst_stride, width, height,
-               [](auto from, auto to) { store(weighted_sum<Gray<Pixel>>(load_terms(from)), to); });
+  convert_rows<kPaired>(Source{{src}}, src_stride, Interleaved<1>{{dst}}, dst_stride, width, height,
+                        [](auto from) KELVRA_CV_INLINE {
+                          return Pixels<1>{{weighted_sum<Gray<Pixel>>(load_terms(from))}};
+                        });
 }
 
 }  // namespace

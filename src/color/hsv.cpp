@@ -122,11 +122,12 @@ HWY_INLINE void to_rgb(const Bytes* in, Bytes* out) {
 template <int kChannels, class Convert>
 void convert_packed(const uint8_t* src, uint8_t* dst, size_t count, const Convert& convert) {
   convert_row(Interleaved<kChannels, const uint8_t>{{src}}, Interleaved<3>{{dst}}, count,
-              [&](auto from, auto to) {
-                Bytes in[kChannels], out[3];
+              [&](auto from) KELVRA_CV_INLINE {
+                Bytes in[kChannels];
+                Pixels<3> out;
                 load(from, in);
-                convert(in, out);
-                store(out, to);
+                convert(in, out.channels);
+                return out;
               });
 }
 

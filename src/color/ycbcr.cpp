@@ -13,12 +13,10 @@ using Sum = WeightedSum<a, b, c, offset, 10>;
 
 template <class First, class Second, class Third>
 struct Conversion {
-  template <class Source, class Destination>
-  HWY_INLINE void operator()(Source from, Destination to) const {
+  template <class Source>
+  HWY_INLINE Pixels<3> operator()(Source from) const {
     const auto terms = load_terms(from);
-    const Bytes out[3] = {weighted_sum<First>(terms), weighted_sum<Second>(terms),
-                          weighted_sum<Third>(terms)};
-    store(out, to);
+    return {{weighted_sum<First>(terms), weighted_sum<Second>(terms), weighted_sum<Third>(terms)}};
   }
 };
 

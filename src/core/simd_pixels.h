@@ -77,6 +77,17 @@ HWY_INLINE void store(const Bytes* channels, Planar<kCount> row) {
   repeat<kCount>([&](int i) { hn::StoreU(channels[i], Full<uint8_t>(), row.part[i]); });
 }
 
+// The same as a value.
+template <int kCount>
+struct Pixels {
+  Bytes channels[kCount];
+};
+template <int kCount, class Row>
+HWY_INLINE void store(const Pixels<kCount>& pixels, Row row) {
+  static_assert(Row::kChannels <= kCount);
+  store(pixels.channels, row);
+}
+
 // How much of a row's order a walk over it in vectors must keep.
 template <class Source, class Destination>
 RowOrder row_order(const Source& src, const Destination& dst, size_t width) {
@@ -108,17 +119,28 @@ struct PixelBuffer {
   }
 };
 
-// Calls convert(from, to) so that it turns every pixel of `src` into one of `dst`, a vector at a
-// time: with the bytes that converting one pixel after the other gives, also where the rows share
-// memory. Nothing but the two rows is read or written.
-template <class Source, class Destination, class Convert>
+// Stores convert(from) so that every pixel of `src` becomes one of `dst`, a vector at a time: with
+// the bytes that converting one pixel after the other gives, also where the rows share memory.
+// Nothing but the two rows is read or written.
+//
+// Short conversions run two at once, `convert_row<kPaired>`, where the machine stores vectors in
+// pairs.
+constexpr bool kPaired = !HWY_ARCH_X86;
+template <bool kPairs = false, class Source, class Destination, class Convert>
 HWY_INLINE void convert_row(const Source& src, const Destination& dst, size_t width,
                             const Convert& convert) {
   const RowOrder order = row_order(src, dst, width);
   const size_t lanes = kPixelLanes;
   const size_t whole = order == RowOrder::kEachPixel ? 0 : width / lanes * lanes;
   size_t x = 0;
-  for (; x < whole; x += lanes) convert(src.at(x), dst.at(x));
+  if constexpr (kPairs) {
+    for (; x + 2 * lanes <= whole; x += 2 * lanes) {
+      const auto first = convert(src.at(x)), second = convert(src.at(x + lanes));
+      store(first, dst.at(x));
+      store(second, dst.at(x + lanes));
+    }
+  }
+  for (; x < whole; x += lanes) store(convert(src.at(x)), dst.at(x));
   while (x < width) {
     // The last vector again takes some pixels that are done, or a buffer takes the rest.
     const bool again = order == RowOrder::kAny && width >= lanes;
@@ -126,15 +148,15 @@ HWY_INLINE void convert_row(const Source& src, const Destination& dst, size_t wi
     PixelBuffer<Source> in;
     PixelBuffer<Destination> out;
     if (!again) in.take(src.at(x), count);
-    convert(again ? src.at(width - lanes) : in.template row<Source>(),
-            again ? dst.at(width - lanes) : out.template row<Destination>());
+    store(convert(again ? src.at(width - lanes) : in.template row<Source>()),
+          again ? dst.at(width - lanes) : out.template row<Destination>());
     if (!again) out.give(dst.at(x), count);
     x += count;
   }
 }
 
 // The same of images, row after row. Strides are in bytes, of a plane where there are planes.
-template <class Source, class Destination, class Convert>
+template <bool kPairs = false, class Source, class Destination, class Convert>
 HWY_INLINE void convert_rows(Source src, ptrdiff_t src_stride, Destination dst,
                              ptrdiff_t dst_stride, int width, int height, const Convert& convert) {
   if (width < 1 || height < 1) return;
@@ -147,7 +169,7 @@ HWY_INLINE void convert_rows(Source src, ptrdiff_t src_stride, Destination dst,
     rows = 1;
   }
   for (; rows > 0; --rows) {
-    convert_row(src, dst, count, convert);
+    convert_row<kPairs>(src, dst, count, convert);
     for (auto*& part : src.part) part += src_stride;
     for (auto*& part : dst.part) part += dst_stride;
   }
@@ -155,13 +177,23 @@ HWY_INLINE void convert_rows(Source src, ptrdiff_t src_stride, Destination dst,
 
 // Copies channels, of which the destination may have fewer.
 struct CopyChannels {
-  template <class Source, class Destination>
-  HWY_INLINE void operator()(Source from, Destination to) const {
-    Bytes channels[Source::kChannels];
-    load(from, channels);
-    store(channels, to);
+  template <class Source>
+  HWY_INLINE auto operator()(Source from) const {
+    Pixels<Source::kChannels> pixels;
+    load(from, pixels.channels);
+    return pixels;
   }
 };
+
+#if HWY_ARCH_X86
+// Pixels of three channels as they are in memory.
+struct PackedPixels {
+  Bytes part[3];
+};
+HWY_INLINE void store(const PackedPixels& pixels, Interleaved<3> row) {
+  repeat<3>([&](int i) { hn::StoreU(pixels.part[i], Full<uint8_t>(), row.part[0] + 32 * i); });
+}
+#endif
 
 // Drops the fourth byte of each pixel. The first and the third one may change places.
 template <bool kSwap>
@@ -169,7 +201,7 @@ struct DropFourth {
 #if HWY_ARCH_X86
   // The bytes of each block in order, packed; then the blocks' 24 bytes on the way to their place,
   // in words of four bytes.
-  HWY_INLINE void operator()(Interleaved<4> from, Interleaved<3> to) const {
+  HWY_INLINE PackedPixels operator()(Interleaved<4> from) const {
     constexpr uint8_t a = kSwap ? 2 : 0, c = 2 - a;
     alignas(16) static constexpr uint8_t kKept[16] = {
         a, 1, c, a + 4, 5, c + 4, a + 8, 9, c + 8, a + 12, 13, c + 12, 0x80, 0x80, 0x80, 0x80};
@@ -182,19 +214,14 @@ struct DropFourth {
     };
     const auto v0 = part(0, 0, 1, 2, 4, 5, 6, 3, 3), v1 = part(1, 2, 4, 5, 6, 3, 3, 0, 1),
                v2 = part(2, 5, 6, 3, 3, 0, 1, 2, 4), v3 = part(3, 3, 3, 0, 1, 2, 4, 5, 6);
-    const auto put = [&](int i, __m256i v) {
-      hn::StoreU(Bytes{v}, Full<uint8_t>(), to.part[0] + 32 * i);
-    };
-    put(0, _mm256_blend_epi32(v0, v1, 0xc0));
-    put(1, _mm256_blend_epi32(v1, v2, 0xf0));
-    put(2, _mm256_blend_epi32(v2, v3, 0xfc));
+    return {{Bytes{_mm256_blend_epi32(v0, v1, 0xc0)}, Bytes{_mm256_blend_epi32(v1, v2, 0xf0)},
+             Bytes{_mm256_blend_epi32(v2, v3, 0xfc)}}};
   }
 #else
-  HWY_INLINE void operator()(Interleaved<4> from, Interleaved<3> to) const {
+  HWY_INLINE Pixels<3> operator()(Interleaved<4> from) const {
     Bytes c[4];
     load(from, c);
-    const Bytes kept[3] = {c[kSwap ? 2 : 0], c[1], c[kSwap ? 0 : 2]};
-    store(kept, to);
+    return {{c[kSwap ? 2 : 0], c[1], c[kSwap ? 0 : 2]}};
   }
 #endif
 };
@@ -413,8 +440,48 @@ HWY_INLINE uint16x8_t sum_of_products(const SumTerms& terms) {
   return sum;
 }
 
+// A mean: the weights sum to 65536. From one channel c on it is
+//
+//   c + ((a (w_a >> 8) + b (w_b >> 8) + ((a (w_a mod 256) + b (w_b mod 256)) >> 8)) >> 8),
+//
+// where a and b are the others minus c. Only the inner sum must not wrap around in its 16 bits: c
+// is the channel with which it does not. Four multiplications, where products of bytes would be
+// six.
+template <class Sum>
+constexpr int kMeanFrom = [] {
+  constexpr const int(&w)[3] = Sum::kWeights;
+  if (Sum::kOffset != 0 || Sum::kShift != 16 || w[0] + w[1] + w[2] != 65536) return -1;
+  for (int c = 0; c < 3; ++c) {
+    if ((w[(c + 1) % 3] & 255) + (w[(c + 2) % 3] & 255) <= 128) return c;
+  }
+  return -1;
+}();
+template <class Sum>
+HWY_INLINE Bytes weighted_mean(const SumTerms& terms) {
+  constexpr int kFrom = kMeanFrom<Sum>, kA = (kFrom + 1) % 3, kB = (kFrom + 2) % 3;
+  const auto weight = [](int value) { return vdupq_n_s16(static_cast<int16_t>(value)); };
+  const auto sum = [&](int16x8_t a, int16x8_t b) {
+    const auto products = [&](int a_weight, int b_weight) {
+      return vmlaq_s16(vmulq_s16(a, weight(a_weight)), b, weight(b_weight));
+    };
+    return vsraq_n_s16(products(Sum::kWeights[kA] >> 8, Sum::kWeights[kB] >> 8),
+                       products(Sum::kWeights[kA] & 255, Sum::kWeights[kB] & 255), 8);
+  };
+  const uint8x16_t c = terms.channels[kFrom].raw;
+  const auto lower = [=](int i) {
+    return vreinterpretq_s16_u16(vsubl_u8(vget_low_u8(terms.channels[i].raw), vget_low_u8(c)));
+  };
+  const auto upper = [=](int i) {
+    return vreinterpretq_s16_u16(vsubl_high_u8(terms.channels[i].raw, c));
+  };
+  return Bytes(vaddq_u8(vuzp2q_u8(vreinterpretq_u8_s16(sum(lower(kA), lower(kB))),
+                                  vreinterpretq_u8_s16(sum(upper(kA), upper(kB)))),
+                        c));
+}
+
 template <class Sum>
 HWY_INLINE Bytes weighted_sum(const SumTerms& terms) {
+  if constexpr (kMeanFrom<Sum> >= 0) return weighted_mean<Sum>(terms);
   using D = Divided<Sum>;
   constexpr int kBits = D::kBits;
   const auto half = [&](auto upper) {
@@ -428,9 +495,7 @@ HWY_INLINE Bytes weighted_sum(const SumTerms& terms) {
     return vsraq_n_u16(whole, rest, kBits);
   };
   const uint16x8_t lower = half(std::false_type()), upper = half(std::true_type());
-  if constexpr (Sum::kFits && Sum::kOffset == 0) {
-    return Bytes(vuzp2q_u8(vreinterpretq_u8_u16(lower), vreinterpretq_u8_u16(upper)));
-  } else if constexpr (Sum::kFits) {
+  if constexpr (Sum::kFits) {
     const uint16x8_t offset = vdupq_n_u16(static_cast<uint16_t>(D::whole(Sum::kOffset)));
     return Bytes(vaddhn_high_u16(vaddhn_u16(lower, offset), upper, offset));
   } else {
