@@ -1,6 +1,7 @@
 #include <cmath>
 #include <limits>
 
+#include "detect/detect_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -26,58 +27,6 @@ std::vector<BBox> decode(const std::vector<std::vector<float>>& rows, float scor
   object_detetion_postprocess(buffer.data(), buffer.rows(), classes, boxes, score_threshold,
                               nms_threshold);
   return boxes;
-}
-
-// Sorts again after every kept box, as the rule is told.
-std::vector<BBox> plain_decode(const std::vector<std::vector<float>>& rows, float score_threshold,
-                               float nms_threshold) {
-  const size_t classes = rows.at(0).size() - 5;
-  std::vector<std::vector<BBox>> lists(classes);
-  for (const auto& r : rows) {
-    float best = 0;
-    int label = 0;
-    for (size_t k = 0; k < classes; ++k) {
-      if (r[5 + k] > best) best = r[5 + k], label = static_cast<int>(k);
-    }
-    const float score = r[4] * best;
-    if (score >= score_threshold) {
-      lists[label].push_back({std::trunc(r[0] - r[2] * 0.5f), std::trunc(r[1] - r[3] * 0.5f),
-                              std::trunc(r[0] + r[2] * 0.5f), std::trunc(r[1] + r[3] * 0.5f), score,
-                              label});
-    }
-  }
-  std::vector<BBox> kept;
-  for (auto& list : lists) {
-    while (!list.empty()) {
-      std::stable_sort(list.begin(), list.end(),
-                       [](const BBox& a, const BBox& b) { return a.score > b.score; });
-      const BBox a = list.front();
-      kept.push_back(a);
-      list.erase(list.begin());
-      list.erase(std::remove_if(list.begin(), list.end(),
-                                [&](const BBox& b) {
-                                  const float w = std::min(a.x2, b.x2) - std::max(a.x1, b.x1);
-                                  const float h = std::min(a.y2, b.y2) - std::max(a.y1, b.y1);
-                                  float overlap = 0;
-                                  if (w > 0 && h > 0) {
-                                    overlap = w * h /
-                                              ((a.x2 - a.x1) * (a.y2 - a.y1) +
-                                               (b.x2 - b.x1) * (b.y2 - b.y1) - w * h);
-                                  }
-                                  return overlap > nms_threshold;
-                                }),
-                 list.end());
-    }
-  }
-  return kept;
-}
-
-std::vector<float> flat(const std::vector<BBox>& boxes) {
-  std::vector<float> all;
-  for (const BBox& b : boxes) {
-    all.insert(all.end(), {b.x1, b.y1, b.x2, b.y2, b.score, static_cast<float>(b.label)});
-  }
-  return all;
 }
 
 }  // namespace

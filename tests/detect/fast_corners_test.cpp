@@ -1,3 +1,4 @@
+#include "detect/detect_rules.h"
 #include "support/captured_log.h"
 #include "support/images.h"
 
@@ -5,59 +6,6 @@ using namespace KelvraCV;
 using namespace test;
 
 namespace {
-
-constexpr int kX[16] = {0, 1, 2, 3, 3, 3, 2, 1, 0, -1, -2, -3, -3, -3, -2, -1};
-constexpr int kY[16] = {3, 3, 2, 1, 0, -1, -2, -3, -3, -3, -2, -1, 0, 1, 2, 3};
-
-bool passes(const std::vector<uint8_t>& gray, int width, int x, int y, int threshold) {
-  for (const int sign : {-1, 1}) {
-    for (int start = 0; start < 16; ++start) {
-      bool all = true;
-      for (int i = 0; i < 9; ++i) {
-        const int k = (start + i) % 16;
-        const int difference = gray[(y + kY[k]) * width + x + kX[k]] - gray[y * width + x];
-        all = all && sign * difference > threshold;
-      }
-      if (all) return true;
-    }
-  }
-  return false;
-}
-
-using Corners = std::vector<std::array<int, 3>>;
-
-// The largest threshold that passes, by trying them.
-Corners plain_corners(const std::vector<uint8_t>& gray, int width, int height, int threshold,
-                      bool suppress, const uint8_t* mask) {
-  std::vector<int> scores(static_cast<size_t>(width) * height);
-  Corners all, kept;
-  for (int y = 3; y < height - 3; ++y) {
-    for (int x = 3; x < width - 3; ++x) {
-      if (mask != nullptr && mask[y * width + x] == 0) continue;
-      if (!passes(gray, width, x, y, threshold)) continue;
-      int score = threshold;
-      while (passes(gray, width, x, y, score + 1)) ++score;
-      scores[y * width + x] = score;
-      all.push_back({x, y, suppress ? score : 0});
-    }
-  }
-  if (!suppress) return all;
-  for (const auto& [x, y, score] : all) {
-    bool peak = true;
-    for (int i = 0; i < 9; ++i) {
-      const int neighbour = scores[(y + i / 3 - 1) * width + x + i % 3 - 1];
-      peak = peak && (i == 4 || score > neighbour);
-    }
-    if (peak) kept.push_back({x, y, score});
-  }
-  return kept;
-}
-
-Corners corners(const std::vector<KeyPoint>& keypoints) {
-  Corners all;
-  for (const KeyPoint& k : keypoints) all.push_back({k.x, k.y, static_cast<int>(k.response)});
-  return all;
-}
 
 // A blocky picture with many corners.
 std::vector<uint8_t> blocks(int width, int height) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <climits>
 
+#include "frame/frame_rules.h"
 #include "support/images.h"
 
 using namespace KelvraCV;
@@ -21,55 +22,10 @@ struct Plane {
   }
   uint8_t* data() { return buffer.data(); }
   int stride() const { return buffer.stride(); }
+  operator Samples() const { return Samples(buffer, unit); }
 
   int width, height, unit;
   GuardedBuffer<> buffer;
-};
-
-// Packed samples, with plain versions of what the functions do to a plane.
-struct Samples {
-  explicit Samples(const Plane& plane)
-      : width(plane.width), height(plane.height), unit(plane.unit), bytes(plane.buffer.packed()) {}
-  Samples(int w, int h, int u) : width(w), height(h), unit(u), bytes(size_t(w) * h * u) {}
-
-  template <class F>  // source column and row of column x, row y
-  Samples mapped(int w, int h, F source) const {
-    Samples result(w, h, unit);
-    for (int y = 0; y < h; ++y) {
-      for (int x = 0; x < w; ++x) {
-        const auto [sx, sy] = source(x, y);
-        std::copy_n(&bytes[(size_t(sy) * width + sx) * unit], unit,
-                    &result.bytes[(size_t(y) * w + x) * unit]);
-      }
-    }
-    return result;
-  }
-  Samples flipped(bool flip) const {
-    return mapped(width, height,
-                  [&](int x, int y) { return std::pair(x, flip ? height - 1 - y : y); });
-  }
-  Samples mirrored() const {
-    return mapped(width, height, [&](int x, int y) { return std::pair(width - 1 - x, y); });
-  }
-  Samples rotated(int degrees) const {
-    if (degrees == 90) {
-      return mapped(height, width, [&](int x, int y) { return std::pair(y, height - 1 - x); });
-    }
-    if (degrees == 180) return mirrored().flipped(true);
-    if (degrees == 270) {
-      return mapped(height, width, [&](int x, int y) { return std::pair(width - 1 - y, x); });
-    }
-    return *this;
-  }
-  // The first or the second of each pair.
-  Samples half(int which) const {
-    Samples result(width, height, 1);
-    for (size_t i = 0; i < result.bytes.size(); ++i) result.bytes[i] = bytes[2 * i + which];
-    return result;
-  }
-
-  int width, height, unit;
-  std::vector<uint8_t> bytes;
 };
 
 struct Case {
@@ -115,106 +71,22 @@ void expect_planes(Frame& out, const Samples& y, const Samples& u, const Samples
 }
 
 #define PLANE(p) (p).data(), (p).stride()
-
-struct Conversion {
-  const char* name;
-  void (*convert)(Frame& in, Plane& argb, int w, int h, bool flip);
-  void (*by_libyuv)(Frame& in, Plane& argb, int w, int h);
-};
-const Conversion kConversionsToArgb[] = {
-    {"convert_i420_argb",  // the third plane is U, the second V
-     [](Frame& in, Plane& argb, int w, int h, bool flip) {
-       convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h, flip);
-     },
-     [](Frame& in, Plane& argb, int w, int h) {
-       libyuv::I420ToARGB(PLANE(in.y), PLANE(in.v), PLANE(in.u), PLANE(argb), w, h);
-     }},
-    {"convert_yv12_argb",
-     [](Frame& in, Plane& argb, int w, int h, bool flip) {
-       convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h, flip);
-     },
-     [](Frame& in, Plane& argb, int w, int h) {
-       libyuv::I420ToARGB(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), w, h);
-     }},
-    {"convert_nv12_argb",
-     [](Frame& in, Plane& argb, int w, int h, bool flip) {
-       convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h, flip);
-     },
-     [](Frame& in, Plane& argb, int w, int h) {
-       libyuv::NV12ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h);
-     }},
-    {"convert_nv21_argb",
-     [](Frame& in, Plane& argb, int w, int h, bool flip) {
-       convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h, flip);
-     },
-     [](Frame& in, Plane& argb, int w, int h) {
-       libyuv::NV21ToARGB(PLANE(in.y), PLANE(in.uv), PLANE(argb), w, h);
-     }}};
+#define OUT PLANE(out.y), PLANE(out.u), PLANE(out.v), w, h
 
 }  // namespace
 
 TEST(Frames, ConversionsToArgb) {
-  for (const auto& [name, convert, by_libyuv] : kConversionsToArgb) {
-    for (const auto& [w, h, guard, flip] : cases()) {
-      Frame in(w, h, guard, 1);
-      Plane ours(w, h, 4, guard), theirs(w, h, 4, guard);
-      convert(in, ours, w, h, flip);
-      by_libyuv(in, theirs, w, h);
-      EXPECT_EQ(Samples(ours).bytes, Samples(theirs).flipped(flip).bytes)
-          << name << " " << w << " x " << h << (flip ? " flipped" : "");
-    }
-    Frame in(70, 35, Guard::kAfter, 1);
-    Plane argb(70, 35, 4, Guard::kAfter);
-    convert(in, argb, 70, 35, convert == kConversionsToArgb[3].convert);
-    expect_golden(name, Samples(argb).bytes);
-  }
-}
-
-TEST(Frames, CopiesMirrorsAndSplits) {
-  for (const Case& test : cases()) {
-    SCOPED_TRACE(testing::Message() << test.width << " x " << test.height << " " << test.flip);
-    Frame in(test);
-    const int w = test.width, h = test.height;
-    const Samples y = Samples(in.y).flipped(test.flip), u = Samples(in.u).flipped(test.flip),
-                  v = Samples(in.v).flipped(test.flip), uv = Samples(in.uv).flipped(test.flip);
-    Frame out(w, h, test.guard);
-#define OUT PLANE(out.y), PLANE(out.u), PLANE(out.v), w, h
-    copy_i420(PLANE(in.y), PLANE(in.u), PLANE(in.v), OUT, test.flip);
-    expect_planes(out, y, u, v);
-    mirror_i420(PLANE(in.y), PLANE(in.u), PLANE(in.v), OUT, test.flip);
-    expect_planes(out, y.mirrored(), u.mirrored(), v.mirrored());
-    convert_nv12_i420(PLANE(in.y), PLANE(in.uv), OUT, test.flip);
-    expect_planes(out, y, uv.half(0), uv.half(1));
-    convert_nv21_i420(PLANE(in.y), PLANE(in.uv), OUT, test.flip);
-    expect_planes(out, y, uv.half(1), uv.half(0));
-  }
-}
-
-TEST(Frames, Rotations) {
-  for (const Case& test : cases()) {
-    for (const RotationMode mode : {ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270}) {
-      SCOPED_TRACE(testing::Message()
-                   << test.width << " x " << test.height << " by " << mode << " " << test.flip);
-      Frame in(test);
-      const int w = test.width, h = test.height;
-      const bool sideways = mode == ROTATE_90 || mode == ROTATE_270;
-      const auto turned = [&](const Plane& plane) {
-        return Samples(plane).flipped(test.flip).rotated(mode);
-      };
-      Frame out(sideways ? h : w, sideways ? w : h, test.guard);
-      rotate_i420(PLANE(in.y), PLANE(in.u), PLANE(in.v), OUT, mode, test.flip);
-      expect_planes(out, turned(in.y), turned(in.u), turned(in.v));
-      const Samples uv = turned(in.uv);
-      rotate_nv12(PLANE(in.y), PLANE(in.uv), OUT, mode, test.flip);
-      expect_planes(out, turned(in.y), uv.half(0), uv.half(1));
-      rotate_nv21(PLANE(in.y), PLANE(in.uv), OUT, mode, test.flip);
-      expect_planes(out, turned(in.y), uv.half(1), uv.half(0));
-
-      Plane argb(w, h, 4, test.guard, 9), argb_out(out.y.width, out.y.height, 4, test.guard);
-      rotate_argb(PLANE(argb), PLANE(argb_out), w, h, mode, test.flip);
-      EXPECT_EQ(Samples(argb_out).bytes, turned(argb).bytes);
-    }
-  }
+  Frame in(70, 35, Guard::kAfter, 1);
+  Plane argb(70, 35, 4, Guard::kAfter);
+  const auto golden = [&](const char* name) { expect_golden(name, Samples(argb).bytes); };
+  convert_i420_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), 70, 35, false);
+  golden("convert_i420_argb");
+  convert_yv12_argb(PLANE(in.y), PLANE(in.u), PLANE(in.v), PLANE(argb), 70, 35, false);
+  golden("convert_yv12_argb");
+  convert_nv12_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), 70, 35, false);
+  golden("convert_nv12_argb");
+  convert_nv21_argb(PLANE(in.y), PLANE(in.uv), PLANE(argb), 70, 35, true);
+  golden("convert_nv21_argb");
 }
 
 TEST(Frames, Crop) {

@@ -5,9 +5,11 @@
 
 #include "color/lab_rules.h"
 #include "color/pixel_rules.h"
+#include "detect/detect_rules.h"
 #include "edge/edge_rules.h"
 #include "filter/filter_rules.h"
 #include "filter/smooth_rules.h"
+#include "frame/frame_rules.h"
 #include "geometry/warp_rules.h"
 #include "shape/shape_rules.h"
 
@@ -199,47 +201,84 @@ Size turned(Size z, RotationMode mode) {
 }
 
 template <class Function>
-void planes_to_argb(Scene& s, Function function) {
+void planes_to_argb(Scene& s, Function function, bool second_is_u) {
   const Size z = size(s);
   const Planes p = source_planes(s, z);
   Bytes& out = s.output(4 * z.w, z.h, kPadded);
+  const bool flip = s.flag();
+  s.expect(out, [&] {
+    const Samples second(p.u), third(p.v);
+    return plain_argb(Samples(p.y), second_is_u ? second : third, second_is_u ? third : second)
+        .flipped(flip)
+        .bytes;
+  });
   function(p.y.data(), p.y.stride(), p.u.data(), p.u.stride(), p.v.data(), p.v.stride(), out.data(),
-           out.stride(), z.w, z.h, s.flag());
+           out.stride(), z.w, z.h, flip);
 }
 template <class Function>
-void pairs_to_argb(Scene& s, Function function) {
+void pairs_to_argb(Scene& s, Function function, int place_of_u) {
   const Size z = size(s);
   Bytes& y = s.input(z.w, z.h, kPadded);
   Bytes& uv = s.input((z.w + 1) / 2 * 2, (z.h + 1) / 2, kPadded);
   Bytes& out = s.output(4 * z.w, z.h, kPadded);
-  function(y.data(), y.stride(), uv.data(), uv.stride(), out.data(), out.stride(), z.w, z.h,
-           s.flag());
+  const bool flip = s.flag();
+  s.expect(out, [&] {
+    const Samples pairs(uv, 2),
+        argb = plain_argb(Samples(y), pairs.half(place_of_u), pairs.half(1 - place_of_u));
+    return argb.flipped(flip).bytes;
+  });
+  function(y.data(), y.stride(), uv.data(), uv.stride(), out.data(), out.stride(), z.w, z.h, flip);
 }
 template <class Function>
-void pairs_to_planes(Scene& s, Function function) {
+void pairs_to_planes(Scene& s, Function function, int place_of_u) {
   const Size z = size(s);
   Bytes& y = s.input(z.w, z.h, kPadded);
   Bytes& uv = s.input((z.w + 1) / 2 * 2, (z.h + 1) / 2, kPadded);
-  const RotationMode mode = s.any_of({ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270});
-  const bool turns =
-      std::is_invocable_v<Function, const uint8_t*, int, const uint8_t*, int, uint8_t*, int,
-                          uint8_t*, int, uint8_t*, int, int, int, RotationMode, bool>;
-  const Planes p = result_planes(s, turns ? turned(z, mode) : z);
-  if constexpr (turns) {
+  const RotationMode drawn = s.any_of({ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270});
+  constexpr bool kTurns = std::is_same_v<Function, decltype(&rotate_nv12)>;
+  const RotationMode mode = kTurns ? drawn : ROTATE_0;
+  const Planes p = result_planes(s, turned(z, mode));
+  const bool flip = s.flag();
+  const auto moved = [&](const Samples& plane) { return plane.flipped(flip).rotated(mode).bytes; };
+  s.expect(p.y, [&] { return moved(Samples(y)); });
+  s.expect(p.u, [&] { return moved(Samples(uv, 2).half(place_of_u)); });
+  s.expect(p.v, [&] { return moved(Samples(uv, 2).half(1 - place_of_u)); });
+  const auto call = [&](auto... more) {
     function(y.data(), y.stride(), uv.data(), uv.stride(), p.y.data(), p.y.stride(), p.u.data(),
-             p.u.stride(), p.v.data(), p.v.stride(), z.w, z.h, mode, s.flag());
+             p.u.stride(), p.v.data(), p.v.stride(), z.w, z.h, more...);
+  };
+  if constexpr (kTurns) {
+    call(mode, flip);
   } else {
-    function(y.data(), y.stride(), uv.data(), uv.stride(), p.y.data(), p.y.stride(), p.u.data(),
-             p.u.stride(), p.v.data(), p.v.stride(), z.w, z.h, s.flag());
+    call(flip);
   }
 }
 template <class Function>
-void planes_to_planes(Scene& s, Function function) {
+void planes_to_planes(Scene& s, Function function, bool mirrors) {
   const Size z = size(s);
-  const Planes from = source_planes(s, z), to = result_planes(s, z);
-  function(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
-           from.v.stride(), to.y.data(), to.y.stride(), to.u.data(), to.u.stride(), to.v.data(),
-           to.v.stride(), z.w, z.h, s.flag());
+  const Planes from = source_planes(s, z);
+  constexpr bool kTurns = std::is_same_v<Function, decltype(&rotate_i420)>;
+  RotationMode mode = ROTATE_0;
+  if (kTurns) mode = s.any_of({ROTATE_0, ROTATE_90, ROTATE_180, ROTATE_270});
+  const Planes to = result_planes(s, turned(z, mode));
+  const bool flip = s.flag();
+  const auto moved = [&](const Bytes& plane) {
+    const Samples upright = Samples(plane).flipped(flip);
+    return (mirrors ? upright.mirrored() : upright.rotated(mode)).bytes;
+  };
+  s.expect(to.y, [&] { return moved(from.y); });
+  s.expect(to.u, [&] { return moved(from.u); });
+  s.expect(to.v, [&] { return moved(from.v); });
+  const auto call = [&](auto... more) {
+    function(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
+             from.v.stride(), to.y.data(), to.y.stride(), to.u.data(), to.u.stride(), to.v.data(),
+             to.v.stride(), z.w, z.h, more...);
+  };
+  if constexpr (kTurns) {
+    call(mode, flip);
+  } else {
+    call(flip);
+  }
 }
 
 Plane plain_grays(const Pixels& src, int channels, int bgra) {
@@ -814,12 +853,17 @@ const std::vector<Call> kDetect = {
      [](Scene& s) {
        const Size z = size(s);
        const int channels = s.number(3, 4), w = s.number(0, 60), h = s.number(0, 60);
-       ImageData src = image(s.input(channels * z.w, z.h, kPadded), channels);
+       Bytes& pixels = s.input(channels * z.w, z.h, kPadded);
+       ImageData src = image(pixels, channels);
        src.color_order = s.number(0, 1);
        float scale = 0, mean[3] = {100, 110, 120}, deviation[3] = {50, 0, 60};
        const bool planar = s.flag(), normalize = s.flag(), keep_order = s.flag();
-       object_detetion_preprocess(src, w, h, s.output<float>(3 * w, h).data(), scale, mean,
-                                  deviation, planar, normalize, keep_order);
+       GuardedBuffer<float>& tensor = s.output<float>(3 * w, h);
+       const PlainTensor plain{w, h, planar, normalize ? mean : nullptr, deviation, keep_order};
+       s.expect(tensor,
+                [&] { return plain.of(pixels.packed(), z.w, z.h, channels, src.color_order); });
+       object_detetion_preprocess(src, w, h, tensor.data(), scale, mean, deviation, planar,
+                                  normalize, keep_order);
        s.result(&scale, 1);
      }},
     {"object_detetion_postprocess", "detect",
@@ -834,6 +878,13 @@ const std::vector<Call> kDetect = {
        const float least = s.real(0, 0.6f), overlap = s.real(0, 1);
        object_detetion_postprocess(rows.data(), count, classes, boxes, least, overlap);
        s.result(boxes.data(), boxes.size() * sizeof(BBox));
+       s.expect_found(flat(boxes), [&] {
+         std::vector<std::vector<float>> lists;
+         for (int y = 0; y < count; ++y) {
+           lists.emplace_back(rows.row(y), rows.row(y) + rows.columns());
+         }
+         return flat(plain_decode(lists, least, overlap));
+       });
      }},
     {"get_anchors", "detect",
      [](Scene& s) {
@@ -842,7 +893,11 @@ const std::vector<Call> kDetect = {
        int strides[2] = {s.number(-1, 16), s.number(1, 40)};
        int cells = 0;
        for (const int stride : strides) cells += stride < 1 ? 0 : (w / stride) * (h / stride);
-       get_anchors(s.output<float>(12, cells).data(), w, h, lists, 3, strides, 2);
+       GuardedBuffer<float>& anchors = s.output<float>(12, cells);
+       s.expect(anchors, [&] {
+         return plain_anchors(w, h, {{3, 5, 9}, {11, 17, 23}}, {strides[0], strides[1]});
+       });
+       get_anchors(anchors.data(), w, h, lists, 3, strides, 2);
      }},
     {"fast_9_16", "detect",
      [](Scene& s) {
@@ -852,23 +907,29 @@ const std::vector<Call> kDetect = {
        uint8_t* const mask = s.flag() ? s.input(z.w, z.h, kPacked, kMask).data() : nullptr;
        std::vector<KeyPoint> found;
        const int bgra = s.number(0, 1), threshold = s.number(-1, 80);
-       fast_9_16(src.data(), found, z.w, z.h, channels, src.stride(), bgra, threshold, s.flag(),
+       const bool suppress = s.flag();
+       fast_9_16(src.data(), found, z.w, z.h, channels, src.stride(), bgra, threshold, suppress,
                  mask);
        s.result(found.data(), found.size() * sizeof(KeyPoint));
+       s.expect_found(corners(found), [&] {
+         const Plane gray = plain_grays(src.packed(), channels, bgra);
+         return plain_corners(gray, z.w, z.h, threshold, suppress, mask);
+       });
      }},
 };
 
 const std::vector<Call> kFrame = {
-    {"convert_i420_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_i420_argb); }},
-    {"convert_yv12_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_yv12_argb); }},
-    {"convert_nv12_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv12_argb); }},
-    {"convert_nv21_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv21_argb); }},
-    {"convert_nv12_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv12_i420); }},
-    {"convert_nv21_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv21_i420); }},
-    {"rotate_nv12", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv12); }},
-    {"rotate_nv21", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv21); }},
-    {"copy_i420", "frame", [](Scene& s) { planes_to_planes(s, copy_i420); }},
-    {"mirror_i420", "frame", [](Scene& s) { planes_to_planes(s, mirror_i420); }},
+    {"convert_i420_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_i420_argb, false); }},
+    {"convert_yv12_argb", "frame", [](Scene& s) { planes_to_argb(s, convert_yv12_argb, true); }},
+    {"convert_nv12_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv12_argb, 0); }},
+    {"convert_nv21_argb", "frame", [](Scene& s) { pairs_to_argb(s, convert_nv21_argb, 1); }},
+    {"convert_nv12_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv12_i420, 0); }},
+    {"convert_nv21_i420", "frame", [](Scene& s) { pairs_to_planes(s, convert_nv21_i420, 1); }},
+    {"rotate_nv12", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv12, 0); }},
+    {"rotate_nv21", "frame", [](Scene& s) { pairs_to_planes(s, rotate_nv21, 1); }},
+    {"copy_i420", "frame", [](Scene& s) { planes_to_planes(s, copy_i420, false); }},
+    {"rotate_i420", "frame", [](Scene& s) { planes_to_planes(s, rotate_i420, false); }},
+    {"mirror_i420", "frame", [](Scene& s) { planes_to_planes(s, mirror_i420, true); }},
     {"crop_argb", "frame",
      [](Scene& s) {
        const Size z = size(s);
@@ -876,6 +937,11 @@ const std::vector<Call> kFrame = {
        const int w = s.number(1, z.w), h = s.number(1, z.h);
        Bytes& dst = s.output(4 * w, h);
        const int x = s.number(-1, z.w), y = s.number(-1, z.h);
+       s.expect(dst, [&] {  // refused where it reaches the right or the lower edge
+         if (x < 0 || y < 0 || x + w >= z.w || y + h >= z.h) return dst.packed();
+         const auto place = [=](int u, int v) { return std::pair(x + u, y + v); };
+         return Samples(src, 4).mapped(w, h, place).bytes;
+       });
        crop_argb(src.data(), src.stride(), dst.data(), 4 * w, z.w, z.h, x, y, w, h);
      }},
     {"rotate_argb", "frame",
@@ -885,7 +951,9 @@ const std::vector<Call> kFrame = {
        const Size to = turned(z, mode);
        Bytes& src = s.input(4 * z.w, z.h);
        Bytes& dst = s.output(4 * to.w, to.h, kPadded);
-       rotate_argb(src.data(), src.stride(), dst.data(), dst.stride(), z.w, z.h, mode, s.flag());
+       const bool flip = s.flag();
+       s.expect(dst, [&] { return Samples(src, 4).flipped(flip).rotated(mode).bytes; });
+       rotate_argb(src.data(), src.stride(), dst.data(), dst.stride(), z.w, z.h, mode, flip);
      }},
     {"scale_argb", "frame",
      [](Scene& s) {
@@ -896,6 +964,7 @@ const std::vector<Call> kFrame = {
        const int w = s.number(0, d.w - x), h = s.number(0, d.h - y);
        scale_argb(src.data(), src.stride(), z.w, z.h, dst.data(), dst.stride(), d.w, d.h, x, y, w,
                   h, static_cast<ScaleMode>(s.number(0, 3)));
+       s.expect_found(true, [&] { return is_between(dst, src, {x, y, w, h}, 4); });
      }},
     {"scale_i420", "frame",
      [](Scene& s) {
@@ -905,6 +974,11 @@ const std::vector<Call> kFrame = {
        scale_i420(from.y.data(), from.y.stride(), from.u.data(), from.u.stride(), from.v.data(),
                   from.v.stride(), z.w, z.h, to.y.data(), to.y.stride(), to.u.data(), to.u.stride(),
                   to.v.data(), to.v.stride(), d.w, d.h, mode, s.flag());
+       const Rect all{0, 0, d.w, d.h};
+       s.expect_found(true, [&] {
+         return is_between(to.y, from.y, all, 1) && is_between(to.u, from.u, all, 1) &&
+                is_between(to.v, from.v, all, 1);
+       });
      }},
 };
 
