@@ -56,11 +56,11 @@ TEST(Integral, Golden) {
 }
 
 TEST(Histogram, CountsRectanglesPerChannel) {
-  for (const int channels : {1, 2, 3, 4, 5}) {
+  for (const int channels : {1, 2, 3, 4, 5, 6}) {
     const int width = 37, height = 11, x0 = 3, y0 = 2, columns = 31, rows = 7;
     const auto image = noise(static_cast<size_t>(width) * height * channels);
     // As given, one for each channel: values over bins, also where that exceeds the bins.
-    std::vector<int> bins{16, 0, 5, 256, 1000};
+    std::vector<int> bins{16, 0, 5, 256, 1000, 1};
     std::vector<std::vector<int>> counts(channels, std::vector<int>(1000, 1));
     std::vector<std::vector<int>> want = counts;
     std::vector<int*> hists;

@@ -162,6 +162,8 @@ TEST_F(Meta, MessagesInOrder) {
     const std::string not_format = "origin " + name + " is not " + name + " format!\n";
     expect(call, text.c_str(), text.c_str(), out, {not_format});
     EXPECT_TRUE(std::filesystem::exists(out)) << "created before the origin is judged";
+    EXPECT_EQ(std::filesystem::status(out).permissions() & std::filesystem::perms(0111),
+              std::filesystem::perms(0));
     expect(call, ok, text.c_str(), out, {not_format, name + " in is not " + name + " format!\n"});
     expect(call, path().c_str(), ok, out, {not_format});
     std::filesystem::remove(out);
