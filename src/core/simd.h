@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 // Without it MulAdd would round twice, and results would differ between machines.
@@ -681,6 +682,86 @@ HWY_INLINE auto sum_of_four_rows(const Lanes& lanes, const int16_t (&weights)[4]
     return vuzp2q_u16(vreinterpretq_u16_s32(low), vreinterpretq_u16_s32(high));
   };
   return hn::Vec<Full<uint8_t>>(vshrn_high_n_u16(vshrn_n_u16(half(0), 2), half(1), 2));
+#endif
+}
+
+// ---- Bilinear blends with fractions of 10 bits, in 16-bit and 32-bit lanes.
+
+// The blend of 32-bit lanes, one for each byte of the result, from pairs of 16-bit taps and
+// weights: with fx and fy the fractions,
+//   upper = (left (1024 - fx) + right fx) >> 3 of the upper taps, lower = … of the lower taps,
+//   (upper (1024 - fy) + lower fy + 2^16) >> 17.
+// Upper and lower are at most 32640, again 16-bit. Four equal taps give themselves.
+template <class V16, class V32>
+HWY_INLINE V32 blend_taps(V16 upper_taps, V16 lower_taps, V32 x_weights, V32 y_weights) {
+  const hn::DFromV<V16> d16;
+  const hn::DFromV<V32> d32;
+  const auto weights = hn::BitCast(d16, x_weights);
+  const auto upper = multiply_add_pairs(d32, upper_taps, weights);
+  const auto lower = multiply_add_pairs(d32, lower_taps, weights);
+  const auto pairs = hn::OddEven(hn::BitCast(d16, hn::ShiftLeft<13>(lower)),
+                                 hn::BitCast(d16, hn::ShiftRight<3>(upper)));
+  const auto sum = multiply_add_pairs(d32, pairs, hn::BitCast(d16, y_weights));
+  return hn::ShiftRight<17>(sum + hn::Set(d32, 1 << 16));
+}
+
+// The same of pixels of four channels, as many as V32 has lanes. The taps of pixel i, left and
+// right one, are the eight bytes at upper + places[i] and lower + places[i]. x86-64 wants them side
+// by side, places[i] being 8 i, arm64 takes them from where they are.
+constexpr bool kBlendsInPlace = !HWY_ARCH_X86;
+template <class V32>
+HWY_INLINE auto blend_pairs(const uint8_t* upper, const uint8_t* lower, const ptrdiff_t* places,
+                            V32 x_weights, V32 y_weights) {
+#if HWY_ARCH_X86
+  alignas(16) static constexpr uint8_t kFirst[16] = {0, 128, 4, 128, 1, 128, 5, 128,
+                                                     2, 128, 6, 128, 3, 128, 7, 128};
+  alignas(16) static constexpr uint8_t kSecond[16] = {8,  128, 12, 128, 9,  128, 13, 128,
+                                                      10, 128, 14, 128, 11, 128, 15, 128};
+  const hn::Repartition<uint8_t, hn::DFromV<V32>> d8;
+  const hn::Repartition<int16_t, hn::DFromV<V32>> d16;
+  const auto first = hn::LoadDup128(d8, kFirst), second = hn::LoadDup128(d8, kSecond);
+  upper += places[0];
+  lower += places[0];
+  const auto upper01 = load_blocks(d8, upper, 32), upper23 = load_blocks(d8, upper + 16, 32);
+  const auto lower01 = load_blocks(d8, lower, 32), lower23 = load_blocks(d8, lower + 16, 32);
+  const auto pixel = [&](auto upper_pairs, auto lower_pairs, auto order, V32 x, V32 y) {
+    return blend_taps(hn::BitCast(d16, hn::TableLookupBytesOr0(upper_pairs, order)),
+                      hn::BitCast(d16, hn::TableLookupBytesOr0(lower_pairs, order)), x, y);
+  };
+  return narrow_to_u8_blocks(
+      narrow_to_i16_blocks(
+          pixel(upper01, lower01, first, hn::Broadcast<0>(x_weights), hn::Broadcast<0>(y_weights)),
+          pixel(upper01, lower01, second, hn::Broadcast<1>(x_weights),
+                hn::Broadcast<1>(y_weights))),
+      narrow_to_i16_blocks(
+          pixel(upper23, lower23, first, hn::Broadcast<2>(x_weights), hn::Broadcast<2>(y_weights)),
+          pixel(upper23, lower23, second, hn::Broadcast<3>(x_weights),
+                hn::Broadcast<3>(y_weights))));
+#else
+  const uint16x8_t x = vreinterpretq_u16_s32(x_weights.raw),
+                   y = vreinterpretq_u16_s32(y_weights.raw);
+  const auto pixel = [&](auto number) KELVRA_CV_INLINE {
+    constexpr int k = decltype(number)::value;
+    const auto row = [&](const uint8_t* pair) KELVRA_CV_INLINE {
+      const uint16x8_t taps = vmovl_u8(vld1_u8(pair));
+      return vshrn_n_u32(
+          vmlal_high_laneq_u16(vmull_laneq_u16(vget_low_u16(taps), x, 2 * k), taps, x, 2 * k + 1),
+          3);
+    };
+    return vmlal_laneq_u16(vmull_laneq_u16(row(upper + places[k]), y, 2 * k),
+                           row(lower + places[k]), y, 2 * k + 1);
+  };
+  // (sum + 2^16) >> 16, and one more bit with the narrowing to bytes.
+  const uint32x4_t half = vdupq_n_u32(1 << 16);
+  const auto two = [&](uint32x4_t a, uint32x4_t b) {
+    return vaddhn_high_u32(vaddhn_u32(a, half), b, half);
+  };
+  using std::integral_constant;
+  const uint16x8_t low =
+      two(pixel(integral_constant<int, 0>()), pixel(integral_constant<int, 1>()));
+  const uint16x8_t high =
+      two(pixel(integral_constant<int, 2>()), pixel(integral_constant<int, 3>()));
+  return hn::Vec<Full<uint8_t>>(vshrn_high_n_u16(vshrn_n_u16(low, 1), high, 1));
 #endif
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "core/rows.h"
@@ -138,6 +139,18 @@ struct Tile {
   alignas(64) int32_t x[kTileColumns] = {}, y[kTileColumns] = {};
   alignas(64) int32_t x_weights[kTileColumns] = {}, y_weights[kTileColumns] = {};
   alignas(64) uint8_t upper[kTileColumns * kPair] = {}, lower[kTileColumns * kPair] = {};
+  // For blend_pairs(): the taps of pixel i are at places[i] of each of these, the copies above or
+  // the source.
+  const uint8_t *upper_taps = nullptr, *lower_taps = nullptr;
+  alignas(64) ptrdiff_t places[kTileColumns];
+
+  Tile() { take_copies(); }
+  void take_copies() {
+    if (upper_taps == upper) return;
+    upper_taps = upper;
+    lower_taps = lower;
+    for (int i = 0; i < kTileColumns; ++i) places[i] = i * kPair;
+  }
 };
 
 // Not negative where a place is in the source, or at most `reach` steps outside.
@@ -177,6 +190,14 @@ void gather_inside(Tile<kChannels>& tile, int count, const Source& src) {
   split(tile.y, tile.y_weights, count, src.height - 2);
   const uint8_t *data = src.data, *next_row = src.data + src.stride;
   const ptrdiff_t stride = src.stride;  // a local: the bytes copied below might be src's
+  if constexpr (kChannels == 4 && kBlendsInPlace) {
+    tile.upper_taps = data;
+    tile.lower_taps = next_row;
+    for (int i = 0; i < count; ++i) tile.places[i] = tile.y[i] * stride + tile.x[i] * kChannels;
+    // The last vector may take more pixels: any that are in the source.
+    std::fill(tile.places + count, std::end(tile.places), tile.places[0]);
+    return;
+  }
   for (int i = 0; i < count; ++i) {
     const ptrdiff_t at = tile.y[i] * stride + tile.x[i] * ptrdiff_t{kChannels};
     std::memcpy(tile.upper + i * kPair, data + at, kPair);
@@ -212,6 +233,7 @@ template <int kChannels>
 void gather_mixed(Tile<kChannels>& tile, int count, const Source& src, const Outside& outside,
                   const uint8_t* dst) {
   constexpr int kPair = 2 * kChannels;
+  tile.take_copies();
   for (int i = 0; i < count; ++i) {
     const int32_t x = tile.x[i], y = tile.y[i];
     if (inside(src, x, y, kAll) < 0) {
@@ -227,24 +249,6 @@ void gather_mixed(Tile<kChannels>& tile, int count, const Source& src, const Out
   split(tile.y, tile.y_weights, count, kFar);
 }
 
-// The blend of 32-bit lanes, one for each byte of the result, from pairs of 16-bit taps and
-// weights: with fx and fy the fractions,
-//   upper = (left (1024 - fx) + right fx) >> 3 of the upper taps, lower = … of the lower taps,
-//   (upper (1024 - fy) + lower fy + 2^16) >> 17.
-// Upper and lower are at most 32640, again 16-bit. Four equal taps give themselves.
-template <class V16, class V32>
-HWY_INLINE V32 blend(V16 upper_taps, V16 lower_taps, V32 x_weights, V32 y_weights) {
-  const hn::DFromV<V16> d16;
-  const hn::DFromV<V32> d32;
-  const auto weights = hn::BitCast(d16, x_weights);
-  const auto upper = multiply_add_pairs(d32, upper_taps, weights);
-  const auto lower = multiply_add_pairs(d32, lower_taps, weights);
-  const auto pairs = hn::OddEven(hn::BitCast(d16, hn::ShiftLeft<13>(lower)),
-                                 hn::BitCast(d16, hn::ShiftRight<3>(upper)));
-  const auto sum = multiply_add_pairs(d32, pairs, hn::BitCast(d16, y_weights));
-  return hn::ShiftRight<17>(sum + hn::Set(d32, 1 << 16));
-}
-
 // A vector of bytes: as many pixels of one channel from column i of the tile.
 HWY_INLINE void blend_vector(const Tile<1>& tile, int i, uint8_t* dst) {
   const Full<uint8_t> d8;
@@ -253,43 +257,19 @@ HWY_INLINE void blend_vector(const Tile<1>& tile, int i, uint8_t* dst) {
   const hn::Half<decltype(d8)> half;
   const auto quarter = [&](int k) {
     const int at = i + k * static_cast<int>(hn::Lanes(d32));
-    return blend(hn::PromoteTo(d16, hn::Load(half, tile.upper + 2 * at)),
-                 hn::PromoteTo(d16, hn::Load(half, tile.lower + 2 * at)),
-                 hn::Load(d32, tile.x_weights + at), hn::Load(d32, tile.y_weights + at));
+    return blend_taps(hn::PromoteTo(d16, hn::Load(half, tile.upper + 2 * at)),
+                      hn::PromoteTo(d16, hn::Load(half, tile.lower + 2 * at)),
+                      hn::Load(d32, tile.x_weights + at), hn::Load(d32, tile.y_weights + at));
   };
   hn::StoreU(narrow_to_u8(quarter(0), quarter(1), quarter(2), quarter(3)), d8, dst);
 }
 
-// The same for four channels, each block having four pixels.
+// The same for four channels.
 HWY_INLINE void blend_vector(const Tile<4>& tile, int i, uint8_t* dst) {
-  alignas(16) static constexpr uint8_t kFirst[16] = {0, 128, 4, 128, 1, 128, 5, 128,
-                                                     2, 128, 6, 128, 3, 128, 7, 128};
-  alignas(16) static constexpr uint8_t kSecond[16] = {8,  128, 12, 128, 9,  128, 13, 128,
-                                                      10, 128, 14, 128, 11, 128, 15, 128};
-  const Full<uint8_t> d8;
-  const Full<int16_t> d16;
   const Full<int32_t> d32;
-  const auto first = hn::LoadDup128(d8, kFirst), second = hn::LoadDup128(d8, kSecond);
-  const auto taps = [&](hn::Vec<decltype(d8)> pairs, hn::Vec<decltype(d8)> order) {
-    return hn::BitCast(d16, hn::TableLookupBytesOr0(pairs, order));
-  };
-  const auto x_weights = hn::Load(d32, tile.x_weights + i);
-  const auto y_weights = hn::Load(d32, tile.y_weights + i);
-  const auto upper01 = load_blocks(d8, tile.upper + 8 * i, 32);
-  const auto lower01 = load_blocks(d8, tile.lower + 8 * i, 32);
-  const auto upper23 = load_blocks(d8, tile.upper + 8 * i + 16, 32);
-  const auto lower23 = load_blocks(d8, tile.lower + 8 * i + 16, 32);
-  const auto pixel0 = blend(taps(upper01, first), taps(lower01, first), hn::Broadcast<0>(x_weights),
-                            hn::Broadcast<0>(y_weights));
-  const auto pixel1 = blend(taps(upper01, second), taps(lower01, second),
-                            hn::Broadcast<1>(x_weights), hn::Broadcast<1>(y_weights));
-  const auto pixel2 = blend(taps(upper23, first), taps(lower23, first), hn::Broadcast<2>(x_weights),
-                            hn::Broadcast<2>(y_weights));
-  const auto pixel3 = blend(taps(upper23, second), taps(lower23, second),
-                            hn::Broadcast<3>(x_weights), hn::Broadcast<3>(y_weights));
-  hn::StoreU(narrow_to_u8_blocks(narrow_to_i16_blocks(pixel0, pixel1),
-                                 narrow_to_i16_blocks(pixel2, pixel3)),
-             d8, dst);
+  hn::StoreU(blend_pairs(tile.upper_taps, tile.lower_taps, tile.places + i,
+                         hn::Load(d32, tile.x_weights + i), hn::Load(d32, tile.y_weights + i)),
+             Full<uint8_t>(), dst);
 }
 
 template <int kChannels>
