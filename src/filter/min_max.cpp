@@ -130,13 +130,16 @@ class ExtremeFilter {
   // Few enough for a result whose rows compete for the same places of a cache.
   static constexpr int kRowsTogether = 4;
 
+  // Reading back what was written just now would wait.
+  static constexpr int kAhead = 4;
+
   // Windows of three rows, where blocks would not pay. The first row and the last one are copied.
   void run_of_three() {
-    filter_rows_before(2);
+    filter_rows_before(kAhead);
     const uint8_t *above = row(0), *here = row(1);
     std::memcpy(result(0), above, width_);
     for (int y = 1; y < height_ - 1; ++y) {
-      filter_rows_before(y + 2);
+      filter_rows_before(y + kAhead);
       const uint8_t* const below = row(y + 1);
       extremes<Op>(result(y), width_, above, here, below);
       above = here;
