@@ -193,7 +193,8 @@ template <class V8, class V16>
 HWY_INLINE WideSums<V16> multiply_add_wide(WideSums<V16> sums, V8 v, uint8_t weight) {
 #if HWY_ARCH_X86
   const hn::DFromV<V16> d16;
-  const auto bytes = hn::BitCast(d16, v), weights = hn::Set(d16, weight);
+  // Opaque: GCC would multiply by shifts and additions.
+  const auto bytes = hn::BitCast(d16, v), weights = opaque(hn::Set(d16, weight));
   return {sums.first + hn::And(bytes, hn::Set(d16, 0xff)) * weights,
           sums.second + hn::ShiftRight<8>(bytes) * weights};
 #else

@@ -28,6 +28,9 @@ HWY_INLINE void sum_columns_at(D8 d8, const uint8_t* const rows[5], size_t offse
   const hn::Repartition<uint16_t, D8> d16;
   hn::Vec<D8> v[5][kChannels];
   for (int k = 0; k < 5; ++k) load_pixels<kChannels>(d8, rows[k] + offset, v[k]);
+  if constexpr (kChannels == 1) {
+    for (auto& row : v) row[0] = opaque(row[0]);  // used twice
+  }
   for (int c = 0; c < kChannels; ++c) {
     auto sum = multiply_add_wide(add_wide(v[0][c], v[4][c]), v[2][c], 6);
     const auto inner = add_wide(v[1][c], v[3][c]);
@@ -79,7 +82,7 @@ HWY_INLINE void halve_at(D8 d8, const ColumnSums<kChannels>& sums, size_t x, uin
       const auto load = [&](const uint16_t* from) { return hn::LoadU(d16, from + at); };
       const auto outer = load(sums.even[c] - 1) + load(sums.even[c] + 1);
       const auto inner = load(sums.odd[c] - 1) + load(sums.odd[c]);
-      return outer + hn::ShiftLeft<2>(inner) + load(sums.even[c]) * hn::Set(d16, 6);
+      return outer + hn::ShiftLeft<2>(inner) + load(sums.even[c]) * opaque(hn::Set(d16, 6));
     };
     bytes[c] = round_to_u8<8>(weigh(x), weigh(x + hn::Lanes(d16)));
   }
@@ -106,21 +109,30 @@ void halve_row(const ColumnSums<kChannels>& sums, uint8_t* dst, size_t half) {
 template <int kChannels>
 void halve(const ImageData& from, const ImageData& to) {
   // Whole blocks, and more than the border on either side.
-  const size_t pitch = (static_cast<size_t>(to.width) / 16 + 3) * 16;
-  Scratch<uint16_t> memory(2 * kChannels * pitch);
-  std::fill_n(memory.get(), 2 * kChannels * pitch, uint16_t{0});
-  ColumnSums<kChannels> sums;
-  for (int c = 0; c < kChannels; ++c) {
-    sums.even[c] = memory.get() + static_cast<size_t>(2 * c) * pitch + 16;
-    sums.odd[c] = sums.even[c] + pitch;
-  }
-  for (int y = 0; y < to.height; ++y) {
-    const uint8_t* rows[5];
-    for (int k = 0; k < 5; ++k) {
-      rows[k] = row_at(from.data, std::clamp(2 * y + k - 2, 0, from.height - 1), from.stride);
+  const size_t pitch = (static_cast<size_t>(to.width) / 16 + 3) * 16, room = 2 * kChannels * pitch;
+  // Several rows of sums in turn: reading back what was written just now would wait.
+  constexpr int kRows = 2, kAhead = kRows - 1;
+  Scratch<uint16_t> memory(kRows, room);
+  std::fill_n(memory.get(), kRows * room, uint16_t{0});
+  const auto sums_of = [&](int y) {
+    ColumnSums<kChannels> sums;
+    for (int c = 0; c < kChannels; ++c) {
+      sums.even[c] = memory.get() + y % kRows * room + static_cast<size_t>(2 * c) * pitch + 16;
+      sums.odd[c] = sums.even[c] + pitch;
     }
-    sum_columns(rows, sums, static_cast<size_t>(from.width));
-    halve_row(sums, row_at(to.data, y, to.stride), static_cast<size_t>(to.width));
+    return sums;
+  };
+  for (int y = -kAhead; y < to.height; ++y) {
+    if (y < to.height - kAhead) {
+      const int next = y + kAhead;
+      const uint8_t* rows[5];
+      for (int k = 0; k < 5; ++k) {
+        rows[k] = row_at(from.data, std::clamp(2 * next + k - 2, 0, from.height - 1), from.stride);
+      }
+      sum_columns(rows, sums_of(next), static_cast<size_t>(from.width));
+    }
+    if (y < 0) continue;
+    halve_row(sums_of(y), row_at(to.data, y, to.stride), static_cast<size_t>(to.width));
   }
 }
 
