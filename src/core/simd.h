@@ -116,6 +116,20 @@ HWY_INLINE void store_row(size_t count, uint8_t* to, const Make& make) {
   if (x < count) store_first(d8, make(x), to + x, count - x);
 }
 
+// Whether no bit of a vector is set.
+template <class D>
+HWY_INLINE bool is_all_zero(D d, hn::Vec<D> v) {
+#if HWY_ARCH_X86
+  if constexpr (hn::MaxLanes(d) * sizeof(hn::TFromD<D>) == 32) {
+    return _mm256_testz_si256(v.raw, v.raw);
+  } else {
+    return hn::AllTrue(d, v == hn::Zero(d));
+  }
+#else
+  return hn::AllTrue(d, v == hn::Zero(d));
+#endif
+}
+
 // Bit i is lane i of the mask.
 template <class D>
 HWY_INLINE uint64_t mask_bits(D, hn::Mask<D> mask) {

@@ -42,13 +42,13 @@ HWY_INLINE V strength(V centre, V bright, V dark) {
 // arc of nine holds two neighbours of the four compass points.
 template <class D>
 HWY_INLINE bool may_have_corners(D d8, const Window& window, int x, int threshold) {
-  const auto pixel = [&](int k) { return hn::LoadU(d8, window.at(x, k)); };
+  const auto pixel = [&](int k) { return opaque(hn::LoadU(d8, window.at(x, k))); };  // used twice
   const auto p0 = pixel(0), p4 = pixel(4), p8 = pixel(8), p12 = pixel(12);
   const auto compass =
       strength(hn::LoadU(d8, window.centre(x)), hn::Min(hn::Max(p0, p8), hn::Max(p4, p12)),
                hn::Max(hn::Min(p0, p8), hn::Min(p4, p12)));
   const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
-  return !hn::AllTrue(d8, hn::SaturatedSub(compass, limit) == hn::Zero(d8));
+  return !is_all_zero(d8, hn::SaturatedSub(compass, limit));
 }
 
 // How much an arc of nine stands out from each centre: the largest of all arcs' smallest
