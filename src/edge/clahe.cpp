@@ -173,6 +173,7 @@ template <class Level>
 void interpolate(uint8_t* samples, int step, const Column& column, Level left, Level right) {
   const auto end = static_cast<uint64_t>(column.section.length);
   const ExactQuotient divided = column.divided;
+#pragma GCC unroll 4
   for (uint64_t x = 0; x < end; ++x, samples += step) {
     *samples = divided(left(*samples) * (end - x) + right(*samples) * x);
   }
