@@ -15,27 +15,6 @@ Pixels noise_for(const Shape& shape, int channels) {
 
 }  // namespace
 
-TEST(YCbCr, EveryShapeBothWays) {
-  for (const Shape& shape : all_shapes()) {
-    SCOPED_TRACE(shape);
-    const int w = shape.width, h = shape.height;
-    const Pixels pixels = noise_for(shape, 3);
-    GuardedBuffer<> src(3 * w, h, shape.padding, shape.guard), dst(3 * w, h, 0, shape.guard);
-    src.fill(pixels);
-    const Pixels forward = by_rule(pixels, 3, plain_ycbcr), back = by_rule(pixels, 3, plain_rgb);
-    rgb_to_ycbcr(src.data(), dst.data(), w, h, src.stride(), false);
-    ASSERT_EQ(dst.packed(), forward);
-    rgb_to_ycbcr(src.data(), dst.data(), w, h, src.stride(), true);
-    ASSERT_EQ(dst.packed(), as_planes(forward));
-    ycbcr_to_rgb(src.data(), dst.data(), w, h, src.stride(), false);
-    ASSERT_EQ(dst.packed(), back);
-    GuardedBuffer<> planes(3 * w, h, 0, shape.guard);
-    planes.fill(as_planes(pixels));
-    ycbcr_to_rgb(planes.data(), dst.data(), w, h, -1, true);
-    ASSERT_EQ(dst.packed(), back);
-  }
-}
-
 TEST(YCbCr, KnownColoursAndInPlace) {
   Pixels pixels{0, 0, 0, 255, 255, 255};
   rgb_to_ycbcr(pixels.data(), pixels.data(), 2, 1, 6, false);
@@ -46,28 +25,6 @@ TEST(YCbCr, KnownColoursAndInPlace) {
   const Pixels want = by_rule(large, 3, plain_ycbcr);
   rgb_to_ycbcr(large.data(), large.data(), 100, 1, 300, false);
   EXPECT_EQ(large, want);
-}
-
-TEST(Hsv, EveryShapeBothWays) {
-  for (const Shape& shape : all_shapes()) {
-    if (shape.padding != 0) continue;  // both directions are packed only
-    SCOPED_TRACE(shape);
-    const int w = shape.width, h = shape.height;
-    GuardedBuffer<> dst(3 * w, h, 0, shape.guard);
-    ImageData out = image_of(dst, 3);
-    for (const int channels : {3, 4, 5}) {
-      GuardedBuffer<> src(channels * w, h, 0, shape.guard);
-      const Pixels pixels = noise_for(shape, channels);
-      src.fill(pixels);
-      ImageData in = image_of(src, channels);
-      in.stride = 1;
-      rgba2hsv(in, out);
-      ASSERT_EQ(dst.packed(), by_rule(pixels, channels, plain_hsv)) << channels;
-      if (channels != 3) continue;
-      hsv2rgb(in, out);
-      ASSERT_EQ(dst.packed(), by_rule(pixels, 3, plain_from_hsv));
-    }
-  }
 }
 
 // Every span, value and hue quotient.

@@ -29,25 +29,6 @@ uint8_t expected(const Format& format, const uint8_t* pixel) {
 
 }  // namespace
 
-TEST(Gray, EveryShapeFollowsTheFormula) {
-  for (const Format& format : kFormats) {
-    for (const Shape& shape : all_shapes()) {
-      SCOPED_TRACE(shape);
-      GuardedBuffer<> src(shape.width * format.channels, shape.height, shape.padding, shape.guard);
-      GuardedBuffer<> dst(shape.width, shape.height, shape.padding * 2, shape.guard);
-      src.fill(noise(src.packed().size()));
-      convert(format, src.data(), dst.data(), shape.width, shape.height, src.stride(),
-              dst.stride());
-      for (int y = 0; y < shape.height; ++y) {
-        for (int x = 0; x < shape.width; ++x) {
-          ASSERT_EQ(dst.row(y)[x], expected(format, src.row(y) + x * format.channels))
-              << x << ", " << y;
-        }
-      }
-    }
-  }
-}
-
 TEST(Gray, KnownColours) {
   const uint8_t pixels[] = {255, 255, 255, 9, 1, 1, 1,   9, 255, 0, 0, 128,
                             0,   255, 0,   9, 0, 0, 255, 9, 0,   0, 0, 255};

@@ -21,22 +21,6 @@ Pixels by_rule(const Pixels& src, int channels, int red, Rule rule) {
 
 }  // namespace
 
-TEST(Lab, Exact) {
-  const std::vector<float> light = light_table();
-  for (const Shape& shape : all_shapes()) {
-    if (shape.padding != 0) continue;
-    GuardedBuffer<> src(3 * shape.width, shape.height, 0, shape.guard),
-        dst(3 * shape.width, shape.height, 0, shape.guard);
-    const Pixels pixels = noise(src.packed().size());
-    src.fill(pixels);
-    rgb_to_lab(src.data(), dst.data(), shape.width, shape.height);
-    ASSERT_EQ(dst.packed(),
-              by_rule(pixels, 3, 0,
-                      [&](const uint8_t* rgb, uint8_t* lab) { plain_lab(light.data(), rgb, lab); }))
-        << shape;
-  }
-}
-
 // Tables of the caller's, none, or one only; any number of threads; both byte orders.
 TEST(Lab, FastForward) {
   ForwardLab rule;

@@ -44,26 +44,6 @@ TEST(FastCorners, LikeThePlainRule) {
   }
 }
 
-TEST(FastCorners, ColourGoesThroughGray) {
-  const int width = 90, height = 60;
-  for (const int channels : {3, 4}) {
-    GuardedBuffer<> src(width * channels, height, 7);
-    src.fill(picture(width, height, channels));
-    for (const int bgra : {0, 1}) {
-      std::vector<uint8_t> gray(width * height);
-      if (channels == 3) {
-        rgb2gray(src.data(), gray.data(), width, height, src.stride(), width);
-      } else {
-        rgba2gray(src.data(), gray.data(), width, height, src.stride(), width, bgra);
-      }
-      std::vector<KeyPoint> found;
-      fast_9_16(src.data(), found, width, height, channels, src.stride(), bgra, 25, true, nullptr);
-      EXPECT_EQ(corners(found), plain_corners(gray, width, height, 25, true, nullptr));
-      EXPECT_FALSE(found.empty());
-    }
-  }
-}
-
 TEST(FastCorners, ArgumentsAndEmptyResults) {
   CapturedLog log;
   const auto gray = blocks(40, 40);

@@ -36,20 +36,6 @@ std::vector<float> expected(const Call& call) {
 
 }  // namespace
 
-TEST(Preprocess, EveryLayout) {
-  for (const int channels : {3, 4}) {
-    for (int flags = 0; flags < 8; ++flags) {
-      for (const int order : {0, 1, 2}) {
-        const Call call{
-            90, 40, channels, 61, 50, (flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0, order};
-        float scale = 0;
-        EXPECT_EQ(tensor_of(call, scale), expected(call)) << channels << " " << flags;
-        EXPECT_EQ(scale, 90.0f / 50.0f);
-      }
-    }
-  }
-}
-
 TEST(Preprocess, Sizes) {
   struct {
     int width, height, net_width, net_height;

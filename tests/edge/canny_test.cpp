@@ -58,25 +58,6 @@ TEST(Canny, SmallImagesAreAllFrame) {
   }
 }
 
-TEST(Canny, ColourFollowsItsGray) {
-  const int width = 61, height = 33;
-  for (const auto& [channels, order] : {std::pair{3, 0}, {4, 0}, {4, 1}}) {
-    GuardedBuffer<> src(width * channels, height, 5);
-    src.fill(picture(width, height, channels));
-    std::vector<uint8_t> gray(static_cast<size_t>(width) * height), edges(gray.size());
-    ImageData in = image_of(src, channels), out = image_of(edges, width, height, 1);
-    in.color_order = order;
-    if (channels == 3) {
-      rgb2gray(src.data(), gray.data(), width, height, src.stride(), width);
-    } else {
-      rgba2gray(src.data(), gray.data(), width, height, src.stride(), width, order);
-    }
-    canny(in, out, 20, 80);
-    EXPECT_EQ(edges, plain_canny(gray, width, height, 20, 80));
-    EXPECT_NE(std::count(edges.begin(), edges.end(), 255), 0);
-  }
-}
-
 TEST(Canny, RejectsThresholdsOutOfOrder) {
   std::vector<uint8_t> pixels(100, 1), edges(100, 7);
   ImageData out = image_of(edges, 10, 10, 1);

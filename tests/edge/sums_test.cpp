@@ -50,7 +50,7 @@ TEST(Integral, LargeSumsWrap) {
 
 TEST(Integral, Golden) {
   const auto gray = picture(150, 101, 1);
-  std::vector<int> sum(151 * 102);
+  std::vector<int> sum(151 * 102, 9);
   integral_int(gray.data(), sum.data(), 150, 101, 150);
   expect_golden("integral_int", sum);
 }

@@ -27,23 +27,6 @@ void expect_every_shape(Blur blur, Want want) {
   }
 }
 
-TEST(Box, EveryShapeIsTheMean) {
-  for (const int radius : {0, 1, 2, 4}) {
-    SCOPED_TRACE(radius);
-    const auto want = [&](const Plane& src, int w, int h) { return plain_box(src, w, h, radius); };
-    const auto blur = [&](const uint8_t* src, uint8_t* dst, int w, int h) {
-      filter_box(src, dst, w, h, radius);
-    };
-    expect_every_shape(blur, want);
-    expect_every_shape(
-        [&](const uint8_t* src, uint8_t* dst, int w, int h) {
-          std::copy_n(src, w * h, dst);
-          blur(dst, dst, w, h);
-        },
-        want);
-  }
-}
-
 // Around the radius from which sums along a row no longer fit into 16 bits, and beyond the one
 // from which the window's sum does not fit into 32.
 TEST(Box, LargeWindows) {
@@ -136,19 +119,6 @@ TEST(ThreeBoxes, ReportMissingMemory) {
   EXPECT_EQ(gaussian_blur_c4(pixel, pixel, INT_MAX, INT_MAX, 1e5f), 0);
   EXPECT_EQ(log.take(), Messages(2, "gaussian_blur_fast memory create error!\n"));
   EXPECT_EQ(Plane(pixel, pixel + 4), (Plane{1, 2, 3, 4}));
-}
-
-TEST(FixedGaussian, EveryShapeFollowsTheWeights) {
-  expect_every_shape(gaussian_blur_5x5, plain_gaussian5);
-  for (const Shape& shape : all_shapes()) {
-    SCOPED_TRACE(shape);
-    GuardedBuffer<> src(shape.width, shape.height, shape.padding, shape.guard);
-    GuardedBuffer<> dst(shape.width, shape.height, shape.padding * 2, shape.guard);
-    src.fill(noise(src.packed().size()));
-    gaussian_blur_3x3(src.data(), dst.data(), shape.width, shape.height, src.stride(),
-                      dst.stride());
-    ASSERT_EQ(dst.packed(), plain_gaussian3(src.packed(), shape.width, shape.height));
-  }
 }
 
 TEST(FixedGaussian, ByHand) {
