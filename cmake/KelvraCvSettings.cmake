@@ -35,17 +35,35 @@ if(KELVRA_CV_SANITIZE)
   endif()
 endif()
 
-# The library's own kernels only: applications keep the instruction set that they chose.
-add_library(kelvra_cv_kernel_settings INTERFACE)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-  # AVX2 with fused multiply-add. Highway also asks for AES and CLMUL unless told that no kernel
-  # needs them.
-  target_compile_options(kelvra_cv_kernel_settings INTERFACE -march=x86-64-v3)
-  target_compile_definitions(kelvra_cv_kernel_settings INTERFACE HWY_DISABLE_PCLMUL_AES)
-elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
-  # With GCC, Highway's NEON operations must be compiled with the crypto extension enabled; none
-  # of the library's code uses it.
-  target_compile_options(kelvra_cv_kernel_settings INTERFACE -march=armv8-a+crypto)
-else()
-  message(FATAL_ERROR "kelvra_cv supports x86-64 and arm64, not ${CMAKE_SYSTEM_PROCESSOR}")
+# The instruction sets of x86-64 that the library is built for: its own, and after it those of
+# further libraries for processors that have more, which the dynamic loader of glibc finds by itself.
+set(levels x86-64-v3)
+if(PROJECT_IS_TOP_LEVEL AND BUILD_SHARED_LIBS AND NOT KELVRA_CV_SANITIZE AND
+   CMAKE_SYSTEM_NAME STREQUAL "Linux" AND CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  include(CheckCXXSymbolExists)
+  check_cxx_symbol_exists(__GLIBC__ features.h KELVRA_CV_GLIBC)
+  if(KELVRA_CV_GLIBC)
+    list(APPEND levels x86-64-v4)
+  endif()
 endif()
+set(KELVRA_CV_X86_LEVELS "${levels}" CACHE STRING
+  "Instruction sets of x86-64: the library's, then those of further ones in glibc-hwcaps")
+
+# The library's own kernels only: applications keep the instruction set that they chose.
+function(kelvra_cv_kernel_settings target level)
+  add_library(${target} INTERFACE)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    # x86-64-v3: AVX2 with fused multiply-add. x86-64-v4: vectors of 512 bits. Highway also asks for
+    # AES and CLMUL unless told that no kernel needs them.
+    target_compile_options(${target} INTERFACE -march=${level})
+    target_compile_definitions(${target} INTERFACE HWY_DISABLE_PCLMUL_AES)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+    # With GCC, Highway's NEON operations must be compiled with the crypto extension enabled; none
+    # of the library's code uses it.
+    target_compile_options(${target} INTERFACE -march=armv8-a+crypto)
+  else()
+    message(FATAL_ERROR "kelvra_cv supports x86-64 and arm64, not ${CMAKE_SYSTEM_PROCESSOR}")
+  endif()
+endfunction()
+list(GET KELVRA_CV_X86_LEVELS 0 level)
+kelvra_cv_kernel_settings(kelvra_cv_kernel_settings ${level})

@@ -1,8 +1,8 @@
 // Portable vectors (Highway, one target chosen at compile time) and the few operations that differ
 // between x86-64 and arm64. Kernels use these names and never raw intrinsics.
 //
-// A vector is a row of blocks of 16 bytes: one on NEON, two on AVX2. Operations named `…_blocks`
-// work inside each block, which is what both machines do fastest.
+// A vector is a row of blocks of 16 bytes: one on NEON, two on AVX2, four on AVX-512. Operations
+// named `…_blocks` work inside each block, which is what all machines do fastest.
 #ifndef KELVRA_CV_CORE_SIMD_H_
 #define KELVRA_CV_CORE_SIMD_H_
 
@@ -25,15 +25,35 @@ namespace KelvraCV::detail {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Whole vectors and single blocks of a lane type.
+#if HWY_ARCH_X86
+// Instructions that Highway has no operation for, of each width.
+HWY_INLINE __m128i maddubs(__m128i a, __m128i b) { return _mm_maddubs_epi16(a, b); }
+HWY_INLINE __m256i maddubs(__m256i a, __m256i b) { return _mm256_maddubs_epi16(a, b); }
+HWY_INLINE __m128i packus(__m128i a, __m128i b) { return _mm_packus_epi16(a, b); }
+HWY_INLINE __m256i packus(__m256i a, __m256i b) { return _mm256_packus_epi16(a, b); }
+HWY_INLINE __m128i cvttps(__m128 v) { return _mm_cvttps_epi32(v); }
+HWY_INLINE __m256i cvttps(__m256 v) { return _mm256_cvttps_epi32(v); }
+#if HWY_TARGET == HWY_AVX3
+HWY_INLINE __m512i maddubs(__m512i a, __m512i b) { return _mm512_maddubs_epi16(a, b); }
+HWY_INLINE __m512i packus(__m512i a, __m512i b) { return _mm512_packus_epi16(a, b); }
+HWY_INLINE __m512i cvttps(__m512 v) { return _mm512_cvttps_epi32(v); }
+#endif
+#endif
+
+// Whole vectors of a lane type, those of at most two blocks, and single blocks. Two are enough for
+// what goes on from block to block, which more blocks only lengthen.
 template <class T>
 using Full = hn::ScalableTag<T>;
 template <class T>
+using TwoBlocks = hn::CappedTag<T, 32 / sizeof(T)>;
+template <class T>
 using Block = hn::CappedTag<T, 16 / sizeof(T)>;
+template <class D>
+constexpr int kBlocks = static_cast<int>(hn::MaxLanes(D()) * sizeof(hn::TFromD<D>) / 16);
 
 // Calls body(d, x) so that vectors of tag d, each from element x on, cover 0 … count - 1: whole
 // vectors, the last of which may cover some elements for the second time; where there is not even
-// one, blocks in the same way; and in still shorter rows one element after the other, with a tag
+// one, two blocks or one in the same way; and in still shorter rows one element after the other, with a tag
 // of one lane. So `body` says once what happens to an element, reads nothing past `count`, and
 // must give the same when it sees an element again: results must not be written over sources.
 template <class T, class Body>
@@ -47,7 +67,8 @@ HWY_INLINE void for_each_vector(size_t count, Body&& body) {
     return true;
   };
   if (walk(Full<T>())) return;
-  if (hn::Lanes(Full<T>()) > hn::Lanes(Block<T>()) && walk(Block<T>())) return;
+  if (kBlocks<Full<T>> > 2 && walk(TwoBlocks<T>())) return;
+  if (kBlocks<Full<T>> > 1 && walk(Block<T>())) return;
   for (size_t x = 0; x < count; ++x) body(hn::CappedTag<T, 1>(), x);
 }
 
@@ -94,7 +115,7 @@ HWY_INLINE V opaque(V v) {
 #if HWY_ARCH_ARM_A64 && !defined(__clang__)
   asm("" : "+w"(v.raw));
 #elif HWY_ARCH_X86
-  asm("" : "+x"(v.raw));
+  asm("" : "+v"(v.raw));
 #endif
   return v;
 }
@@ -102,9 +123,13 @@ HWY_INLINE V opaque(V v) {
 // Stores the first `count` lanes, at most all of them, and touches nothing behind them.
 template <class D>
 HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) {
+#if HWY_TARGET == HWY_AVX3
+  hn::BlendedStore(v, hn::FirstN(d, count), d, to);
+#else
   HWY_ALIGN hn::TFromD<D> lanes[hn::MaxLanes(D())];
   hn::Store(v, d, lanes);
   std::memcpy(to, lanes, count * sizeof(hn::TFromD<D>));
+#endif
 }
 
 // Stores `count` bytes: make(x) is a vector of those from x on, x in steps of whole vectors.
@@ -133,7 +158,12 @@ HWY_INLINE bool is_all_zero(D d, hn::Vec<D> v) {
 // Bit i is lane i of the mask.
 template <class D>
 HWY_INLINE uint64_t mask_bits(D, hn::Mask<D> mask) {
+#if HWY_TARGET == HWY_AVX3
+  constexpr uint64_t kAll = ~uint64_t{0} >> (64 - hn::MaxLanes(D()));
+  return mask.raw & kAll;
+#else
   return hn::detail::BitsFromMask(mask);
+#endif
 }
 
 // The same of 64 lanes of one or four bytes: of the masks test(0), test(n), test(2 n), …, where n
@@ -229,50 +259,48 @@ HWY_INLINE WideSums<V16> even_and_odd(WideSums<V16> sums) {
 #endif
 }
 
+// A vector of the blocks load(0), load(1), …
+template <int kFirst = 0, class D, class Load>
+HWY_INLINE hn::Vec<D> combine_blocks(D d, const Load& load) {
+  if constexpr (kBlocks<D> == 1) {
+    return load(kFirst);
+  } else {
+    const hn::Half<D> half;
+    return hn::Combine(d, combine_blocks<kFirst + kBlocks<D> / 2>(half, load),
+                       combine_blocks<kFirst>(half, load));
+  }
+}
+
 // A vector whose block b holds the 16 bytes at `from + b * step`.
 template <class D>
 HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
   static_assert(sizeof(hn::TFromD<D>) == 1);
-  if constexpr (hn::MaxLanes(d) == 32) {
-    const hn::Half<D> half;
-    if (step == 16) return hn::LoadU(d, from);
-    return hn::Combine(d, hn::LoadU(half, from + step), hn::LoadU(half, from));
-  } else {
-    static_assert(hn::MaxLanes(d) == 16, "only 128-bit and 256-bit vectors");
-    (void)step;
-    return hn::LoadU(d, from);
-  }
+  if (step == 16) return hn::LoadU(d, from);
+  return combine_blocks(d, [=](int b) KELVRA_CV_INLINE {
+    return hn::LoadU(Block<uint8_t>(), from + static_cast<size_t>(b) * step);
+  });
 }
 
-// A vector whose first block is at `first`; where there is a second one, it is at `second`.
-template <class D>
-HWY_INLINE hn::Vec<D> load_blocks_at(D d, const uint8_t* first, const uint8_t* second) {
-  if constexpr (hn::MaxLanes(d) == 32) {
-    const hn::Half<D> half;
-    return hn::Combine(d, hn::LoadU(half, second), hn::LoadU(half, first));
-  } else {
-    (void)second;
-    return hn::LoadU(d, first);
-  }
-}
-
-// For each index in the first block the byte with this number of the kBytes at `first`, for those
-// in a second block of the kBytes at `second`.
+// For each index in block b the byte with this number of the kBytes at `row + places[b]`.
 template <int kBytes, class D>
-HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* first, const uint8_t* second,
+HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* row, const size_t* places,
                                     hn::Vec<D> index) {
   static_assert(kBytes == 16 || kBytes == 32);
+  const auto load = [=](size_t from) KELVRA_CV_INLINE {
+    return combine_blocks(d, [=](int b) KELVRA_CV_INLINE {
+      return hn::LoadU(Block<uint8_t>(), row + places[b] + from);
+    });
+  };
   if constexpr (kBytes == 16) {
-    return hn::TableLookupBytes(load_blocks_at(d, first, second), index);
+    return hn::TableLookupBytes(load(0), index);
   } else {
 #if HWY_ARCH_X86
     // Numbers of the other half get their top bit set, which gives zero.
-    return hn::Or(hn::TableLookupBytesOr0(load_blocks_at(d, first, second),
-                                          hn::SaturatedAdd(index, hn::Set(d, 0x70))),
-                  hn::TableLookupBytesOr0(load_blocks_at(d, first + 16, second + 16),
-                                          index - hn::Set(d, 16)));
+    return hn::Or(
+        hn::TableLookupBytesOr0(load(0), hn::SaturatedAdd(index, hn::Set(d, 0x70))),
+        hn::TableLookupBytesOr0(load(16), index - hn::Set(d, 16)));
 #else
-    return hn::Vec<D>(vqtbl2q_u8(vld1q_u8_x2(first), index.raw));
+    return hn::Vec<D>(vqtbl2q_u8(vld1q_u8_x2(row + places[0]), index.raw));
 #endif
   }
 }
@@ -289,8 +317,8 @@ HWY_INLINE V8 look_up_two(V8 low, V8 high, V8 index) {
 #endif
 }
 
-// The bytes at row + places[0], row + places[1], … side by side in the first block, those at
-// row + next[0], … in a second one, as many at each place as a T has.
+// The bytes at row + places[0], row + places[1], … side by side, as many at each place as a T has:
+// one block of them, or in block b those from places[b * step] on.
 template <class T, size_t... kLanes>
 HWY_INLINE hn::Vec<Block<uint8_t>> load_pieces(const uint8_t* row, const size_t* places,
                                                std::index_sequence<kLanes...>) {
@@ -305,24 +333,20 @@ HWY_INLINE hn::Vec<Block<uint8_t>> load_pieces(const uint8_t* row, const size_t*
                      V{reinterpret_cast<decltype(V::raw)>(Lanes{load(places[kLanes])...})});
 }
 template <class T, class D>
-HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places,
-                                  const size_t* next) {
-  const std::make_index_sequence<16 / sizeof(T)> lanes;
-  if constexpr (hn::MaxLanes(d) == 32) {
-    return hn::Combine(d, load_pieces<T>(row, next, lanes), load_pieces<T>(row, places, lanes));
-  } else {
-    (void)next;
-    return load_pieces<T>(row, places, lanes);
-  }
+HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places, size_t step) {
+  return combine_blocks(d, [=](int b) KELVRA_CV_INLINE {
+    return load_pieces<T>(row, places + static_cast<size_t>(b) * step,
+                          std::make_index_sequence<16 / sizeof(T)>());
+  });
 }
 
 // Stores the 16 bytes of block b to `to + b * step`.
 template <class D>
 HWY_INLINE void store_blocks(D d, hn::Vec<D> v, uint8_t* to, size_t step) {
-  if constexpr (hn::MaxLanes(d) == 32) {
+  if constexpr (kBlocks<D> > 1) {
     const hn::Half<D> half;
-    hn::StoreU(hn::LowerHalf(half, v), half, to);
-    hn::StoreU(hn::UpperHalf(half, v), half, to + step);
+    store_blocks(half, hn::LowerHalf(half, v), to, step);
+    store_blocks(half, hn::UpperHalf(half, v), to + kBlocks<D> / 2 * step, step);
   } else {
     (void)step;
     hn::StoreU(v, d, to);
@@ -395,11 +419,7 @@ template <class V8>
 HWY_INLINE auto multiply_add_bytes(V8 a, V8 weights) {
   const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
 #if HWY_ARCH_X86
-  if constexpr (hn::MaxLanes(d16) == 16) {
-    return hn::Vec<decltype(d16)>{_mm256_maddubs_epi16(a.raw, weights.raw)};
-  } else {
-    return hn::Vec<decltype(d16)>{_mm_maddubs_epi16(a.raw, weights.raw)};
-  }
+  return hn::Vec<decltype(d16)>{maddubs(a.raw, weights.raw)};
 #else
   const auto sums = vpaddq_u16(vmull_u8(vget_low_u8(a.raw), vget_low_u8(weights.raw)),
                                vmull_high_u8(a.raw, weights.raw));
@@ -416,11 +436,7 @@ template <class V16>
 HWY_INLINE auto narrow_to_u8_blocks(V16 low, V16 high) {
   const hn::Repartition<uint8_t, hn::DFromV<V16>> d8;
 #if HWY_ARCH_X86
-  if constexpr (hn::MaxLanes(d8) == 32) {
-    return hn::Vec<decltype(d8)>{_mm256_packus_epi16(low.raw, high.raw)};
-  } else {
-    return hn::Vec<decltype(d8)>{_mm_packus_epi16(low.raw, high.raw)};
-  }
+  return hn::Vec<decltype(d8)>{packus(low.raw, high.raw)};
 #else
   return hn::Vec<decltype(d8)>(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
 #endif
@@ -448,21 +464,35 @@ HWY_INLINE auto low_bytes(V32 v0, V32 v1, V32 v2, V32 v3) {
 #endif
 }
 
+// The n-th part of each block, one after the other, for every n: what narrowing inside of blocks
+// made of n vectors, in the order of these. Parts are lanes.
+template <class D>
+HWY_INLINE hn::Vec<D> in_order_of_parts(D d, hn::Vec<D> v) {
+  if constexpr (kBlocks<D> == 1) {
+    return v;
+  } else {
+    struct Order {
+      alignas(64) hn::TFromD<D> lane[hn::MaxLanes(D())] = {};
+      constexpr Order() {
+        constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
+        for (int i = 0; i < kLanes; ++i) {
+          lane[i] = i % kBlocks<D> * (kLanes / kBlocks<D>) + i / kBlocks<D>;
+        }
+      }
+    };
+    static constexpr Order kOrder;
+    return hn::TableLookupLanes(v, hn::SetTableIndices(d, kOrder.lane));
+  }
+}
+
 // Four vectors of 32-bit lanes as one of bytes, with saturation, in the order of the arguments.
 template <class V32>
 HWY_INLINE auto narrow_to_u8(V32 v0, V32 v1, V32 v2, V32 v3) {
   const auto bytes =
       narrow_to_u8_blocks(narrow_to_i16_blocks(v0, v1), narrow_to_i16_blocks(v2, v3));
   const hn::DFromV<V32> d32;
-  if constexpr (hn::MaxLanes(d32) == 8) {
-    // Each block holds its part of all four vectors.
-    alignas(32) static constexpr int32_t kOrder[8] = {0, 4, 1, 5, 2, 6, 3, 7};
-    const auto lanes = hn::BitCast(d32, bytes);
-    return hn::BitCast(hn::DFromV<decltype(bytes)>(),
-                       hn::TableLookupLanes(lanes, hn::SetTableIndices(d32, kOrder)));
-  } else {
-    return bytes;
-  }
+  return hn::BitCast(hn::DFromV<decltype(bytes)>(),
+                     in_order_of_parts(d32, hn::BitCast(d32, bytes)));
 }
 
 // The same of two vectors of 16-bit lanes.
@@ -470,14 +500,8 @@ template <class V16>
 HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
   const auto bytes = narrow_to_u8_blocks(v0, v1);
   const hn::Repartition<uint64_t, hn::DFromV<V16>> d64;
-  if constexpr (hn::MaxLanes(d64) == 4) {
-    alignas(32) static constexpr uint64_t kOrder[4] = {0, 2, 1, 3};
-    const auto lanes = hn::BitCast(d64, bytes);
-    return hn::BitCast(hn::DFromV<decltype(bytes)>(),
-                       hn::TableLookupLanes(lanes, hn::SetTableIndices(d64, kOrder)));
-  } else {
-    return bytes;
-  }
+  return hn::BitCast(hn::DFromV<decltype(bytes)>(),
+                     in_order_of_parts(d64, hn::BitCast(d64, bytes)));
 }
 
 // (v + 2^(kBits - 1)) >> kBits of unsigned lanes as bytes, which they must fit, as the sums must
@@ -796,11 +820,7 @@ template <class VF>
 HWY_INLINE auto truncate_fitting(VF v) {
   const hn::RebindToSigned<hn::DFromV<VF>> d32;
 #if HWY_ARCH_X86
-  if constexpr (hn::MaxLanes(d32) == 8) {
-    return hn::Vec<decltype(d32)>{_mm256_cvttps_epi32(v.raw)};
-  } else {
-    return hn::Vec<decltype(d32)>{_mm_cvttps_epi32(v.raw)};
-  }
+  return hn::Vec<decltype(d32)>{cvttps(v.raw)};
 #else
   return hn::ConvertTo(d32, v);
 #endif
@@ -885,17 +905,6 @@ HWY_INLINE V32 prefix_sums(V32 v) {
     v = v + hn::Combine(d32, hn::Broadcast<3>(hn::LowerHalf(half, v)), hn::Zero(half));
   }
   return v;
-}
-
-// A vector whose block b has `values[b]` in all of its lanes.
-template <class D32>
-HWY_INLINE hn::Vec<D32> set_blocks(D32 d32, const int32_t* values) {
-  const Block<int32_t> block;
-  if constexpr (hn::MaxLanes(d32) == 8) {
-    return hn::Combine(d32, hn::Set(block, values[1]), hn::Set(block, values[0]));
-  } else {
-    return hn::Set(d32, values[0]);
-  }
 }
 
 // Three channels in blocks of 48 bytes. Byte j of the block's part p belongs to channel (j + p) %

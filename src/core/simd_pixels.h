@@ -188,10 +188,12 @@ struct CopyChannels {
 #if HWY_ARCH_X86
 // Pixels of three channels as they are in memory.
 struct PackedPixels {
-  Bytes part[3];
+  static constexpr int kParts = 3 * kPixelLanes / 32;
+  hn::Vec<TwoBlocks<uint8_t>> part[kParts];
 };
 HWY_INLINE void store(const PackedPixels& pixels, Interleaved<3> row) {
-  repeat<3>([&](int i) { hn::StoreU(pixels.part[i], Full<uint8_t>(), row.part[0] + 32 * i); });
+  repeat<PackedPixels::kParts>(
+      [&](int i) { hn::StoreU(pixels.part[i], TwoBlocks<uint8_t>(), row.part[0] + 32 * i); });
 }
 #endif
 
@@ -199,23 +201,31 @@ HWY_INLINE void store(const PackedPixels& pixels, Interleaved<3> row) {
 template <bool kSwap>
 struct DropFourth {
 #if HWY_ARCH_X86
-  // The bytes of each block in order, packed; then the blocks' 24 bytes on the way to their place,
-  // in words of four bytes.
   HWY_INLINE PackedPixels operator()(Interleaved<4> from) const {
+    PackedPixels packed;
+    repeat<kPixelLanes / 32>([&](int i) { drop(from.at(32 * i).part[0], packed.part + 3 * i); });
+    return packed;
+  }
+
+ private:
+  // Of 32 pixels, the bytes of each block in order, packed; then the blocks' 24 bytes on the way to
+  // their place, in words of four bytes.
+  HWY_INLINE static void drop(const uint8_t* from, hn::Vec<TwoBlocks<uint8_t>>* to) {
+    constexpr TwoBlocks<uint8_t> d8;
     constexpr uint8_t a = kSwap ? 2 : 0, c = 2 - a;
     alignas(16) static constexpr uint8_t kKept[16] = {
         a, 1, c, a + 4, 5, c + 4, a + 8, 9, c + 8, a + 12, 13, c + 12, 0x80, 0x80, 0x80, 0x80};
     const auto part = [&](int i, int w0, int w1, int w2, int w3, int w4, int w5, int w6, int w7) {
-      const auto pixels = hn::LoadU(Full<uint8_t>(), from.part[0] + 32 * i);
-      const auto kept =
-          opaque(hn::TableLookupBytes(pixels, hn::LoadDup128(Full<uint8_t>(), kKept)));
+      const auto pixels = hn::LoadU(d8, from + 32 * i);
+      const auto kept = opaque(hn::TableLookupBytes(pixels, hn::LoadDup128(d8, kKept)));
       return _mm256_permutevar8x32_epi32(kept.raw,
                                          _mm256_setr_epi32(w0, w1, w2, w3, w4, w5, w6, w7));
     };
     const auto v0 = part(0, 0, 1, 2, 4, 5, 6, 3, 3), v1 = part(1, 2, 4, 5, 6, 3, 3, 0, 1),
                v2 = part(2, 5, 6, 3, 3, 0, 1, 2, 4), v3 = part(3, 3, 3, 0, 1, 2, 4, 5, 6);
-    return {{Bytes{_mm256_blend_epi32(v0, v1, 0xc0)}, Bytes{_mm256_blend_epi32(v1, v2, 0xf0)},
-             Bytes{_mm256_blend_epi32(v2, v3, 0xfc)}}};
+    to[0].raw = _mm256_blend_epi32(v0, v1, 0xc0);
+    to[1].raw = _mm256_blend_epi32(v1, v2, 0xf0);
+    to[2].raw = _mm256_blend_epi32(v2, v3, 0xfc);
   }
 #else
   HWY_INLINE Pixels<3> operator()(Interleaved<4> from) const {

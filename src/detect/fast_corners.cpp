@@ -112,10 +112,10 @@ HWY_NOINLINE void find_corners_at(D d8, const Window& window, int x, int first, 
   uint8_t strengths[hn::MaxLanes(d8)], bytes[8] = {};
   hn::StoreU(strength, d8, strengths);
   hn::StoreMaskBits(d8, is_corner, bytes);
-  uint32_t bits = 0;
+  uint64_t bits = 0;
   std::memcpy(&bits, bytes, sizeof bits);
   for (; bits != 0; bits &= bits - 1) {
-    const auto lane = static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero32(bits));
+    const auto lane = static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(bits));
     const int column = x + lane;
     if (column < first || (mask != nullptr && mask[column] == 0)) continue;
     found.add(column, static_cast<uint8_t>(strengths[lane] - 1));

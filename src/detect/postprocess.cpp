@@ -16,7 +16,7 @@ constexpr int kFirstScore = 5, kObjectness = 4;
 
 // The greatest score, or 0 if none is above 0. NaN is never greater.
 float best_of(const float* scores, int count) {
-  const Full<float> d;
+  const TwoBlocks<float> d;  // there are 80 classes as a rule
   const int lanes = static_cast<int>(hn::Lanes(d));
   const auto greater = [](auto a, auto b) { return hn::IfThenElse(a > b, a, b); };
   auto best0 = hn::Zero(d), best1 = hn::Zero(d);

@@ -94,7 +94,7 @@ void clip_histogram(uint32_t* hist, uint32_t bins, uint32_t limit) {
 // single precision, from left to right.
 void map_values(uint32_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
-  const Full<uint32_t> d;
+  const TwoBlocks<uint32_t> d;
   auto before = hn::Zero(d);
   for (size_t bin = 0; bin < 256; bin += hn::Lanes(d)) {
     const auto sums = prefix_sums(hn::LoadU(d, hist + bin));

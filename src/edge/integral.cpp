@@ -10,8 +10,7 @@ namespace {
 
 using namespace detail;
 
-// Vectors of sums: eight to a step with AVX2, four with NEON.
-constexpr hn::CappedTag<uint32_t, 8> kSums;
+constexpr TwoBlocks<uint32_t> kSums;
 using Sums = hn::Vec<decltype(kSums)>;
 
 // Writes 16 sums, from those of their block. `before`, in all lanes, is the sum of the row's bytes
@@ -65,7 +64,7 @@ HWY_INLINE void sum_vector(D8 d8, const uint8_t* src, const uint32_t* above, uin
 
 // sum[x] = above[x] + src[0] + … + src[x], modulo 2^32.
 void sum_row(const uint8_t* src, const uint32_t* above, uint32_t* sum, size_t width) {
-  const Full<uint8_t> full;
+  const TwoBlocks<uint8_t> full;
   const Block<uint8_t> block;
   Sums before = hn::Zero(kSums);
   size_t x = 0;

@@ -187,13 +187,16 @@ class StripFilter {
       return truncate_fitting(hn::IfThenElseZero(value < hn::Set(d, 65536.0f), value));
     };
     // Four vectors of floats make one of bytes; where they do not come out even, two make half a
-    // one.
-    constexpr int kTogether = S::kValueVectors % 4 == 0 ? 4 : 2;
+    // one, or one a quarter.
+    constexpr int kTogether = S::kValueVectors % 4 == 0 ? 4 : S::kValueVectors % 2 == 0 ? 2 : 1;
     const Full<uint8_t> d8;
     for (int i = 0; i < S::kValueVectors; i += kTogether) {
       if constexpr (kTogether == 4) {
         hn::StoreU(narrow_to_u8(mean(i), mean(i + 1), mean(i + 2), mean(i + 3)), d8,
                    pixels + i * kLanes);
+      } else if constexpr (kTogether == 1) {
+        const hn::Rebind<uint8_t, Floats> quarter;
+        hn::StoreU(hn::DemoteTo(quarter, mean(i)), quarter, pixels + i * kLanes);
       } else {
         const auto v0 = mean(i), v1 = mean(i + 1);
         const hn::Half<Full<uint8_t>> half;

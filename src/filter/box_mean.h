@@ -78,8 +78,8 @@ HWY_INLINE hn::Vec<D> prefix_sums(D d, hn::Vec<D> v, hn::Vec<D>& carry) {
 // The same for bytes and integers, whose order does not matter: sums of what enters and leaves.
 template <class Sum>
 void sum_bytes_along(const uint8_t* padded, Sum* sums, int width, int radius) {
-  const Full<Sum> d;
-  const hn::Rebind<uint8_t, Full<Sum>> bytes;
+  const TwoBlocks<Sum> d;
+  const hn::Rebind<uint8_t, TwoBlocks<Sum>> bytes;
   const size_t n = 2 * static_cast<size_t>(radius) + 1;
   int first = 0;
   for (size_t x = 0; x < n; ++x) first += padded[x];

@@ -60,7 +60,7 @@ HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
 template <int kTaps, class Sample, class Result>
 void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
   const Full<float> d;
-  constexpr int kVectors = 8, kLanes = static_cast<int>(hn::MaxLanes(d));
+  constexpr int kLanes = static_cast<int>(hn::MaxLanes(d)), kVectors = std::min(8, kTile / kLanes);
   const int count = kTaps > 0 ? kTaps : kernel.taps;
   const float* weights = kernel.weights.get();
   for (int start = 0; start < kTile; start += kVectors * kLanes) {

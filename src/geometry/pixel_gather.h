@@ -60,7 +60,7 @@ class PixelGather {
   }
 
   // bytes(opened_row, i, set) is a vector of the set's bytes from byte i on, a multiple of 16.
-  // Whole vectors can be asked for up to the next multiple of 64.
+  // Pairs of vectors can be asked for until they cover the set.
   enum class Form { kOneBlock, kTwoBlocks, kPieces };
   template <Form kForm>
   struct Bytes {
@@ -69,17 +69,15 @@ class PixelGather {
     size_t set_bytes;
     HWY_INLINE auto operator()(const uint8_t* row, size_t i, size_t set = 0) const {
       const Full<uint8_t> d8;
-      constexpr size_t kSecond = hn::MaxLanes(d8) / kBlock - 1;  // of a vector's blocks
       const size_t at = set * set_bytes + i;
       const auto index = hn::LoadU(d8, indices + at);
       if constexpr (kForm != Form::kPieces) {
         constexpr int kWindow = kForm == Form::kOneBlock ? kBlock : 2 * kBlock;
-        const size_t* const base = bases + at / kBlock;
-        return look_up_bytes<kWindow>(d8, row + base[0], row + base[kSecond], index);
+        return look_up_bytes<kWindow>(d8, row, bases + at / kBlock, index);
       } else {
         const size_t* const base = bases + at / (kBlock / kPieces);
         const auto pieces = [=](int from) KELVRA_CV_INLINE {
-          return load_pieces<Piece>(d8, row, base + from, base + kSecond * kPieces + from);
+          return load_pieces<Piece>(d8, row, base + from, kPieces);
         };
         if constexpr (kPieces * kPiece == kBlock) {
           return hn::TableLookupBytes(pieces(0), index);
@@ -102,7 +100,7 @@ class PixelGather {
   }
 
  private:
-  static constexpr int kBlock = 16, kPadding = 64;
+  static constexpr int kBlock = 16, kPadding = std::max(64, 2 * kPixelLanes);
   static constexpr int kColumn = kSpan * kChannels;  // bytes
   // A column's piece of the row, and the most columns that a block has a part of.
   static constexpr int kPiece = next_power_of_two(kSpan * kSource);
