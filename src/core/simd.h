@@ -945,6 +945,13 @@ HWY_INLINE void load_pixels(D d8, const hn::TFromD<D>* from, hn::Vec<D>* channel
     for (int c = 0; c < kChannels; ++c) channels[c] = hn::LoadU(d8, from + c);
   } else if constexpr (kChannels == 1) {
     channels[0] = hn::LoadU(d8, from);
+  } else if constexpr (kChannels == 2 && HWY_ARCH_X86 && sizeof(hn::TFromD<D>) == 1) {
+    const hn::Repartition<int16_t, D> d16;
+    const auto pair = [=](size_t at) { return hn::BitCast(d16, hn::LoadU(d8, from + at)); };
+    const auto low = pair(0), high = pair(hn::Lanes(d8)), byte = hn::Set(d16, 255);
+    channels[0] = narrow_to_u8(hn::And(low, byte), hn::And(high, byte));
+    channels[1] = narrow_to_u8(hn::And(hn::ShiftRight<8>(low), byte),
+                               hn::And(hn::ShiftRight<8>(high), byte));
   } else if constexpr (kChannels == 2) {
     hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
   } else if constexpr (kChannels == 3) {

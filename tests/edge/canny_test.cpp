@@ -10,16 +10,16 @@ using namespace test;
 TEST(Canny, DirectionEqualsTheAnglesClass) {
   using namespace detail;
   const Full<int16_t> d16;
-  const int lanes = static_cast<int>(hn::Lanes(d16));
-  int16_t is_0[16], is_45[16], is_90[16];
+  constexpr int kLanes = static_cast<int>(hn::MaxLanes(d16));
+  int16_t is_0[kLanes], is_45[kLanes], is_90[kLanes];
   for (int dy = -1020; dy <= 1020; ++dy) {
-    for (int from = -1024; from < 1024; from += lanes) {
+    for (int from = -1024; from < 1024; from += kLanes) {
       const auto dx = hn::Iota(d16, static_cast<int16_t>(from));
       const auto masks = direction_of(d16, dx, hn::Set(d16, static_cast<int16_t>(dy)));
       hn::StoreU(hn::VecFromMask(d16, masks.class_0), d16, is_0);
       hn::StoreU(hn::VecFromMask(d16, masks.class_45), d16, is_45);
       hn::StoreU(hn::VecFromMask(d16, masks.class_90), d16, is_90);
-      for (int i = 0; i < lanes; ++i) {
+      for (int i = 0; i < kLanes; ++i) {
         const int found = is_0[i] != 0 ? 0 : (is_45[i] != 0 ? 45 : (is_90[i] != 0 ? 90 : 135));
         if (std::abs(from + i) > 1020) continue;
         ASSERT_EQ(found, class_of(from + i, dy)) << from + i << ", " << dy;

@@ -137,5 +137,21 @@ if [ "$(uname -m)" = x86_64 ]; then
     { cat "$scratch/log"; fail "an old processor is not refused by the loader"; }
 fi
 
+# --- a processor with 512-bit vectors gets the library that is made for it, with the same results ---
+loader=/lib64/ld-linux-x86-64.so.2
+if [ "$(uname -m)" = x86_64 ]; then
+  consumer=$scratch/shared/build/consumer
+  loads() { "$loader" "$@" --list "$consumer" | grep 'libkelvra_cv\.so\.1'; }
+  runs "$loader" --glibc-hwcaps-mask x86-64-v3 "$consumer"
+  ! loads --glibc-hwcaps-mask x86-64-v3 | grep glibc-hwcaps || fail "the wrong library is loaded"
+  wide=$(find "$scratch/shared" -path '*/glibc-hwcaps/x86-64-v4/libkelvra_cv.so.1')
+  tests/install/check_symbols.sh "${wide:?}"
+  if "$loader" --help | grep -q 'x86-64-v4 (supported'; then
+    loads | grep -qF "$wide" || fail "the library for 512-bit vectors is not loaded"
+  else
+    echo "install: NOT TRIED: this processor has no 512-bit vectors"
+  fi
+fi
+
 tests/install/check_symbols.sh build/shared/src/libkelvra_cv.so
 echo "the library builds, installs, moves and links in all ways"

@@ -31,6 +31,8 @@ if [ "$(uname -m)" = x86_64 ]; then
   for binary in "$scratch"/files/usr/{bin/kelvra,lib/*/libkelvra_cv.so.1,lib/python3/dist-packages/kelvra_cv/_core*.so}; do
     readelf -n "$binary" | grep -q 'x86 ISA needed:.*x86-64-v3' || fail "$binary runs on any processor"
   done
+  wide=$(echo "$scratch"/files/usr/lib/*/glibc-hwcaps/x86-64-v4/libkelvra_cv.so.1)
+  readelf -n "$wide" | grep -q 'x86 ISA needed:.*x86-64-v4' || fail "no library for 512-bit vectors"
 fi
 
 if ! unshare --mount true 2>/dev/null; then
