@@ -27,16 +27,34 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_ARCH_X86
 // Instructions that Highway has no operation for, of each width.
-HWY_INLINE __m128i maddubs(__m128i a, __m128i b) { return _mm_maddubs_epi16(a, b); }
-HWY_INLINE __m256i maddubs(__m256i a, __m256i b) { return _mm256_maddubs_epi16(a, b); }
-HWY_INLINE __m128i packus(__m128i a, __m128i b) { return _mm_packus_epi16(a, b); }
-HWY_INLINE __m256i packus(__m256i a, __m256i b) { return _mm256_packus_epi16(a, b); }
-HWY_INLINE __m128i cvttps(__m128 v) { return _mm_cvttps_epi32(v); }
-HWY_INLINE __m256i cvttps(__m256 v) { return _mm256_cvttps_epi32(v); }
+HWY_INLINE __m128i maddubs(__m128i a, __m128i b) {
+  return _mm_maddubs_epi16(a, b);
+}
+HWY_INLINE __m256i maddubs(__m256i a, __m256i b) {
+  return _mm256_maddubs_epi16(a, b);
+}
+HWY_INLINE __m128i packus(__m128i a, __m128i b) {
+  return _mm_packus_epi16(a, b);
+}
+HWY_INLINE __m256i packus(__m256i a, __m256i b) {
+  return _mm256_packus_epi16(a, b);
+}
+HWY_INLINE __m128i cvttps(__m128 v) {
+  return _mm_cvttps_epi32(v);
+}
+HWY_INLINE __m256i cvttps(__m256 v) {
+  return _mm256_cvttps_epi32(v);
+}
 #if HWY_TARGET == HWY_AVX3
-HWY_INLINE __m512i maddubs(__m512i a, __m512i b) { return _mm512_maddubs_epi16(a, b); }
-HWY_INLINE __m512i packus(__m512i a, __m512i b) { return _mm512_packus_epi16(a, b); }
-HWY_INLINE __m512i cvttps(__m512 v) { return _mm512_cvttps_epi32(v); }
+HWY_INLINE __m512i maddubs(__m512i a, __m512i b) {
+  return _mm512_maddubs_epi16(a, b);
+}
+HWY_INLINE __m512i packus(__m512i a, __m512i b) {
+  return _mm512_packus_epi16(a, b);
+}
+HWY_INLINE __m512i cvttps(__m512 v) {
+  return _mm512_cvttps_epi32(v);
+}
 #endif
 #endif
 
@@ -53,9 +71,10 @@ constexpr int kBlocks = static_cast<int>(hn::MaxLanes(D()) * sizeof(hn::TFromD<D
 
 // Calls body(d, x) so that vectors of tag d, each from element x on, cover 0 … count - 1: whole
 // vectors, the last of which may cover some elements for the second time; where there is not even
-// one, two blocks or one in the same way; and in still shorter rows one element after the other, with a tag
-// of one lane. So `body` says once what happens to an element, reads nothing past `count`, and
-// must give the same when it sees an element again: results must not be written over sources.
+// one, two blocks or one in the same way; and in still shorter rows one element after the other,
+// with a tag of one lane. So `body` says once what happens to an element, reads nothing past
+// `count`, and must give the same when it sees an element again: results must not be written over
+// sources.
 template <class T, class Body>
 HWY_INLINE void for_each_vector(size_t count, Body&& body) {
   const auto walk = [&](auto d) {
@@ -67,8 +86,8 @@ HWY_INLINE void for_each_vector(size_t count, Body&& body) {
     return true;
   };
   if (walk(Full<T>())) return;
-  if (kBlocks<Full<T>> > 2 && walk(TwoBlocks<T>())) return;
-  if (kBlocks<Full<T>> > 1 && walk(Block<T>())) return;
+  if (kBlocks < Full < T >>> 2 && walk(TwoBlocks<T>())) return;
+  if (kBlocks < Full < T >>> 1 && walk(Block<T>())) return;
   for (size_t x = 0; x < count; ++x) body(hn::CappedTag<T, 1>(), x);
 }
 
@@ -296,9 +315,8 @@ HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* row, const size_t* place
   } else {
 #if HWY_ARCH_X86
     // Numbers of the other half get their top bit set, which gives zero.
-    return hn::Or(
-        hn::TableLookupBytesOr0(load(0), hn::SaturatedAdd(index, hn::Set(d, 0x70))),
-        hn::TableLookupBytesOr0(load(16), index - hn::Set(d, 16)));
+    return hn::Or(hn::TableLookupBytesOr0(load(0), hn::SaturatedAdd(index, hn::Set(d, 0x70))),
+                  hn::TableLookupBytesOr0(load(16), index - hn::Set(d, 16)));
 #else
     return hn::Vec<D>(vqtbl2q_u8(vld1q_u8_x2(row + places[0]), index.raw));
 #endif
@@ -343,7 +361,7 @@ HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places,
 // Stores the 16 bytes of block b to `to + b * step`.
 template <class D>
 HWY_INLINE void store_blocks(D d, hn::Vec<D> v, uint8_t* to, size_t step) {
-  if constexpr (kBlocks<D> > 1) {
+  if constexpr (kBlocks < D >> 1) {
     const hn::Half<D> half;
     store_blocks(half, hn::LowerHalf(half, v), to, step);
     store_blocks(half, hn::UpperHalf(half, v), to + kBlocks<D> / 2 * step, step);
@@ -476,7 +494,7 @@ HWY_INLINE hn::Vec<D> in_order_of_parts(D d, hn::Vec<D> v) {
       constexpr Order() {
         constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
         for (int i = 0; i < kLanes; ++i) {
-          lane[i] = i % kBlocks<D> * (kLanes / kBlocks<D>) + i / kBlocks<D>;
+          lane[i] = i % kBlocks<D> * (kLanes / kBlocks<D>)+i / kBlocks<D>;
         }
       }
     };
@@ -950,8 +968,8 @@ HWY_INLINE void load_pixels(D d8, const hn::TFromD<D>* from, hn::Vec<D>* channel
     const auto pair = [=](size_t at) { return hn::BitCast(d16, hn::LoadU(d8, from + at)); };
     const auto low = pair(0), high = pair(hn::Lanes(d8)), byte = hn::Set(d16, 255);
     channels[0] = narrow_to_u8(hn::And(low, byte), hn::And(high, byte));
-    channels[1] = narrow_to_u8(hn::And(hn::ShiftRight<8>(low), byte),
-                               hn::And(hn::ShiftRight<8>(high), byte));
+    channels[1] =
+        narrow_to_u8(hn::And(hn::ShiftRight<8>(low), byte), hn::And(hn::ShiftRight<8>(high), byte));
   } else if constexpr (kChannels == 2) {
     hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
   } else if constexpr (kChannels == 3) {
