@@ -43,6 +43,7 @@ void convert_pixel(const uint8_t* rgb, uint8_t* lab) {
 using D = Full<float>;
 using V = hn::Vec<D>;
 using Ints = hn::Vec<hn::Rebind<int32_t, D>>;
+using Unsigned = hn::Vec<hn::Rebind<uint32_t, D>>;
 constexpr size_t kFloats = hn::MaxLanes(D());
 
 // What each byte of each colour adds to X, Y and Z: with the roundings of convert_pixel().
@@ -78,12 +79,15 @@ HWY_INLINE V cube_root(V t) {
 // A value this close to a whole number may become another byte with the C library's cube roots.
 //
 // Those are within 1.2e-7 of the true ones, so that both are within 8.2e-7 of each other, and f is
-// below 1.01: L within 2.5e-4 and its roundings 6e-5, a within 8.3e-4 and 6e-5, b within less.
-constexpr float kDoubt = 9e-4f;
+// below 1.01: L within 2.5e-4 and its roundings 6e-5, a within 8.3e-4 and 6e-5, b within less, and
+// all lose less than 2^-16 when they become fixed point with 16 fractional bits. There the doubt is
+// added, so that values less than it below or above a whole number have fractions below twice it.
+constexpr int kFractionBits = 16;
+constexpr float kOne = 1 << kFractionBits, kDoubt = 66;  // 1.007e-3
 
-// The bytes of a vector of pixels as integers, not yet clamped, from their X, Y and Z. Returns how
-// close the values before their truncation are to whole numbers.
-HWY_INLINE V convert_vector(const float* xyz, Ints& l, Ints& a, Ints& b) {
+// The bytes of a vector of pixels in this fixed point, from their X, Y and Z. Returns the least of
+// the fractions, as upper halves of lanes.
+HWY_INLINE Unsigned convert_vector(const float* xyz, Ints& l, Ints& a, Ints& b) {
   const D d;
   V sum_x, y, sum_z, unused;
   hn::LoadInterleaved4(d, xyz, sum_x, y, sum_z, unused);
@@ -98,15 +102,17 @@ HWY_INLINE V convert_vector(const float* xyz, Ints& l, Ints& a, Ints& b) {
     fx = line(x, sum_x, kXSlope, fx), fy = line(y, y, kYSlope, fy),
     fz = line(z, sum_z, kZSlope, fz);
   }
-  V least = hn::Set(d, 1.0f);
-  const auto truncate = [&](V value) {
-    least = hn::Min(least, hn::AbsDiff(value, hn::Round(value)));
-    return truncate_fitting(value);
+  // Multiplied by a power of 2 all roundings stay the same.
+  const auto fixed = [&](float factor, V value, float offset) {
+    return truncate_fitting(hn::Set(d, factor * kOne) * value + hn::Set(d, offset * kOne + kDoubt));
   };
-  l = truncate(hn::Set(d, 295.8f) * fy - hn::Set(d, 40.8f));
-  a = truncate(hn::Set(d, 500.0f) * (fx - fy) + hn::Set(d, 128.0f));
-  b = truncate(hn::Set(d, 200.0f) * (fy - fz) + hn::Set(d, 128.0f));
-  return least;
+  l = fixed(295.8f, fy, -40.8f);
+  a = fixed(500.0f, fx - fy, 128.0f);
+  b = fixed(200.0f, fy - fz, 128.0f);
+  const auto fraction = [](Ints v) {
+    return hn::ShiftLeft<32 - kFractionBits>(hn::BitCast(hn::DFromV<Unsigned>(), v));
+  };
+  return hn::Min(hn::Min(fraction(l), fraction(a)), fraction(b));
 }
 
 // The latest pixels in doubt. Grays are always in doubt, as their a and b are very nearly 128.
@@ -145,22 +151,24 @@ void look_up(const uint8_t* rgb, size_t count, float (*xyz)[4]) {
 void convert_pixels(const float (*xyz)[4], const uint8_t* rgb, uint8_t* lab, size_t count,
                     Recent& recent) {
   Ints l[4], a[4], b[4];
-  V nearest[4];
-  for (size_t i = 0; i < 4; ++i) {
-    nearest[i] = convert_vector(xyz[i * kFloats], l[i], a[i], b[i]);
+  Unsigned least[4];
+  for (int i = 0; i < 4; ++i) {
+    least[i] = convert_vector(xyz[i * kFloats], l[i], a[i], b[i]);
   }
-  const auto bytes = [](const Ints(&v)[4]) { return narrow_to_u8(v[0], v[1], v[2], v[3]); };
-  const Bytes channels[3] = {bytes(l), bytes(a), bytes(b)};
-  const D d;
-  const V doubt = hn::Set(d, kDoubt);
-  const V least = hn::Min(hn::Min(nearest[0], nearest[1]), hn::Min(nearest[2], nearest[3]));
-  if (HWY_LIKELY(count == kPixelLanes && hn::AllFalse(d, least < doubt))) {
+  const auto bytes = [](const Ints(&v)[4]) KELVRA_CV_INLINE {
+    return shift_to_u8<kFractionBits>(v[0], v[1], v[2], v[3]);
+  };
+  const Bytes channels[3] = {opaque(bytes(l)), opaque(bytes(a)), opaque(bytes(b))};
+  const hn::DFromV<Unsigned> d;
+  const Unsigned doubt = hn::Set(d, static_cast<uint32_t>(2 * kDoubt) << (32 - kFractionBits));
+  const Unsigned all = hn::Min(hn::Min(least[0], least[1]), hn::Min(least[2], least[3]));
+  if (HWY_LIKELY(count == kPixelLanes && hn::AllFalse(d, all < doubt))) {
     return store(channels, Interleaved<3>{{lab}});
   }
   uint8_t pixels[3 * kPixelLanes];
   store(channels, Interleaved<3>{{pixels}});
   for (size_t i = 0; i < 4; ++i) {
-    uint64_t doubtful = mask_bits(d, nearest[i] < doubt);
+    uint64_t doubtful = mask_bits(d, least[i] < doubt);
     for (; doubtful != 0; doubtful &= doubtful - 1) {
       const size_t pixel = i * kFloats + hwy::Num0BitsBelowLS1Bit_Nonzero64(doubtful);
       if (pixel < count) recent.convert(rgb + 3 * pixel, pixels + 3 * pixel);

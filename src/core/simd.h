@@ -522,6 +522,17 @@ HWY_INLINE auto narrow_to_u8(V16 v0, V16 v1) {
                      in_order_of_parts(d64, hn::BitCast(d64, bytes)));
 }
 
+// v >> kShift of four such vectors, where that is a byte.
+template <int kShift, class V32>
+HWY_INLINE auto shift_to_u8(V32 v0, V32 v1, V32 v2, V32 v3) {
+#if HWY_ARCH_X86
+  return narrow_to_u8(hn::ShiftRight<kShift>(v0), hn::ShiftRight<kShift>(v1),
+                      hn::ShiftRight<kShift>(v2), hn::ShiftRight<kShift>(v3));
+#else
+  return low_bytes<kShift>(v0, v1, v2, v3);
+#endif
+}
+
 // (v + 2^(kBits - 1)) >> kBits of unsigned lanes as bytes, which they must fit, as the sums must
 // fit 16 bits.
 template <int kBits, class V16>
