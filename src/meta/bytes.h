@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -86,56 +85,55 @@ inline void print(const char* message) {
   log(message);
 }
 
-// The files of a call that carries metadata from one into another.
-struct Transfer {
-  FileContents origin, input;
-  File output;
+// What a file is to hold: pieces one after the other, and then bytes of zero.
+struct Contents {
+  std::vector<Bytes> pieces;
+  size_t zeros = 0;
 };
+
+// Empties a file that open_to_write() gave, and writes it. False if not everything could be
+// written.
+inline bool replace_contents(File file, const Contents& contents) {
+  // Devices and pipes have no length to set.
+  [[maybe_unused]] const int status = ftruncate(fileno(file.get()), 0);
+  bool ok = true;
+  for (const Bytes& piece : contents.pieces) {
+    if (piece.size == 0) continue;  // it may be nowhere
+    ok = ok && std::fwrite(piece.data, 1, piece.size, file.get()) == piece.size;
+  }
+  for (size_t i = 0; i < contents.zeros && ok; ++i) ok = std::fputc(0, file.get()) != EOF;
+  return std::fclose(file.release()) == 0 && ok;
+}
 
 struct TransferMessages {
   const char *origin_path, *input_path, *output_path, *origin_format, *input_format;
 };
 
-// Opens the files in this order and reads those that begin with `signature`. Where something is
-// wrong, prints its message and gives nothing.
-template <size_t kSize>
-std::optional<Transfer> open_transfer(const char* origin_path, const char* input_path,
-                                      const char* output_path, const char (&signature)[kSize],
-                                      const TransferMessages& messages) {
-  const auto fail = [](const char* message) {
-    print(message);
-    return std::nullopt;
-  };
+// Carries metadata from one file into another: opens the files in this order, reads those that
+// begin with `signature`, and writes the Contents that splice(origin, input) makes of their bytes.
+// Where something is wrong, prints its message and returns -1, else 0.
+template <size_t kSize, class Splice>
+int transfer(const char* origin_path, const char* input_path, const char* output_path,
+             const char (&signature)[kSize], const TransferMessages& messages,
+             const Splice& splice) {
+  const auto fail = [](const char* message) { return print(message), -1; };
   if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
     return fail("png path error!\n");  // of JPEG files, too
   }
-  const File origin = open_to_read(origin_path);
-  if (origin == nullptr) return fail(messages.origin_path);
-  const File input = open_to_read(input_path);
-  if (input == nullptr) return fail(messages.input_path);
-  File output = open_to_write(output_path);
-  if (output == nullptr) return fail(messages.output_path);
-  Transfer files{FileContents(origin.get()), FileContents(input.get()), std::move(output)};
-  if (!files.origin.bytes().has_text(0, signature)) return fail(messages.origin_format);
-  if (!files.input.bytes().has_text(0, signature)) {
+  const File origin_file = open_to_read(origin_path);
+  if (origin_file == nullptr) return fail(messages.origin_path);
+  const File input_file = open_to_read(input_path);
+  if (input_file == nullptr) return fail(messages.input_path);
+  File output_file = open_to_write(output_path);
+  if (output_file == nullptr) return fail(messages.output_path);
+  const FileContents origin(origin_file.get()), input(input_file.get());
+  if (!origin.bytes().has_text(0, signature)) return fail(messages.origin_format);
+  if (!input.bytes().has_text(0, signature)) {
     print(messages.origin_format);
     return fail(messages.input_format);
   }
-  return files;
-}
-
-// Empties a file that open_to_write() gave, writes the pieces one after the other and then
-// `zeros` bytes of zero. False if not everything could be written.
-inline bool replace_contents(File file, const std::vector<Bytes>& pieces, size_t zeros = 0) {
-  // Devices and pipes have no length to set.
-  [[maybe_unused]] const int status = ftruncate(fileno(file.get()), 0);
-  bool ok = true;
-  for (const Bytes& piece : pieces) {
-    if (piece.size == 0) continue;  // it may be nowhere
-    ok = ok && std::fwrite(piece.data, 1, piece.size, file.get()) == piece.size;
-  }
-  for (; zeros > 0 && ok; --zeros) ok = std::fputc(0, file.get()) != EOF;
-  return std::fclose(file.release()) == 0 && ok;
+  const Contents result = splice(origin.bytes(), input.bytes());
+  return replace_contents(std::move(output_file), result) ? 0 : fail(messages.output_path);
 }
 
 }  // namespace KelvraCV::detail

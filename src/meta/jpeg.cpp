@@ -55,22 +55,17 @@ constexpr TransferMessages kMessages = {
 }  // namespace
 
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
-  std::optional<Transfer> files =
-      open_transfer(origin_path, input_path, output_path, kStart, kMessages);
-  if (!files) return -1;
-  const Bytes origin = files->origin.bytes(), input = files->input.bytes();
-  const Segment added = find_profile(origin);
-  Segment replaced = find_profile(input);
-  if (replaced.size == 0) replaced.offset = insertion_of(input);
-  if (added.size == 0) replaced = {input.size, 0};
-  // The file has room for both profiles: where one replaces the other, zeros follow the image.
-  const bool written =
-      replace_contents(std::move(files->output),
-                       {input.up_to(replaced.offset), origin.part(added.offset, added.size),
-                        input.from(replaced.offset + replaced.size)},
-                       replaced.size);
-  if (!written) return print(kMessages.output_path), -1;
-  return 0;
+  const auto splice = [](Bytes origin, Bytes input) -> Contents {
+    const Segment added = find_profile(origin);
+    Segment replaced = find_profile(input);
+    if (replaced.size == 0) replaced.offset = insertion_of(input);
+    if (added.size == 0) replaced = {input.size, 0};
+    // The file has room for both profiles: where one replaces the other, zeros follow the image.
+    return {{input.up_to(replaced.offset), origin.part(added.offset, added.size),
+             input.from(replaced.offset + replaced.size)},
+            replaced.size};
+  };
+  return transfer(origin_path, input_path, output_path, kStart, kMessages, splice);
 }
 
 }  // namespace KelvraCV

@@ -47,20 +47,15 @@ constexpr TransferMessages kMessages = {
 }  // namespace
 
 int add_png_info(const char* origin_path, const char* input_path, const char* output_path) {
-  std::optional<Transfer> files =
-      open_transfer(origin_path, input_path, output_path, kSignature, kMessages);
-  if (!files) return -1;
-  const Bytes origin = files->origin.bytes(), input = files->input.bytes();
-  const Metadata present = metadata_of(input);
-  Metadata added = metadata_of(origin);
-  if (present.profile.size > 0) added.profile = {};
-  if (present.exif.size > 0) added.exif = {};
-  const size_t insertion = input.size < kHeaderEnd ? input.size : kHeaderEnd;
-  const bool written =
-      replace_contents(std::move(files->output),
-                       {input.up_to(insertion), added.exif, added.profile, input.from(insertion)});
-  if (!written) return print(kMessages.output_path), -1;
-  return 0;
+  const auto splice = [](Bytes origin, Bytes input) -> Contents {
+    const Metadata present = metadata_of(input);
+    Metadata added = metadata_of(origin);
+    if (present.profile.size > 0) added.profile = {};
+    if (present.exif.size > 0) added.exif = {};
+    const size_t insertion = input.size < kHeaderEnd ? input.size : kHeaderEnd;
+    return {{input.up_to(insertion), added.exif, added.profile, input.from(insertion)}};
+  };
+  return transfer(origin_path, input_path, output_path, kSignature, kMessages, splice);
 }
 
 int remove_png_info(const char* input_path, const char* output_path) {
@@ -74,20 +69,19 @@ int remove_png_info(const char* input_path, const char* output_path) {
   const Bytes input = contents.bytes();
   if (!input.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
 
-  std::vector<Bytes> kept;
+  Contents kept;
   size_t at = kSignatureSize, kept_from = 0;
   bool is_end = false;
   for (Bytes chunk{}; !is_end && (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
     is_end = chunk.has_text(4, "IEND");
     if (!chunk.has_text(4, "iCCP")) continue;
-    kept.push_back(input.part(kept_from, at - kept_from));
+    kept.pieces.push_back(input.part(kept_from, at - kept_from));
     kept_from = at + chunk.size;
   }
-  kept.push_back(input.part(kept_from, at - kept_from));
-  // What follows the last chunk is not copied; the file is as long as if it were.
-  const bool written = replace_contents(std::move(output_file), kept, input.size - at);
-  if (!written) return log_print("output png path error\n"), -1;
-  return 0;
+  kept.pieces.push_back(input.part(kept_from, at - kept_from));
+  kept.zeros = input.size - at;  // what follows is not copied; the file is as long as if it were
+  if (replace_contents(std::move(output_file), kept)) return 0;
+  return log_print("output png path error\n"), -1;
 }
 
 }  // namespace KelvraCV
