@@ -19,7 +19,7 @@ using namespace detail;
 // ---- Simplifying, after D. Douglas and T. Peucker, "Algorithms for the reduction of the number of
 // points required to represent a digitized line or its caricature", 1973.
 
-// The points from index `first` round to index `last`, past the curve's end if last <= first.
+// The points from index `first` to index `last`.
 struct Range {
   size_t first;
   size_t last;
@@ -44,96 +44,67 @@ double cross(const Vector& a, const Vector& b) {
   return a.y * b.x - a.x * b.y;
 }
 
-// The first of the points begin .. end - 1 with the greatest measure, if greater than `best`'s.
+// The first of the points strictly inside a range with the greatest measure, if any is above 0.
 template <class Measure>
-Farthest farther(const Point* curve, size_t begin, size_t end, Farthest best, Measure measure) {
-  for (size_t i = begin; i < end; ++i) {
+Farthest farthest_inside(const Point* curve, const Range& range, Measure measure) {
+  Farthest best{range.first, 0};
+  for (size_t i = range.first + 1; i < range.last; ++i) {
     const double value = measure(curve[i]);
     if (value > best.measure) best = {i, value};
   }
   return best;
 }
 
-// The same for the points strictly inside a range.
-template <class Measure>
-Farthest farthest_inside(const std::vector<Point>& curve, const Range& range, Measure measure) {
-  const Farthest none{range.first, 0};
-  if (range.first < range.last) {
-    return farther(curve.data(), range.first + 1, range.last, none, measure);
-  }
-  const Farthest best = farther(curve.data(), range.first + 1, curve.size(), none, measure);
-  return farther(curve.data(), 0, range.last, best, measure);
-}
-
-class Simplifier {
- public:
-  Simplifier(const std::vector<Point>& curve, double epsilon)
-      : curve_(curve), squared_epsilon_(epsilon * epsilon) {}
-
-  // The ranges that the curve starts with, each of them yet to be split.
-  void start(bool closed) {
-    const size_t last = curve_.size() - 1;
-    if (!closed && squared_length(from_to(curve_[0], curve_[last])) != 0) {
-      pending_.push_back({0, last});
-      ends_at_last_ = true;
-      return;
-    }
-    start_ring(closed ? 3 : 1);
-  }
-
-  std::vector<Point> split_all() {
-    while (!pending_.empty()) {
-      const Range range = pending_.back();
-      pending_.pop_back();
-      split_or_keep(range);
-    }
-    if (ends_at_last_) kept_.push_back(curve_.back());
-    return std::move(kept_);
-  }
-
- private:
-  // A ring is cut at two points that are far apart: each round starts from the point found by the
-  // one before.
-  void start_ring(int rounds) {
-    size_t from = 0;
-    Farthest far{0, 0};
-    for (int i = 0; i < rounds; ++i) {
-      from = far.index;
-      const Point& start = curve_[from];
-      far = farthest_inside(curve_, {from, from}, [&](const Point& point) {
-        return squared_length(from_to(start, point));
-      });
-    }
-    if (far.measure <= squared_epsilon_) {
-      kept_.push_back(curve_[from]);
-      return;
-    }
-    pending_.push_back({far.index, from});
-    pending_.push_back({from, far.index});
-  }
-
-  // Keeps the range's first point, or splits the range at the point farthest from its chord. The
-  // cross product is that distance times the chord's length.
-  void split_or_keep(const Range& range) {
-    const Point& start = curve_[range.first];
-    const Vector chord = from_to(start, curve_[range.last]);
-    const Farthest far = farthest_inside(curve_, range, [&](const Point& point) {
+// Splits ranges, the last one first, at the point farthest from their chord, until none is far, and
+// returns their first points. The cross product is that distance times the chord's length.
+std::vector<Point> split(const Point* curve, std::vector<Range> pending, double squared_epsilon) {
+  std::vector<Point> kept;
+  while (!pending.empty()) {
+    const Range range = pending.back();
+    pending.pop_back();
+    const Point start = curve[range.first];
+    const Vector chord = from_to(start, curve[range.last]);
+    const Farthest far = farthest_inside(curve, range, [&](const Point& point) {
       return std::fabs(cross(chord, from_to(start, point)));
     });
-    if (far.measure * far.measure <= squared_epsilon_ * squared_length(chord)) {
-      kept_.push_back(start);
-      return;
+    if (far.measure * far.measure <= squared_epsilon * squared_length(chord)) {
+      kept.push_back(start);
+    } else {
+      pending.push_back({far.index, range.last});
+      pending.push_back({range.first, far.index});
     }
-    pending_.push_back({far.index, range.last});
-    pending_.push_back({range.first, far.index});
   }
+  return kept;
+}
 
-  const std::vector<Point>& curve_;
-  double squared_epsilon_;
-  bool ends_at_last_ = false;
-  std::vector<Range> pending_;
-  std::vector<Point> kept_;
-};
+// A ring is cut at two points that are far apart: each round starts from the point found by the one
+// before. Its points stand twice, for ranges to go on past its end.
+std::vector<Point> simplify_ring(std::vector<Point> curve, int rounds, double squared_epsilon) {
+  const size_t count = curve.size();
+  curve.resize(2 * count);
+  std::copy_n(curve.begin(), count, curve.begin() + static_cast<ptrdiff_t>(count));
+  size_t from = 0;
+  Farthest far{0, 0};
+  for (int i = 0; i < rounds; ++i) {
+    from = far.index % count;
+    const Point start = curve[from];
+    far = farthest_inside(curve.data(), {from, from + count}, [&](const Point& point) {
+      return squared_length(from_to(start, point));
+    });
+  }
+  if (far.measure <= squared_epsilon) return {curve[from]};
+  return split(curve.data(), {{far.index, from + count}, {from, far.index}}, squared_epsilon);
+}
+
+std::vector<Point> simplify(const std::vector<Point>& curve, bool closed, double squared_epsilon) {
+  if (closed) return simplify_ring(curve, 3, squared_epsilon);
+  if (squared_length(from_to(curve.front(), curve.back())) == 0) {
+    return simplify_ring(curve, 1, squared_epsilon);
+  }
+  std::vector<Point> kept = split(curve.data(), {{0, curve.size() - 1}}, squared_epsilon);
+  kept.push_back(curve.back());
+  return kept;
+}
 
 // Whether `point` is close enough to the line through its neighbours, and between them, to go. As
 // intended, neighbours on one horizontal or vertical line keep what is between them.
@@ -298,9 +269,7 @@ void approx_poly_dp(const std::vector<Point>& curve, std::vector<Point>& approx,
                     bool closed) {
   const bool is_valid = epsilon >= 0 && epsilon < 1e30;
   if (!is_valid || curve.empty()) return;
-  Simplifier simplifier(curve, epsilon);
-  simplifier.start(closed);
-  std::vector<Point> kept = simplifier.split_all();
+  std::vector<Point> kept = simplify(curve, closed, epsilon * epsilon);
   kept.resize(clean_up(kept, closed, epsilon * epsilon));
   approx = std::move(kept);
 }
