@@ -3,57 +3,32 @@
 #define KELVRA_CV_CORE_PARALLEL_H_
 
 #include <algorithm>
+#include <future>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "kelvra_cv.h"
 
 namespace KelvraCV::detail {
 
-// Threads that are joined in the order of their creation, also when an exception passes.
-class Workers {
- public:
-  Workers() = default;
-  Workers(const Workers&) = delete;
-  Workers& operator=(const Workers&) = delete;
-  ~Workers() {
-    for (std::thread& thread : threads_) thread.join();
-  }
-
-  // False if the system starts no more threads.
-  template <class Work>
-  bool start(const Work& work, int first, int end) {
-    try {
-      threads_.emplace_back([&work, first, end] { work(first, end); });
-    } catch (const std::system_error&) {
-      return false;
-    }
-    return true;
-  }
-
- private:
-  std::vector<std::thread> threads_;
-};
-
-// The number of bands that a caller's `threads` asks for: below 1, one for each processor, but at
-// most 4.
-inline int band_count(int threads) {
-  return threads >= 1 ? threads : std::clamp(get_cpu_core_num(), 1, 4);
-}
-
-// Calls work(first, end) for bands of ceil(height / bands) rows, which must not throw, and
-// returns when all are done. Bands without rows are left out. The last band, and any for which
-// the system has no thread, runs on the calling thread.
+// Calls work(first, end) for bands of ceil(height / threads) rows, which must not throw, and
+// returns when all are done. Bands without rows are left out. The last band, and any for which the
+// system has no thread, runs on the calling thread. Below 1, `threads` stands for one for each
+// processor, but at most 4.
 template <class Work>
 void for_row_bands(int height, int threads, const Work& work) {
   if (height < 1) return;
-  const int bands = band_count(threads);
+  const int bands = threads >= 1 ? threads : std::clamp(get_cpu_core_num(), 1, 4);
   const int rows = height / bands + (height % bands != 0);
-  Workers workers;
+  std::vector<std::future<void>> others;  // waits for its threads, also when an exception passes
   int first = 0;
   for (; height - first > rows; first += rows) {
-    if (!workers.start(work, first, first + rows)) work(first, first + rows);
+    const auto band = [&work, first, rows] { work(first, first + rows); };
+    try {
+      others.push_back(std::async(std::launch::async, band));
+    } catch (const std::system_error&) {
+      band();
+    }
   }
   work(first, height);
 }
