@@ -1,4 +1,4 @@
-// Conversions between bytes, integers and floats, each with its rounding in its name.
+// Conversions between bytes and floats, each with its rounding in its name.
 #ifndef KELVRA_CV_CORE_NUMERIC_H_
 #define KELVRA_CV_CORE_NUMERIC_H_
 
@@ -8,11 +8,6 @@ namespace KelvraCV::detail {
 
 // The single-precision number nearest 1/255: what a byte is multiplied by on its way to [0, 1].
 constexpr float kInverse255 = 0.003921569f;
-
-// The nearest value in 0 .. 255.
-constexpr uint8_t clamp_byte(int value) {
-  return static_cast<uint8_t>(value < 0 ? 0 : (value > 255 ? 255 : value));
-}
 
 // Clamped to [0, 255], then truncated toward zero. NaN gives 0.
 inline uint8_t truncate_byte(float value) {

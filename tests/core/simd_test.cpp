@@ -38,9 +38,7 @@ TEST(Simd, Floats) {
   }
 }
 
-TEST(Numeric, ClampAndTruncate) {
-  EXPECT_EQ(clamp_byte(-1), 0);
-  EXPECT_EQ(clamp_byte(256), 255);
+TEST(Numeric, TruncateByte) {
   EXPECT_EQ(truncate_byte(-0.5f), 0);
   EXPECT_EQ(truncate_byte(254.999f), 254);
   EXPECT_EQ(truncate_byte(1e30f), 255);
