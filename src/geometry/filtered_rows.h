@@ -5,45 +5,35 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/scratch.h"
+#include "core/row_ring.h"
 
 namespace KelvraCV::detail {
 
 // Whole vectors may be read and written past the end of the scratch rows.
 constexpr size_t kSpareValues = 64;
 
-// The filtered source rows that a destination row takes. Those that the row before had are kept.
+// The filtered source rows that a destination row takes, kTaps neighbouring ones at most. Those
+// that the row before had are kept.
 template <class T, int kTaps>
 class FilteredRows {
  public:
-  explicit FilteredRows(size_t count) : stride_(count + kSpareValues), values_(kTaps, stride_) {
+  explicit FilteredRows(size_t count) : rows_(kTaps, count + kSpareValues) {
     std::fill_n(sources_, kTaps, -1);
   }
 
-  // `filter` is called with a source row's number and the place of its values.
+  // The values of source row y, which filter(y, values) makes if they are not there.
   template <class Filter>
-  void load(const int (&wanted)[kTaps], Filter filter) {
-    for (int i = 0; i < kTaps; ++i) {
-      const int* slot = std::find(sources_, sources_ + kTaps, wanted[i]);
-      if (slot == sources_ + kTaps) {
-        slot = std::find_if(sources_, sources_ + kTaps, [&](int source) {
-          return std::find(wanted, wanted + kTaps, source) == wanted + kTaps;
-        });
-        filter(wanted[i], values(slot));
-        sources_[slot - sources_] = wanted[i];
-      }
-      rows_[i] = values(slot);
-    }
+  const T* row(int y, const Filter& filter) {
+    const auto at = static_cast<size_t>(y);
+    int& source = sources_[at % kTaps];  // neighbours take different places
+    if (source != y) filter(y, rows_[at]);
+    source = y;
+    return rows_[at];
   }
-  const T* const* rows() const { return rows_; }
 
  private:
-  T* values(const int* slot) { return values_.get() + (slot - sources_) * stride_; }
-
-  size_t stride_;
+  RowRing<T> rows_;
   int sources_[kTaps];
-  const T* rows_[kTaps] = {};
-  Scratch<T> values_;
 };
 
 }  // namespace KelvraCV::detail

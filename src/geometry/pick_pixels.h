@@ -73,7 +73,7 @@ void pick_rows(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, size_
   for (int y = 0; y < sizes.dst_height; ++y) {
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
     const int row =
-        step != 0 ? step * y + (step - 1) / 2 : nearest_tap(coordinate(y), sizes.src_height);
+        step > 0 ? step * y + (step - 1) / 2 : nearest_tap(coordinate(y), sizes.src_height);
     if (row == previous) {
       std::memcpy(out, row_at(dst, y - 1, sizes.dst_stride), count);
     } else {

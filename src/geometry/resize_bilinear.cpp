@@ -11,9 +11,9 @@ namespace {
 
 using namespace detail;
 
-bool is_halved(const ResizeSizes& sizes) {
-  return exact_step(sizes.src_width, sizes.dst_width) == 2 &&
-         exact_step(sizes.src_height, sizes.dst_height) == 2;
+bool has_step(const ResizeSizes& sizes, int step) {
+  return exact_step(sizes.src_width, sizes.dst_width) == step &&
+         exact_step(sizes.src_height, sizes.dst_height) == step;
 }
 
 // Calls halve(top, bottom, out) for the rows of a destination of half the size.
@@ -32,12 +32,12 @@ void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   const auto [src_width, src_height, src_stride, dst_width, dst_height, dst_stride] = sizes;
   if (takes_single_pixels(sizes)) {
     pick_pixels<kSource, kChannels, kSwap>(src, dst, sizes);
-  } else if (is_halved(sizes)) {
+  } else if (has_step(sizes, 2)) {
     halve_rows(src, dst, sizes,
                [width = dst_width](const auto* top, const auto* bottom, auto* out) {
                  Simple::halve(top, bottom, width, out);
                });
-  } else if (is_doubled(src_width, dst_width) && is_doubled(src_height, dst_height)) {
+  } else if (has_step(sizes, kDoubled)) {
     for (int y = 0; y < dst_height; ++y) {
       const int near = y / 2, far = std::clamp(y % 2 != 0 ? near + 1 : near - 1, 0, src_height - 1);
       Simple::enlarge(row_at(src, near, src_stride), row_at(src, far, src_stride), src_width,
@@ -78,7 +78,7 @@ void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int s
                               int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  if (is_halved(sizes)) {
+  if (has_step(sizes, 2)) {
     halve_rows(src, dst, sizes, [=](const float* top, const float* bottom, float* out) {
       halve_floats(top, bottom, dst_width, out);
     });

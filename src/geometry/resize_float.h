@@ -39,12 +39,16 @@ class FloatResizer {
         dst_width_(dst_width),
         dst_height_(dst_height),
         source_(std::move(source)),
-        taps_(dst_width),
-        weights_(2, dst_width),
+        pitch_(static_cast<size_t>(dst_width) + 3),
+        taps_(pitch_),
+        weights_(2, pitch_),
         rows_(src_height, dst_height),
         filtered_(dst_width) {
-    float *const left = weights_.get(), *const right = left + dst_width;
-    Coordinates(src_width, dst_width).for_each([=, taps = taps_.get()](int x, float coordinate) {
+    float *const left = weights_.get(), *const right = left + pitch_;
+    int* const taps = taps_.get();
+    std::fill_n(taps, pitch_, 0);
+    std::fill_n(left, 2 * pitch_, 0.0f);
+    Coordinates(src_width, dst_width).for_each([=](int x, float coordinate) {
       const Position at = position_of(coordinate, src_width);
       taps[x] = at.tap;
       left[x] = 1.0f - at.fraction;
@@ -61,8 +65,8 @@ class FloatResizer {
       blend(source_(top), source_(bottom), t, out);
       return;
     }
-    filtered_.load({top, bottom}, [&](int row, float* values) { filter(source_(row), values); });
-    const float *const above = filtered_.rows()[0], *const below = filtered_.rows()[1];
+    const auto make = [&](int row, float* values) { filter(source_(row), values); };
+    const float *const above = filtered_.row(top, make), *const below = filtered_.row(bottom, make);
     if (src_height_ == 1) {
       std::copy_n(above, dst_width_, out);
       return;
@@ -76,7 +80,7 @@ class FloatResizer {
   using Floats = Block<float>;
   using Pair = hn::Half<Floats>;
 
-  // Columns x to x + 3 of a source row.
+  // Columns x to x + 3 of a source row. There are taps for three columns more than the row has.
   HWY_INLINE hn::Vec<Floats> four_columns(const float* src, int x) const {
     const Floats d;
     const Pair pair;
@@ -86,12 +90,8 @@ class FloatResizer {
     };
     const auto first = two_pairs(taps[0], taps[1]), second = two_pairs(taps[2], taps[3]);
     const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
-    const float *const left = weights_.get() + x, *const right = left + dst_width_;
+    const float *const left = weights_.get() + x, *const right = left + pitch_;
     return hn::MulAdd(b, hn::LoadU(d, right), a * hn::LoadU(d, left));
-  }
-  float column(const float* src, int x) const {
-    const float *const neighbours = src + taps_[x], *const weights = &weights_[x];
-    return std::fma(neighbours[1], weights[dst_width_], neighbours[0] * weights[0]);
   }
 
   void filter(const float* src, float* out) const {
@@ -99,27 +99,24 @@ class FloatResizer {
       std::fill_n(out, dst_width_, src[0]);
       return;
     }
-    int x = 0;
-    for (; x + 4 <= dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
-    for (; x < dst_width_; ++x) out[x] = column(src, x);
+    for (int x = 0; x < dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
   }
 
   // Both passes at once, where most filtered rows would serve once only.
   void blend(const float* top, const float* bottom, float t, float* out) const {
     const Floats d;
     const auto below = hn::Set(d, t), above = hn::Set(d, 1.0f - t);
+    const auto columns = [&](int x) KELVRA_CV_INLINE {
+      return hn::MulAdd(four_columns(bottom, x), below, four_columns(top, x) * above);
+    };
     int x = 0;
-    for (; x + 4 <= dst_width_; x += 4) {
-      const auto upper = four_columns(top, x), lower = four_columns(bottom, x);
-      hn::StoreU(hn::MulAdd(lower, below, upper * above), d, out + x);
-    }
-    for (; x < dst_width_; ++x) {
-      out[x] = std::fma(column(bottom, x), t, column(top, x) * (1.0f - t));
-    }
+    for (; x + 4 <= dst_width_; x += 4) hn::StoreU(columns(x), d, out + x);
+    if (x < dst_width_) store_first(d, columns(x), out + x, static_cast<size_t>(dst_width_ - x));
   }
 
   int src_width_, src_height_, dst_width_, dst_height_;
   Source source_;
+  size_t pitch_;
   Scratch<int> taps_;
   Scratch<float> weights_;  // those of the left taps, then those of the right ones
   Coordinates rows_;

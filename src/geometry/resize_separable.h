@@ -4,7 +4,6 @@
 #define KELVRA_CV_GEOMETRY_RESIZE_SEPARABLE_H_
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
 #include "core/rows.h"
@@ -62,27 +61,19 @@ inline void blend_rows(const int16_t* const* rows, const Taps<4>& taps, uint8_t*
 template <class Kernel, int kSource, int kChannels, bool kSwap>
 class RowFilter {
  public:
-  static constexpr int kTaps = Kernel::kTaps, kValues = kChannels;
+  static constexpr int kTaps = Kernel::kTaps;
 
   RowFilter(int src_width, int dst_width)
       : count_(static_cast<size_t>(dst_width) * kChannels),
         stride_(count_ + kSpareValues),
-        weights_(kParts, stride_) {
-    std::fill_n(weights_.get(), kParts * stride_, int16_t{0});
-    Scratch<int> first(static_cast<size_t>(dst_width));
-    Coordinates(src_width, dst_width).for_each([&](int x, float coordinate) {
-      const Taps<kTaps> taps = Kernel::taps(coordinate, src_width);
-      first[x] = taps.first;
-      set_weights(static_cast<size_t>(x) * kChannels, taps.weights);
-    });
-    gather_.emplace(src_width, dst_width, first);
-  }
+        weights_(kParts, stride_),
+        gather_(src_width, dst_width, make_weights(src_width, dst_width)) {}
 
   // The values of a source row; whole vectors are written.
   void operator()(const uint8_t* src, int16_t* out) {
     const Full<int16_t> d16;
-    const uint8_t* const row = gather_->open(src, 0);
-    gather_->use([&](const auto& pairs) {
+    const uint8_t* const row = gather_.open(src, 0);
+    gather_.use([&](const auto& pairs) {
       for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
         if constexpr (kTaps == 2) {
           hn::StoreU(mean_of_pairs(pairs(row, 2 * x), part(0, x)), d16, out + x);
@@ -98,12 +89,12 @@ class RowFilter {
   void blend(const uint8_t* first, const uint8_t* second, const Taps<2>& taps, uint8_t* out) {
     const Full<int16_t> d16;
     const RowPair<uint8_t> pair(first, second, taps);
-    const uint8_t* const near = gather_->open(pair.near, 0);
-    const uint8_t* const far = gather_->open(pair.far, 1);
+    const uint8_t* const near = gather_.open(pair.near, 0);
+    const uint8_t* const far = gather_.open(pair.far, 1);
     const auto row_weight = hn::Set(d16, far_weight(pair.weight));
     const int16_t* const column_weights = weights_.get();
     // All is captured by value: no byte written can be part of that.
-    gather_->use([=, count = count_](auto pairs) {
+    gather_.use([=, count = count_](auto pairs) {
       store_row(count, out, [=](size_t x) KELVRA_CV_INLINE {
         const auto half = [&](size_t at) KELVRA_CV_INLINE {
           const auto weights = hn::LoadU(d16, column_weights + at);
@@ -118,14 +109,25 @@ class RowFilter {
  private:
   static constexpr int kParts = kTaps == 2 ? 1 : 4;  // of a value's weights
 
-  void set_weights(size_t x, const int16_t (&weights)[kTaps]) {
-    int16_t parts[kParts];
-    if constexpr (kTaps == 2) {
-      parts[0] = pair_weight(weights[1]);
-    } else {
-      split_weights(weights, parts);
-    }
-    for (int i = 0; i < kParts; ++i) std::fill_n(&weights_[i * stride_ + x], kChannels, parts[i]);
+  // Returns each column's first tap.
+  Scratch<int> make_weights(int src_width, int dst_width) {
+    std::fill_n(weights_.get(), kParts * stride_, int16_t{0});
+    Scratch<int> first(static_cast<size_t>(dst_width));
+    Coordinates(src_width, dst_width).for_each([&](int x, float coordinate) {
+      const Taps<kTaps> taps = Kernel::taps(coordinate, src_width);
+      first[x] = taps.first;
+      int16_t parts[kParts];
+      if constexpr (kTaps == 2) {
+        parts[0] = pair_weight(taps.weights[1]);
+      } else {
+        split_weights(taps.weights, parts);
+      }
+      for (int i = 0; i < kParts; ++i) {
+        std::fill_n(&weights_[i * stride_ + static_cast<size_t>(x) * kChannels], kChannels,
+                    parts[i]);
+      }
+    });
+    return first;
   }
   HWY_INLINE hn::Vec<Full<int16_t>> part(int i, size_t x) const {
     return hn::LoadU(Full<int16_t>(), &weights_[i * stride_ + x]);
@@ -134,7 +136,7 @@ class RowFilter {
   size_t count_, stride_;
   Scratch<int16_t> weights_;
   // A set for each pair of taps.
-  std::optional<PixelGather<kSource, kChannels, kSwap, 2, kTaps / 2>> gather_;
+  PixelGather<kSource, kChannels, kSwap, 2, kTaps / 2> gather_;
 };
 
 // ---- The whole.
@@ -148,8 +150,7 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
   const size_t count = static_cast<size_t>(sizes.dst_width) * kChannels;
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
   RowFilter<Kernel, kSource, kChannels, kSwap> filter(sizes.src_width, sizes.dst_width);
-  std::optional<FilteredRows<int16_t, kTaps>> filtered;
-  if (!blends) filtered.emplace(count);
+  FilteredRows<int16_t, kTaps> filtered(blends ? 0 : count);
   for (int y = 0; y < sizes.dst_height; ++y) {
     const Taps<kTaps> taps = Kernel::taps(coordinate(y), sizes.src_height);
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
@@ -159,17 +160,18 @@ void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes
       const int row = kTaps == 2 && taps.weights[i] == 0 ? taps.first : taps.first + i;
       wanted[i] = std::clamp(row, 0, sizes.src_height - 1);
     }
+    const auto source = [&](int row) { return row_at(src, row, sizes.src_stride); };
     if constexpr (kCanBlend) {
       if (blends) {
-        filter.blend(row_at(src, wanted[0], sizes.src_stride),
-                     row_at(src, wanted[1], sizes.src_stride), taps, out);
+        filter.blend(source(wanted[0]), source(wanted[1]), taps, out);
         continue;
       }
     }
-    filtered->load(wanted, [&](int row, int16_t* values) {
-      filter(row_at(src, row, sizes.src_stride), values);
-    });
-    blend_rows(filtered->rows(), taps, out, count);
+    const int16_t* rows[kTaps];
+    for (int i = 0; i < kTaps; ++i) {
+      rows[i] = filtered.row(wanted[i], [&](int row, int16_t* to) { filter(source(row), to); });
+    }
+    blend_rows(rows, taps, out, count);
   }
 }
 

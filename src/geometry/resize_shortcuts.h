@@ -33,26 +33,17 @@ class SimpleRows {
   // weights 1024, ((a + b) 1024 >> 4) 1024 + ((c + d) 1024 >> 4) 1024 is (a + b + c + d) 2^16, and
   // 2^16 >> 18 a quarter.
   static void halve(const uint8_t* top, const uint8_t* bottom, int dst_width, uint8_t* out) {
-    int x = 0;
-    if constexpr (kChannels == 1) {
-      x = cover_columns(dst_width, kBlock, [&](auto d8, int at_x) {
-        const auto sums = [&](size_t at) {
-          return add_pairs(add_pairs(hn::LoadU(d8, top + at)), hn::LoadU(d8, bottom + at));
-        };
-        const size_t at = size_t{2} * static_cast<size_t>(at_x);
-        hn::StoreU(narrow_from_bit<2>(sums(at), sums(at + hn::Lanes(d8))), d8, out + at_x);
-      });
-    } else if constexpr (kLoadsChannelsApart) {
-      x = cover_columns(dst_width, kBlock, [&](auto d8, int at_x) {
-        halve_channels(d8, top + ptrdiff_t{2} * at_x * kSource,
-                       bottom + ptrdiff_t{2} * at_x * kSource, out + ptrdiff_t{at_x} * kChannels);
-      });
-    } else {
-      x = cover_columns(dst_width - kSpare, 2 * kHalved, [&](auto d8, int at_x) {
-        halve_pixels(d8, top + ptrdiff_t{2} * at_x * kSource,
-                     bottom + ptrdiff_t{2} * at_x * kSource, out + ptrdiff_t{at_x} * kChannels);
-      });
-    }
+    constexpr int kWidth = kHalvesChannels ? kBlock : 2 * kHalved;
+    const int usable = dst_width - (kHalvesChannels ? 0 : kSpare);
+    int x = cover_columns(usable, kWidth, [&](auto d8, int at_x) {
+      const ptrdiff_t at = ptrdiff_t{2} * at_x * kSource;
+      uint8_t* const to = out + ptrdiff_t{at_x} * kChannels;
+      if constexpr (kHalvesChannels) {
+        halve_channels(d8, top + at, bottom + at, to);
+      } else {
+        halve_pixels(d8, top + at, bottom + at, to);
+      }
+    });
     for (; x < dst_width; ++x) {
       for (int c = 0; c < kChannels; ++c) {
         const ptrdiff_t at = ptrdiff_t{2} * x * kSource + source_channel(c, kSwap);
@@ -90,6 +81,8 @@ class SimpleRows {
  private:
   static constexpr int kBlock = 16;
   static constexpr uint8_t kNone = 0x80;
+  // Pixels of four bytes are not parted into channels where that takes more than a few shuffles.
+  static constexpr bool kHalvesChannels = kSource < 4 || kLoadsChannelsApart;
   // Destination pixels that half a block of sums holds, and source pixels of a block to be doubled.
   static constexpr int kHalved = 2, kDoubled = kBlock / kSource;
   // Blocks of three channels are loaded and stored whole, with less than two pixels too many.
@@ -108,9 +101,9 @@ class SimpleRows {
   HWY_INLINE static void halve_channels(D8 d8, const uint8_t* top, const uint8_t* bottom,
                                         uint8_t* out) {
     hn::Vec<D8> tops[2][kSource], bottoms[2][kSource], means[kChannels];
-    for (int half = 0; half < 2; ++half) {
-      load_pixels<kSource>(d8, top + half * kBlock * kSource, tops[half]);
-      load_pixels<kSource>(d8, bottom + half * kBlock * kSource, bottoms[half]);
+    for (size_t half = 0; half < 2; ++half) {
+      load_pixels<kSource>(d8, top + half * hn::Lanes(d8) * kSource, tops[half]);
+      load_pixels<kSource>(d8, bottom + half * hn::Lanes(d8) * kSource, bottoms[half]);
     }
     for (int c = 0; c < kChannels; ++c) {
       const int k = source_channel(c, kSwap);

@@ -16,7 +16,7 @@
 namespace KelvraCV::detail {
 
 // 1.0 in the weights' 11-bit fixed point. A horizontal pass keeps 7 of its bits.
-constexpr int kWeightOne = 2048, kHorizontalShift = 4, kVerticalShift = 18;
+constexpr int kWeightOne = 2048;
 
 struct ResizeSizes {
   int src_width, src_height, src_stride;
@@ -58,28 +58,23 @@ class Coordinates {
   float source_, ratio_, reciprocal_;
 };
 
-// Whether all coordinates are exact, where the source is a whole multiple of the destination, or
-// half of it; elsewhere false. Those in whole groups of four are, up to 2^21, as i + 0.5, its
-// product with the ratio and the difference need 23 bits at most. Only the rest is looked at.
-inline bool has_exact_coordinates(int source, int destination) {
-  if (source % destination != 0 && destination != int64_t{2} * source) return false;
-  if (std::max(source, destination) >= 1 << 21) return false;
+// How many source pixels there are to each destination pixel, if that is a whole number and all
+// coordinates are exact: destination pixel i has those from step * i on, and its coordinate is in
+// their middle. kDoubled if there are two destination pixels to each source pixel, else 0.
+//
+// Coordinates in whole groups of four are exact up to 2^21, as i + 0.5, its product with the ratio
+// and the difference need 23 bits at most. Only the rest is looked at.
+constexpr int kDoubled = -2;
+inline int exact_step(int source, int destination) {
+  const bool is_doubled = destination == int64_t{2} * source;
+  if (source % destination != 0 && !is_doubled) return 0;
+  if (std::max(source, destination) >= 1 << 21) return 0;
   const Coordinates coordinate(source, destination);
   const double ratio = static_cast<double>(source) / destination;
   for (int i = destination & ~3; i < destination; ++i) {
-    if (coordinate(i) != (i + 0.5) * ratio - 0.5) return false;
+    if (coordinate(i) != (i + 0.5) * ratio - 0.5) return 0;
   }
-  return true;
-}
-
-// How many source pixels there are to each destination pixel, where coordinates are exact and there
-// is at least one, else 0. Destination pixel i has those from step * i on, and its coordinate is in
-// their middle.
-inline int exact_step(int source, int destination) {
-  return has_exact_coordinates(source, destination) ? source / destination : 0;
-}
-inline bool is_doubled(int source, int destination) {
-  return destination == int64_t{2} * source && has_exact_coordinates(source, destination);
+  return is_doubled ? kDoubled : source / destination;
 }
 
 // The integer at or before a coordinate, which rounding may have led past the range of integers.
