@@ -1288,8 +1288,13 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
 /// Encoded files are spliced, never decoded: chunks and segments are copied byte for byte. The
 /// files may hold anything; a chunk or segment that runs past the end of its file counts as not
 /// found, like everything after it. The output may be one of the inputs: both are read whole
-/// before it is emptied. All return 0, or -1 after a message; a call that fails leaves an
-/// existing output as it was, and may have created an empty one.
+/// before it is emptied. A call that fails leaves an existing output as it was, and may have
+/// created an empty one.
+///
+/// Messages, in the order of the checks, KIND being png or jpeg: "png path error!\n" (a null path,
+/// also of JPEG files), "origin KIND path error\n", "input KIND path error\n", "output KIND path
+/// error\n" (not opened, or not written), "origin KIND is not KIND format!\n"; for an input that is
+/// of another kind, the last one and then "KIND in is not KIND format!\n".
 /// \{
 
 /// Carries the colour profile ("iCCP") and Exif ("eXIf") of a PNG file into another one.
@@ -1297,11 +1302,6 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
 /// The output is the input with the origin's eXIf and then its iCCP chunk inserted at byte 33,
 /// after the header. A chunk that the input already has is kept and never replaced. Only chunks
 /// before the first image data ("IDAT") count; of several, the last one.
-///
-/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin png path
-/// error\n", "input png path error\n", "output png path error\n" (not opened, or not written),
-/// "origin png is not png format!\n"; for an input that is no PNG, the last one and then "png in is
-/// not png format!\n".
 ///
 /// \param origin_path,input_path,output_path  Where they come from, what they are added to, and
 ///            the file to write.
@@ -1313,8 +1313,7 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
 /// Bytes after the "IEND" chunk, or from a chunk on that runs past the end of the file, are not
 /// copied; the output has zeros in their place.
 ///
-/// Messages: "png path error!\n" (a null path), "input png path error\n", "output png path
-/// error\n", "origin png is not png format!\n".
+/// An input that is no PNG prints "origin png is not png format!\n".
 ///
 /// \param input_path,output_path  The file, and the one to write.
 /// \return 0, or -1 after a message.
@@ -1330,13 +1329,7 @@ int remove_png_info(const char* input_path, const char* output_path);
 /// output then ends with as many zero bytes, after the end of the image, as the replaced segment
 /// had. If the origin has none, the output is a copy of the input.
 ///
-/// Messages, in the order of the checks: "png path error!\n" (a null path), "origin jpeg path
-/// error\n", "input jpeg path error\n", "output jpeg path error\n" (not opened, or not written),
-/// "origin jpeg is not jpeg format!\n"; for an input that is no JPEG, the last one and then "jpeg
-/// in is not jpeg format!\n".
-///
-/// \param origin_path,input_path,output_path  Where it comes from, what it is added to, and the
-///            file to write.
+/// \param origin_path,input_path,output_path  As of add_png_info().
 /// \return 0, or -1 after a message.
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path);
 
