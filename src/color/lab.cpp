@@ -152,9 +152,9 @@ void convert_pixels(const float (*xyz)[4], const uint8_t* rgb, uint8_t* lab, siz
                     Recent& recent) {
   Ints l[4], a[4], b[4];
   Unsigned least[4];
-  for (int i = 0; i < 4; ++i) {
+  repeat<4>([&](int i) KELVRA_CV_INLINE {
     least[i] = convert_vector(xyz[i * kFloats], l[i], a[i], b[i]);
-  }
+  });
   const auto bytes = [](const Ints(&v)[4]) KELVRA_CV_INLINE {
     return shift_to_u8<kFractionBits>(v[0], v[1], v[2], v[3]);
   };
