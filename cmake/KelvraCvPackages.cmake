@@ -11,7 +11,6 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_COMPONENTS_ALL runtime development)
 
@@ -42,7 +41,11 @@ list(JOIN exported "\n" exported)
 file(WRITE ${PROJECT_BINARY_DIR}/debian/symbols
   "libkelvra_cv.so.${PROJECT_VERSION_MAJOR} ${kelvra_cv_package} #MINVER#\n"
   " KELVRA_CV_${PROJECT_VERSION_MAJOR}@KELVRA_CV_${PROJECT_VERSION_MAJOR} ${PROJECT_VERSION}\n${exported}\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/symbols)
+# The same in short. CPack would write a line for each level's library.
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
+  "libkelvra_cv ${PROJECT_VERSION_MAJOR} ${kelvra_cv_this_version}\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_BINARY_DIR}/debian/symbols ${PROJECT_BINARY_DIR}/debian/shlibs)
 
 kelvra_cv_debian(development libkelvra-cv-dev libdevel "${kelvra_cv_this_version}"
   "The header, the CMake package and the pkg-config file, for programs that link the library.")
