@@ -1,5 +1,6 @@
-// The functions of one family, with everything drawn from the input. The result must not depend on
-// where buffers lie or how rows are padded, and nothing outside of the rows may be touched.
+// The functions of one family, with everything drawn from the input. The result must be the plain
+// version's and not depend on where buffers lie or how rows are padded, and nothing outside of the
+// rows may be touched.
 #include <cstdlib>
 
 #include "support/every_call.h"
