@@ -179,7 +179,7 @@ class ExtremeFilter {
     const uint8_t* windows = row;  // of `length` samples, starting at each column
     uint8_t *next = windows_.get(), *other = next + pitch_;
     int length = 1;
-    for (; 4 * length < n_; length *= 4) {
+    for (; 5 * length < n_; length *= 4) {
       extremes<Op>(next, width_ + 1 - 4 * length, windows, windows + length, windows + 2 * length,
                    windows + 3 * length);
       windows = next;
@@ -191,9 +191,12 @@ class ExtremeFilter {
       extremes<Op>(out + radius_, count, windows, last_window);
     } else if (n_ <= 3 * length) {
       extremes<Op>(out + radius_, count, windows, windows + length, last_window);
-    } else {
+    } else if (n_ <= 4 * length) {
       extremes<Op>(out + radius_, count, windows, windows + length, windows + 2 * length,
                    last_window);
+    } else {
+      extremes<Op>(out + radius_, count, windows, windows + length, windows + 2 * length,
+                   windows + 3 * length, last_window);
     }
 
     running_extreme<Op>(row, out, radius_, 1);
