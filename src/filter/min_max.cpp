@@ -4,6 +4,8 @@
 // holding the rest. Most results are the extreme of the whole window. At the ends they are not
 // those of a clipped window, deliberately: among the first `radius` samples a result covers
 // sample 0 to x, and among the last `radius` ones x to the end of the block that x is in.
+#include <hwy/cache_control.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -101,6 +103,7 @@ class ExtremeFilter {
         radius_(radius),
         n_(2 * radius + 1),
         last_block_((width - 1) / n_ * n_),
+        is_large_(static_cast<size_t>(width) * height >= kLarge),
         // An odd number of cache lines: rows below each other do not compete for places.
         pitch_((static_cast<size_t>(width) + 63) / 64 * 64 | 64),
         rows_(std::min(2 * n_, height), pitch_),
@@ -129,6 +132,8 @@ class ExtremeFilter {
  private:
   // Few enough for a result whose rows compete for the same places of a cache.
   static constexpr int kRowsTogether = 4;
+
+  static constexpr size_t kLarge = size_t{1} << 22;  // pixels: 8 MB to read and to write
 
   // Reading back what was written just now would wait.
   static constexpr int kAhead = 4;
@@ -170,7 +175,18 @@ class ExtremeFilter {
   void filter_rows_before(int end) {
     for (; known_ < std::min(end, height_); ++known_) {
       filter_row(row_at(src_, known_, width_), row(known_));
+      if (is_large_) {
+        prefetch(src_, known_ + 2 * kRowsTogether);
+        prefetch(dst_, known_ - radius_ + kRowsTogether);
+      }
     }
+  }
+
+  // Rows that no cache holds are fetched before it is their turn, also those that will be written:
+  // the walk jumps too much for the machine to foresee where it leads.
+  void prefetch(const uint8_t* image, int y) const {
+    if (y < 0 || y >= height_) return;
+    for (int x = 0; x < width_; x += 64) hwy::Prefetch(row_at(image, y, width_) + x);
   }
 
   // Windows of n samples are covered by shorter ones side by side, the last of which ends where
@@ -211,6 +227,7 @@ class ExtremeFilter {
   const uint8_t* src_;
   uint8_t* dst_;
   int width_, height_, radius_, n_, last_block_;  // where the last block of a row starts
+  bool is_large_;
   size_t pitch_;
   RowRing<uint8_t> rows_;
   Scratch<uint8_t> windows_, running_;
