@@ -81,8 +81,7 @@ class SimpleRows {
  private:
   static constexpr int kBlock = 16;
   static constexpr uint8_t kNone = 0x80;
-  // Pixels of four bytes are not parted into channels where that takes more than a few shuffles.
-  static constexpr bool kHalvesChannels = kSource < 4 || kLoadsChannelsApart;
+  static constexpr bool kHalvesChannels = kSource == 1 || kLoadsChannelsApart;
   // Destination pixels that half a block of sums holds, and source pixels of a block to be doubled.
   static constexpr int kHalved = 2, kDoubled = kBlock / kSource;
   // Blocks of three channels are loaded and stored whole, with less than two pixels too many.
