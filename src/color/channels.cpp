@@ -59,8 +59,8 @@ bool are_apart(const ImageData& pixels, const std::vector<ImageData>& planes) {
 void convert_c4_to_c3(unsigned char* src, unsigned char* dst, int width, int height, int src_stride,
                       int dst_stride, int swap_rb) {
   const auto convert = [&](const auto& drop) {
-    convert_rows<kPaired>(Interleaved<4>{{src}}, src_stride, Interleaved<3>{{dst}}, dst_stride,
-                          width, height, drop);
+    convert_rows(Interleaved<4>{{src}}, src_stride, Interleaved<3>{{dst}}, dst_stride, width,
+                 height, drop);
   };
   if (swap_rb == 0) {
     convert(DropFourth<false>());
