@@ -157,25 +157,21 @@ class GrayRows {
         bgra_(bgra),
         converted_(channels == 1 ? 0 : kKept, width) {}
 
-  // Rows are to be converted in increasing order. One is there until the seventh after it is.
-  void convert(int y) {
-    if (channels_ == 1) return;
+  // Each row is asked for once, in increasing order.
+  const uint8_t* row(int y) {
     const uint8_t* const source = row_at(src_, y, stride_);
-    uint8_t* const gray = converted_.get() + place_of(y);
+    if (channels_ == 1) return source;
+    uint8_t* const gray = converted_.get() + static_cast<size_t>(y % kKept) * width_;
     if (channels_ == 3) {
       rgb2gray(source, gray, width_, 1, stride_, width_);
     } else {
       rgba2gray(source, gray, width_, 1, stride_, width_, bgra_);
     }
-  }
-  const uint8_t* row(int y) const {
-    return channels_ == 1 ? row_at(src_, y, stride_) : converted_.get() + place_of(y);
+    return gray;
   }
 
  private:
   static constexpr int kKept = 2 * kRadius + 1;
-  size_t place_of(int y) const { return static_cast<size_t>(y % kKept) * width_; }
-
   const uint8_t* src_;
   int width_, channels_, stride_, bgra_;
   Scratch<uint8_t> converted_;
@@ -197,14 +193,14 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
   GrayRows gray(src, width, channels, stride, bgra);
   CornerRow rows[3] = {CornerRow(width), CornerRow(width), CornerRow(width)};
   Window window{};
-  for (int y = 0; y < 2 * kRadius; ++y) gray.convert(y);
+  for (int y = 0; y < 2 * kRadius; ++y) window.rows[y + 1] = gray.row(y);
   // One row more than is searched, for the last one's suppression.
   for (int y = kRadius; y <= height - kRadius; ++y) {
     CornerRow& current = rows[y % 3];
     current.clear();
     if (y < height - kRadius) {
-      gray.convert(y + kRadius);
-      for (int k = -kRadius; k <= kRadius; ++k) window.rows[kRadius + k] = gray.row(y + k);
+      std::copy(window.rows + 1, std::end(window.rows), window.rows);
+      window.rows[2 * kRadius] = gray.row(y + kRadius);
       find_corners(window, width, limit,
                    mask == nullptr ? nullptr : mask + static_cast<size_t>(y) * width, current);
     }
