@@ -53,10 +53,11 @@ set(KELVRA_CV_X86_LEVELS "${levels}" CACHE STRING
 function(kelvra_cv_kernel_settings target level)
   add_library(${target} INTERFACE)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
-    # x86-64-v3: AVX2 with fused multiply-add. x86-64-v4: vectors of 512 bits in the kernels, while
-    # loops that the compiler vectorises stay at 256: no slower, and shorter where they are short.
-    # Highway also asks for AES and CLMUL unless told that no kernel needs them.
-    target_compile_options(${target} INTERFACE -march=${level} -mprefer-vector-width=256)
+    # x86-64-v3: AVX2 with fused multiply-add. x86-64-v4: vectors of 512 bits, also in loops that
+    # the compiler vectorises: told to prefer 256, GCC copies the kernels' vectors by halves, which
+    # reading them back waits for. Highway also asks for AES and CLMUL unless told that no kernel
+    # needs them.
+    target_compile_options(${target} INTERFACE -march=${level})
     target_compile_definitions(${target} INTERFACE HWY_DISABLE_PCLMUL_AES)
   elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
     # With GCC, Highway's NEON operations must be compiled with the crypto extension enabled; none
