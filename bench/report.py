@@ -2,6 +2,7 @@
 
 report.py x86-64 DOCS GCC CLANG   runs the benchmark programs of both compilers' builds, in the folders GCC and CLANG
 report.py arm64 DOCS FOLDER       takes the instruction counter's rows from FOLDER
+report.py page DOCS               writes the page of what was measured before
 
 What was measured is kept in DOCS/benchmarks/, so that either half of the page can be made anew without the other.
 DOCS/benchmarks/reasons.toml says what bounds the cases that fall short.
@@ -333,8 +334,9 @@ def main():
     machine, docs, *folders = sys.argv[1], *map(pathlib.Path, sys.argv[2:])
     kept = docs / "benchmarks"
     kept.mkdir(parents=True, exist_ok=True)
-    found = measure(*folders) if machine == "x86-64" else collect(*folders)
-    (kept / f"{machine}.json").write_text(json.dumps(found, indent=0, sort_keys=True) + "\n")
+    if machine != "page":
+        found = measure(*folders) if machine == "x86-64" else collect(*folders)
+        (kept / f"{machine}.json").write_text(json.dumps(found, indent=0, sort_keys=True) + "\n")
     halves = [kept / f"{name}.json" for name in ("x86-64", "arm64")]
     if not all(path.exists() for path in halves):
         sys.exit("the other half of the page has not been measured yet: run ./dev bench and ./dev bench arm64")
@@ -342,7 +344,8 @@ def main():
     reasons = tomllib.loads((kept / "reasons.toml").read_text())
     page = PAGE.format(picture="benchmarks.svg", x86=write_x86(x86, reasons["x86-64"]),
                        arm64=write_arm64(arm64, reasons["arm64"]))
-    (docs / "benchmarks.md").write_text(page.rstrip() + "\n")
+    wide = kept / "wide.txt"
+    (docs / "benchmarks.md").write_text(page.rstrip() + "\n\n" + wide.read_text())
     draw(x86, arm64, docs / "benchmarks.svg")
 
 
