@@ -1,7 +1,9 @@
 // Every function that works through an image, without peers: the time of a pixel must not depend on
 // how many there are, nor on the padding between rows.
 #include <algorithm>
+#include <cstring>
 #include <memory>
+#include <string>
 
 #include "support.h"
 
@@ -277,9 +279,20 @@ void list_shapes() {
   });
 }
 
+// What the memory itself costs.
+void list_copies() {
+  for (const int channels : {1, 4}) {
+    list("memcpy, " + std::to_string(channels) + " bytes a pixel", photo, channels, channels,
+         kPacked, [](const ImageData& s, ImageData& d) {
+           std::memcpy(d.data, s.data, static_cast<size_t>(s.stride) * s.height);
+         });
+  }
+}
+
 }  // namespace
 
 void list_comparisons() {
+  list_copies();
   list_color();
   list_filters();
   list_edges();

@@ -28,7 +28,7 @@ cost() { python3 bench/arm64/cost.py "$traces/$1" "$traces/$1.txt" --jobs "$(npr
 
 if [ "${1:-}" = --limits ]; then
   count growth_bench ours " 1920x1080"
-  cost growth_bench --counts | grep -v padded >"$traces/counts.txt"
+  cost growth_bench --counts | grep -vE 'padded|memcpy' >"$traces/counts.txt"
   python3 - bench/arm64/limits.txt "$traces/counts.txt" <<'PYTHON'
 import sys
 limits, counts = ({line.split(None, 1)[1].strip(): float(line.split()[0]) for line in open(path)}
