@@ -116,9 +116,9 @@ class ExtremeFilter {
     for (int y = 0; y < radius_; ++y) {
       extremes<Op>(result(y), width_, row(y), y == 0 ? row(y) : result(y - 1));
     }
-    for (int start = 0; start < height_; start += n_) {
-      filter_rows_before(start + n_);
-      const int rows = std::min(n_, height_ - start);
+    for (int start = 0, rows; start < height_; start += rows) {
+      rows = std::min(n_, height_ - start);
+      filter_rows_before(start + rows);
       for (int y = start + rows - 1; y > start; y -= kRowsTogether) {
         extend_up<Op>(row(y), pitch_, std::min(kRowsTogether, y - start), width_);
       }
@@ -144,7 +144,7 @@ class ExtremeFilter {
     const uint8_t *above = row(0), *here = row(1);
     std::memcpy(result(0), above, width_);
     for (int y = 1; y < height_ - 1; ++y) {
-      filter_rows_before(y + kAhead);
+      filter_rows_before(int64_t{y} + kAhead);
       const uint8_t* const below = row(y + 1);
       extremes<Op>(result(y), width_, above, here, below);
       above = here;
@@ -158,8 +158,9 @@ class ExtremeFilter {
 
   // The windows that start in the block at `start`, whose rows by now reach to its end.
   void finish_windows_from(int start) {
-    const int end = std::min(start + n_, height_ - n_ + 1);
-    if (start < end) std::memcpy(result(start + radius_), row(start), width_);
+    const int end = start + std::min(n_, height_ - n_ + 1 - start);
+    if (start >= end) return;
+    std::memcpy(result(start + radius_), row(start), width_);
     const uint8_t* before = row(start + n_);
     uint8_t *running = running_.get(), *other = running + pitch_;
     for (int y = start + 1; y < end; y += kRowsTogether) {
@@ -172,12 +173,12 @@ class ExtremeFilter {
     }
   }
 
-  void filter_rows_before(int end) {
-    for (; known_ < std::min(end, height_); ++known_) {
+  void filter_rows_before(int64_t end) {
+    for (; known_ < std::min<int64_t>(end, height_); ++known_) {
       filter_row(row_at(src_, known_, width_), row(known_));
       if (is_large_) {
-        prefetch(src_, known_ + 2 * kRowsTogether);
-        prefetch(dst_, known_ - radius_ + kRowsTogether);
+        prefetch(src_, int64_t{known_} + 2 * kRowsTogether);
+        prefetch(dst_, int64_t{known_} - radius_ + kRowsTogether);
       }
     }
   }
@@ -185,9 +186,10 @@ class ExtremeFilter {
   // Rows that no cache holds are fetched before it is their turn, also those that will be written:
   // the walk jumps too much for the machine to foresee where it leads.
   // Inlined: of a function that does nothing else, GCC leaves the calls out.
-  HWY_INLINE void prefetch(const uint8_t* image, int y) const {
+  HWY_INLINE void prefetch(const uint8_t* image, int64_t y) const {
     if (y < 0 || y >= height_) return;
-    for (int x = 0; x < width_; x += 64) hwy::Prefetch(row_at(image, y, width_) + x);
+    const uint8_t* const row = image + y * width_;
+    for (int64_t x = 0; x < width_; x += 64) hwy::Prefetch(row + x);
   }
 
   // Windows of n samples are covered by shorter ones side by side, the last of which ends where
@@ -197,13 +199,13 @@ class ExtremeFilter {
     uint8_t *next = windows_.get(), *other = next + pitch_;
     int length = 1;
     for (; 5 * length < n_; length *= 4) {
-      extremes<Op>(next, width_ + 1 - 4 * length, windows, windows + length, windows + 2 * length,
+      extremes<Op>(next, width_ - (4 * length - 1), windows, windows + length, windows + 2 * length,
                    windows + 3 * length);
       windows = next;
       std::swap(next, other);
     }
     const uint8_t* const last_window = windows + n_ - length;
-    const int count = width_ + 1 - n_;
+    const int count = width_ - (n_ - 1);
     if (n_ <= 2 * length) {
       extremes<Op>(out + radius_, count, windows, last_window);
     } else if (n_ <= 3 * length) {
