@@ -85,9 +85,10 @@ HWY_INLINE void for_each_vector(size_t count, Body&& body) {
     body(d, last);
     return true;
   };
+  constexpr int kVectorBlocks = kBlocks<Full<T>>;
   if (walk(Full<T>())) return;
-  if (kBlocks < Full < T >>> 2 && walk(TwoBlocks<T>())) return;
-  if (kBlocks < Full < T >>> 1 && walk(Block<T>())) return;
+  if (kVectorBlocks > 2 && walk(TwoBlocks<T>())) return;
+  if (kVectorBlocks > 1 && walk(Block<T>())) return;
   for (size_t x = 0; x < count; ++x) body(hn::CappedTag<T, 1>(), x);
 }
 
@@ -361,10 +362,11 @@ HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places,
 // Stores the 16 bytes of block b to `to + b * step`.
 template <class D>
 HWY_INLINE void store_blocks(D d, hn::Vec<D> v, uint8_t* to, size_t step) {
-  if constexpr (kBlocks < D >> 1) {
+  constexpr size_t kCount = kBlocks<D>;
+  if constexpr (kCount > 1) {
     const hn::Half<D> half;
     store_blocks(half, hn::LowerHalf(half, v), to, step);
-    store_blocks(half, hn::UpperHalf(half, v), to + kBlocks<D> / 2 * step, step);
+    store_blocks(half, hn::UpperHalf(half, v), to + kCount / 2 * step, step);
   } else {
     (void)step;
     hn::StoreU(v, d, to);
@@ -492,10 +494,8 @@ HWY_INLINE hn::Vec<D> in_order_of_parts(D d, hn::Vec<D> v) {
     struct Order {
       alignas(64) hn::TFromD<D> lane[hn::MaxLanes(D())] = {};
       constexpr Order() {
-        constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
-        for (int i = 0; i < kLanes; ++i) {
-          lane[i] = i % kBlocks<D> * (kLanes / kBlocks<D>)+i / kBlocks<D>;
-        }
+        constexpr int kCount = kBlocks<D>, kParts = static_cast<int>(hn::MaxLanes(D())) / kCount;
+        for (int i = 0; i < kCount * kParts; ++i) lane[i] = i % kCount * kParts + i / kCount;
       }
     };
     static constexpr Order kOrder;
