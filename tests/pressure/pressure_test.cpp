@@ -19,6 +19,11 @@ void* allocate(size_t size) {
   return std::malloc(size == 0 ? 1 : size);
 }
 
+// Not inlined: GCC takes what it sees there for a mismatch.
+[[gnu::noinline]] void release(void* memory) {
+  std::free(memory);
+}
+
 }  // namespace
 
 // NOLINTBEGIN(misc-new-delete-overloads)
@@ -36,16 +41,16 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept {
   return allocate(size);
 }
 void operator delete(void* memory) noexcept {
-  std::free(memory);
+  release(memory);
 }
 void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
+  release(memory);
 }
 void operator delete[](void* memory) noexcept {
-  std::free(memory);
+  release(memory);
 }
 void operator delete[](void* memory, size_t) noexcept {
-  std::free(memory);
+  release(memory);
 }
 // NOLINTEND(misc-new-delete-overloads)
 
