@@ -127,7 +127,8 @@ void halve(const ImageData& from, const ImageData& to) {
       const int next = y + kAhead;
       const uint8_t* rows[5];
       for (int k = 0; k < 5; ++k) {
-        rows[k] = row_at(from.data, std::clamp(2 * next + k - 2, 0, from.height - 1), from.stride);
+        const auto row = std::clamp<int64_t>(int64_t{2} * next + k - 2, 0, from.height - 1);
+        rows[k] = row_at(from.data, static_cast<int>(row), from.stride);
       }
       sum_columns(rows, sums_of(next), static_cast<size_t>(from.width));
     }
