@@ -37,7 +37,7 @@ void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
                [width = dst_width](const auto* top, const auto* bottom, auto* out) {
                  Simple::halve(top, bottom, width, out);
                });
-  } else if (has_step(sizes, kDoubled)) {
+  } else if (has_step(sizes, kHalfStep)) {
     for (int y = 0; y < dst_height; ++y) {
       const int near = y / 2, far = std::clamp(y % 2 != 0 ? near + 1 : near - 1, 0, src_height - 1);
       Simple::enlarge(row_at(src, near, src_stride), row_at(src, far, src_stride), src_width,

@@ -60,11 +60,11 @@ class Coordinates {
 
 // How many source pixels there are to each destination pixel, if that is a whole number and all
 // coordinates are exact: destination pixel i has those from step * i on, and its coordinate is in
-// their middle. kDoubled if there are two destination pixels to each source pixel, else 0.
+// their middle. kHalfStep if there are two destination pixels to each source pixel, else 0.
 //
 // Coordinates in whole groups of four are exact up to 2^21, as i + 0.5, its product with the ratio
 // and the difference need 23 bits at most. Only the rest is looked at.
-constexpr int kDoubled = -2;
+constexpr int kHalfStep = -2;
 inline int exact_step(int source, int destination) {
   const bool is_doubled = destination == int64_t{2} * source;
   if (source % destination != 0 && !is_doubled) return 0;
@@ -74,7 +74,7 @@ inline int exact_step(int source, int destination) {
   for (int i = destination & ~3; i < destination; ++i) {
     if (coordinate(i) != (i + 0.5) * ratio - 0.5) return 0;
   }
-  return is_doubled ? kDoubled : source / destination;
+  return is_doubled ? kHalfStep : source / destination;
 }
 
 // The integer at or before a coordinate, which rounding may have led past the range of integers.
