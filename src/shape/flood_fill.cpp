@@ -18,12 +18,13 @@ using namespace detail;
 
 constexpr int kChannels = 4;
 
-// Of 64 pixels at most, those that differ from the seed by at most `threshold` in each of the first
-// three channels.
-uint64_t similar_bits(const uint8_t* pixels, int count, const uint8_t* seed, uint8_t threshold) {
-  return pixel_bits<kChannels>(pixels, count, [=](auto d, const uint8_t* from) {
+// Of 64 pixels, those that differ from the seed by at most `threshold` in each of the first three
+// channels.
+uint64_t similar_bits(const uint8_t* pixels, const uint8_t* seed, uint8_t threshold) {
+  const Full<uint8_t> d;
+  return mask_bits64<uint8_t>([&](size_t x) {
     hn::Vec<decltype(d)> channels[kChannels];
-    load_pixels<kChannels>(d, from, channels);
+    load_pixels<kChannels>(d, pixels + x * kChannels, channels);
     auto excess = hn::Zero(d);
     for (int c = 0; c < 3; ++c) {
       const auto center = hn::Set(d, seed[c]), value = channels[c];
@@ -151,11 +152,17 @@ class Flood {
     const uint8_t* row = row_at<const uint8_t>(image_.data, y, image_.stride);
     for (int i = first / kWordBits; i <= last / kWordBits; ++i) {
       const int x = i * kWordBits;
-      const int count = std::min(image_.width - x, kWordBits);
-      open(y)[i] = similar_bits(row + x * ptrdiff_t{kChannels}, count, color_, threshold_) &
+      open(y)[i] = similar(row + x * ptrdiff_t{kChannels}, std::min(image_.width - x, kWordBits)) &
                    low_bits(std::min(last + 1 - x, kWordBits));
       if (first > x) open(y)[i] &= ~low_bits(first - x);
     }
+  }
+
+  uint64_t similar(const uint8_t* pixels, int count) const {
+    if (count >= kWordBits) return similar_bits(pixels, color_, threshold_);
+    uint8_t padded[kWordBits * kChannels] = {};
+    std::memcpy(padded, pixels, static_cast<size_t>(count) * kChannels);
+    return similar_bits(padded, color_, threshold_) & low_bits(count);
   }
 
   // Fills what is open in row y beside the bits of `from`, which are in the words low .. high, and

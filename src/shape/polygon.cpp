@@ -79,10 +79,12 @@ std::vector<Point> split(const Point* curve, std::vector<Range> pending, double 
 
 // A ring is cut at two points that are far apart: each round starts from the point found by the one
 // before. Its points stand twice, for ranges to go on past its end.
-std::vector<Point> simplify_ring(std::vector<Point> curve, int rounds, double squared_epsilon) {
-  const size_t count = curve.size();
-  curve.resize(2 * count);
-  std::copy_n(curve.begin(), count, curve.begin() + static_cast<ptrdiff_t>(count));
+std::vector<Point> simplify_ring(const std::vector<Point>& ring, int rounds,
+                                 double squared_epsilon) {
+  const size_t count = ring.size();
+  std::vector<Point> curve;
+  curve.reserve(2 * count);
+  for (int i = 0; i < 2; ++i) curve.insert(curve.end(), ring.begin(), ring.end());
   size_t from = 0;
   Farthest far{0, 0};
   for (int i = 0; i < rounds; ++i) {

@@ -27,24 +27,19 @@ inline int last_bit(uint64_t word) {
   return kWordBits - 1 - __builtin_clzll(word);
 }
 
-// mask(d, pixels) of vectors of pixels of kBytes bytes, `count` pixels in all, 64 at most; the bits
-// from `count` on are 0.
-template <int kBytes, class Mask>
-HWY_INLINE uint64_t pixel_bits(const uint8_t* pixels, int count, const Mask& mask) {
-  const auto all = [&](const uint8_t* from) KELVRA_CV_INLINE {
-    return mask_bits64<uint8_t>([&](size_t x) { return mask(Full<uint8_t>(), from + x * kBytes); });
-  };
-  if (count >= kWordBits) return all(pixels);
-  uint8_t padded[kWordBits * kBytes] = {};
-  std::memcpy(padded, pixels, static_cast<size_t>(count) * kBytes);
-  return all(padded) & low_bits(count);
+// Which of the 64 bytes equal `value`.
+inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
+  const Full<uint8_t> d;
+  return mask_bits64<uint8_t>(
+      [&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
 }
 
-// Which bytes equal `value`.
+// The same for `count` bytes, 64 at most; the bits from `count` on are 0.
 inline uint64_t bits_equal(const uint8_t* bytes, int count, uint8_t value) {
-  return pixel_bits<1>(bytes, count, [=](auto d, const uint8_t* from) {
-    return hn::LoadU(d, from) == hn::Set(d, value);
-  });
+  if (count >= kWordBits) return bits_equal(bytes, value);
+  uint8_t padded[kWordBits] = {};
+  std::memcpy(padded, bytes, static_cast<size_t>(count));
+  return bits_equal(padded, value) & low_bits(count);
 }
 
 }  // namespace KelvraCV::detail
