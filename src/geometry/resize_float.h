@@ -29,6 +29,19 @@ inline void halve_floats(const float* top, const float* bottom, int dst_width, f
   });
 }
 
+// A row of twice as many columns, where t is 0.25 and 0.75 in turn, and 0 and 1 at the ends.
+inline void double_floats(const float* src, int src_width, float* out) {
+  const auto last = static_cast<size_t>(src_width) - 1;
+  out[0] = std::fma(src[1], 0.0f, src[0]);
+  for_each_vector<float>(last, [=](auto d, size_t x) KELVRA_CV_INLINE {
+    const auto near = hn::Set(d, 0.75f), far = hn::Set(d, 0.25f);
+    const auto a = hn::LoadU(d, src + x), b = hn::LoadU(d, src + x + 1);
+    hn::StoreInterleaved2(hn::MulAdd(b, far, a * near), hn::MulAdd(b, near, a * far), d,
+                          out + 2 * x + 1);
+  });
+  out[2 * last + 1] = std::fma(src[last], 1.0f, src[last - 1] * 0.0f);
+}
+
 // `source(y)` gives row y of the source: until its next call, or with kRowsStay for good.
 template <class Source, bool kRowsStay = false>
 class FloatResizer {
@@ -38,6 +51,7 @@ class FloatResizer {
         src_height_(src_height),
         dst_width_(dst_width),
         dst_height_(dst_height),
+        is_doubled_(exact_step(src_width, dst_width) == kHalfStep),
         source_(std::move(source)),
         pitch_(static_cast<size_t>(dst_width) + 3),
         taps_(pitch_),
@@ -99,6 +113,10 @@ class FloatResizer {
       std::fill_n(out, dst_width_, src[0]);
       return;
     }
+    if (is_doubled_) {
+      double_floats(src, src_width_, out);
+      return;
+    }
     for (int x = 0; x < dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
   }
 
@@ -115,6 +133,7 @@ class FloatResizer {
   }
 
   int src_width_, src_height_, dst_width_, dst_height_;
+  bool is_doubled_;
   Source source_;
   size_t pitch_;
   Scratch<int> taps_;

@@ -34,6 +34,20 @@ TEST(Resize, LargestSizes) {
   EXPECT_EQ(detail::Linear::taps(2147483648.0f, largest).first, largest - 1);
 }
 
+// Which the random calls seldom meet.
+TEST(Resize, FloatsDoubledAndHalved) {
+  for (int w = 1; w <= 40; ++w) {
+    for (const Job& job : {Job{w, 5, 2 * w, 10}, {w, 3, 2 * w, 4}, {2 * w, 10, w, 5}}) {
+      const auto bytes = noise(static_cast<size_t>(job.sw) * job.sh);
+      const std::vector<float> src(bytes.begin(), bytes.end());
+      std::vector<float> dst(static_cast<size_t>(job.dw) * job.dh);
+      resize_bilinear_c1_float(src.data(), dst.data(), job.sw, job.sh, job.sw, job.dw, job.dh,
+                               job.dw);
+      EXPECT_EQ(dst, plain_float(src, job)) << w;
+    }
+  }
+}
+
 TEST(Resize, EmptySizesWriteNothing) {
   uint8_t in = 1, out = 7;
   float float_in = 1, float_out = 7;
