@@ -104,7 +104,8 @@ much there, as `memcpy` does.
 
 {growth}
 
-Where a pixel of a small image costs more than 1.5 times, or one of a large image more than 1.15 times as much:
+Where a pixel of a small image costs more than 1.5 times, or one of a large image more than 1.15 times as much;
+*memory* is the share of the large image's time that `memcpy` takes there for as many bytes:
 
 {uneven}
 
@@ -185,7 +186,8 @@ def measure(gcc, clang):
                 "area": program.name.removesuffix("_bench"), "case": case, "peer": peer, "ours": time / pixels,
                 "theirs": ours[name][0] / pixels, "bytes": moved / pixels, "clang": other[case][0] / pixels})
         if not peers:
-            found["growth"] += [[name, time / pixels, scratch] for name, (time, pixels, _, scratch) in ours.items()]
+            found["growth"] += [[name, time / pixels, scratch, moved / pixels]
+                                for name, (time, pixels, moved, scratch) in ours.items()]
     return found
 
 
@@ -238,7 +240,7 @@ def short_of(cases, figures, limits, reasons):
     rows = []
     for name, values in cases:
         if any(not low <= value <= high for value, (low, high) in zip(values, limits)):
-            reason = next((why for start, why in reasons.items() if name.startswith(start)), "not explained yet")
+            reason = next((why for start, why in reasons.items() if name.startswith(start)), "not looked into")
             rows.append([name, *(f"{value:.2f}" for value in values), reason])
     head, rule = ["Case", *figures, "What bounds it"], ["---"] + ["---:"] * len(figures) + ["---"]
     return "\n".join("| " + " | ".join(row) + " |" for row in [head, rule, *rows]) if rows else "None."
@@ -253,11 +255,12 @@ def write_x86(found, reasons):
 
     single = [row for row in found["rows"] if "threads" not in row["case"]]
     sizes = collections.defaultdict(dict)
-    for name, ns, scratch in found["growth"]:
+    for name, ns, scratch, moved in found["growth"]:
         for size in ("64x64", "1920x1080 padded", "1920x1080", "4000x3000"):
             if name.endswith(" " + size):
                 case = sizes[name.removesuffix(" " + size)]
                 case[size] = ns
+                case["bytes"] = moved
                 if size == "1920x1080":
                     case["scratch"] = scratch
                 break
@@ -266,13 +269,16 @@ def write_x86(found, reasons):
          f"{t['1920x1080 padded']:.3f}" if "1920x1080 padded" in t else "packed", f"{t['4000x3000']:.3f}",
          f"{t['64x64'] / t['1920x1080']:.2f}", f"{t['4000x3000'] / t['1920x1080']:.2f}", kilobytes(t["scratch"])]
         for name, t in sizes.items()])
+    copied = sizes["memcpy, 4 bytes a pixel"]
     cases = best(single, x86_ratio)
     ratios = [x86_ratio(row) for row in cases.values()]
     notes = {
         "below": short_of([(name, [x86_ratio(row)]) for name, row in cases.items()], ["Ratio"],
                           [(0.995, math.inf)], reasons["below"]),
-        "uneven": short_of([(name, [t["64x64"] / t["1920x1080"], t["4000x3000"] / t["1920x1080"]])
-                            for name, t in sizes.items()], ["small", "large"], [(0, 1.5), (0, 1.15)], reasons["uneven"]),
+        "uneven": short_of([(name, [t["64x64"] / t["1920x1080"], t["4000x3000"] / t["1920x1080"],
+                                    t["bytes"] * copied["4000x3000"] / copied["bytes"] / t["4000x3000"]])
+                            for name, t in sizes.items()], ["small", "large", "memory"],
+                           [(0, 1.5), (0, 1.15), (0, math.inf)], reasons["uneven"]),
         "compilers": short_of([(name, [row["clang"] / row["ours"]]) for name, row in cases.items()], ["clang / GCC"],
                               [(1 / 1.15, 1.15)], reasons["compilers"])}
     return X86.format(**{**found, "growth": growth}, **notes, tables=by_area(single, table), count=len(ratios),
