@@ -1,9 +1,11 @@
 // Canny edges: gray, smoothed, differentiated, thinned, and linked in one pass.
 #include <cstring>
 
+#include "core/row_ring.h"
 #include "core/scratch.h"
 #include "edge/gradient_direction.h"
 #include "edge/sobel.h"
+#include "filter/binomial.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -104,38 +106,59 @@ void link_row(uint8_t* row, int width) {
   }
 }
 
-// Thins each row and links the row above it, whose neighbours are all thinned by then.
-void thin_and_link(const uint8_t* smooth, uint8_t* dst, int width, int height,
-                   Thresholds thresholds) {
-  Scratch<int16_t> magnitudes(3, static_cast<size_t>(width));
-  const auto magnitudes_of = [&](int y) { return row_at(magnitudes.get(), y % 3, width); };
-  const auto compute = [&](int y) {
-    magnitude_row(rows_around(smooth, y, width, height), magnitudes_of(y), width);
+// The rows of the image in gray, asked for in order: its own, packed, or converted a few at a time.
+class GrayRows {
+ public:
+  explicit GrayRows(const ImageData& src)
+      : src_(src),
+        is_gray_(src.channels != 3 && src.channels != 4),
+        converted_(is_gray_ ? 0 : kRows, static_cast<size_t>(src.width)) {}
+
+  const uint8_t* operator()(int y) {
+    if (is_gray_) return row_at<const uint8_t>(src_.data, y, src_.width);
+    if (y % kRows == 0) convert(row_at<const uint8_t>(src_.data, y, src_.stride), src_.height - y);
+    return row_at(converted_.get(), y % kRows, src_.width);
+  }
+
+ private:
+  static constexpr int kRows = 8;
+
+  void convert(const uint8_t* from, int rows_left) {
+    const int width = src_.width, rows = std::min(kRows, rows_left);
+    if (src_.channels == 3) {
+      rgb2gray(from, converted_.get(), width, rows, src_.stride, width);
+    } else {
+      rgba2gray(from, converted_.get(), width, rows, src_.stride, width, src_.color_order);
+    }
+  }
+
+  const ImageData& src_;
+  bool is_gray_;
+  Scratch<uint8_t> converted_;
+};
+
+// Each step a row behind the one before it; a row is linked when its neighbours are all thinned.
+void find_edges(const ImageData& src, uint8_t* dst, Thresholds thresholds) {
+  const int width = src.width, height = src.height;
+  GrayRows gray(src);
+  BinomialRows<Binomial5> blurred(width, height);
+  RowRing<uint8_t> smooth(4, static_cast<size_t>(width));
+  RowRing<int16_t> magnitudes(4, static_cast<size_t>(width));
+  const auto smooth_around = [&](int y) {
+    return ThreeRows{smooth[std::max(y - 1, 0)], smooth[y], smooth[std::min(y + 1, height - 1)]};
   };
-  std::memset(dst, thresholds.suppressed(), static_cast<size_t>(width));
-  compute(0);
-  compute(1);
-  for (int y = 1; y < height - 1; ++y) {
-    compute(y + 1);
-    thin_row(rows_around(smooth, y, width, height),
-             {magnitudes_of(y - 1), magnitudes_of(y), magnitudes_of(y + 1)}, thresholds,
-             row_at(dst, y, width), width);
-    if (y > 1) link_row(row_at(dst, y - 1, width), width);
+  for (unsigned next = 0; next <= static_cast<unsigned>(height); ++next) {
+    const int y = static_cast<int>(next);
+    if (y < height) blurred.next(gray, smooth[y]);
+    if (y > 0) magnitude_row(smooth_around(y - 1), magnitudes[y - 1], width);
+    if (y < 3) continue;
+    if (y == 3) std::memset(dst, thresholds.suppressed(), static_cast<size_t>(width));
+    thin_row(smooth_around(y - 2), {magnitudes[y - 3], magnitudes[y - 2], magnitudes[y - 1]},
+             thresholds, row_at(dst, y - 2, width), width);
+    if (y > 3) link_row(row_at(dst, y - 3, width), width);
   }
   std::memset(row_at(dst, height - 1, width), thresholds.suppressed(), static_cast<size_t>(width));
   link_row(row_at(dst, height - 2, width), width);
-}
-
-// The image's gray plane, packed: its own, or converted into `scratch`.
-const uint8_t* gray_plane(const ImageData& src, uint8_t* scratch) {
-  if (src.channels == 3) {
-    rgb2gray(src.data, scratch, src.width, src.height, src.stride, src.width);
-  } else if (src.channels == 4) {
-    rgba2gray(src.data, scratch, src.width, src.height, src.stride, src.width, src.color_order);
-  } else {
-    return src.data;
-  }
-  return scratch;
 }
 
 }  // namespace
@@ -146,19 +169,12 @@ void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2)
     return;
   }
   if (src.width < 1 || src.height < 1) return;
-  const int width = src.width, height = src.height;
   const Thresholds thresholds(threshold1, threshold2);
-  const size_t pixels = static_cast<size_t>(width) * height;
-  if (width < 3 || height < 3) {  // nothing but frame
-    std::memset(dst.data, thresholds.suppressed(), pixels);
+  if (src.width < 3 || src.height < 3) {  // nothing but frame
+    std::memset(dst.data, thresholds.suppressed(), static_cast<size_t>(src.width) * src.height);
     return;
   }
-  Scratch<uint8_t> smooth(pixels);
-  {
-    Scratch<uint8_t> gray(src.channels == 3 || src.channels == 4 ? pixels : 0);
-    gaussian_blur_5x5(gray_plane(src, gray.get()), smooth.get(), width, height);
-  }
-  thin_and_link(smooth.get(), dst.data, width, height, thresholds);
+  find_edges(src, dst.data, thresholds);
 }
 
 }  // namespace KelvraCV
