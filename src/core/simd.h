@@ -140,6 +140,13 @@ HWY_INLINE V opaque(V v) {
   return v;
 }
 
+// The same of an address.
+template <class T>
+HWY_INLINE T* opaque_address(T* address) {
+  asm("" : "+r"(address));
+  return address;
+}
+
 // Stores the first `count` lanes, at most all of them, and touches nothing behind them.
 template <class D>
 HWY_INLINE void store_first(D d, hn::Vec<D> v, hn::TFromD<D>* to, size_t count) {

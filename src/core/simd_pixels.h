@@ -88,6 +88,23 @@ HWY_INLINE void store(const Pixels<kCount>& pixels, Row row) {
   store(pixels.channels, row);
 }
 
+// Two vectors of pixels, side by side in each part. A plane's address is computed once: compilers
+// would add an index to it for each vector, which keeps them from storing both at once.
+template <class V, class Row>
+HWY_INLINE void store_two(const V& first, const V& second, Row row) {
+  store(first, row);
+  store(second, row.at(kPixelLanes));
+}
+template <int kCount>
+HWY_INLINE void store_two(const Pixels<kCount>& first, const Pixels<kCount>& second,
+                          Planar<kCount> row) {
+  repeat<kCount>([&](int i) {
+    uint8_t* const to = opaque_address(row.part[i]);
+    hn::StoreU(first.channels[i], Full<uint8_t>(), to);
+    hn::StoreU(second.channels[i], Full<uint8_t>(), to + kPixelLanes);
+  });
+}
+
 // How much of a row's order a walk over it in vectors must keep.
 template <class Source, class Destination>
 RowOrder row_order(const Source& src, const Destination& dst, size_t width) {
@@ -135,9 +152,7 @@ HWY_INLINE void convert_row(const Source& src, const Destination& dst, size_t wi
   size_t x = 0;
   if constexpr (kPairs) {
     for (; x + 2 * lanes <= whole; x += 2 * lanes) {
-      const auto first = convert(src.at(x)), second = convert(src.at(x + lanes));
-      store(first, dst.at(x));
-      store(second, dst.at(x + lanes));
+      store_two(convert(src.at(x)), convert(src.at(x + lanes)), dst.at(x));
     }
   }
   for (; x < whole; x += lanes) store(convert(src.at(x)), dst.at(x));
