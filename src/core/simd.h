@@ -275,14 +275,29 @@ HWY_INLINE WideSums<V16> multiply_add_wide(WideSums<V16> sums, V8 v, uint8_t wei
 #endif
 }
 
-// The same sums, `first` being those of the even lanes.
-template <class V16>
+// The same sums, `first` being those of the even lanes, or of every other kUnit ones: of one or
+// four.
+template <int kUnit = 1, class V16>
 HWY_INLINE WideSums<V16> even_and_odd(WideSums<V16> sums) {
+  static_assert(kUnit == 1 || kUnit == 4);
 #if HWY_ARCH_X86
-  return sums;
+  if constexpr (kUnit == 1) {
+    return sums;
+  } else {
+    const hn::DFromV<V16> d16;
+    const hn::Repartition<uint64_t, decltype(d16)> d64;
+    const auto low = hn::BitCast(d64, hn::InterleaveLower(d16, sums.first, sums.second)),
+               high = hn::BitCast(d64, hn::InterleaveUpper(d16, sums.first, sums.second));
+    return {hn::BitCast(d16, hn::InterleaveLower(d64, low, high)),
+            hn::BitCast(d16, hn::InterleaveUpper(d64, low, high))};
+  }
 #else
-  return {V16(vuzp1q_u16(sums.first.raw, sums.second.raw)),
-          V16(vuzp2q_u16(sums.first.raw, sums.second.raw))};
+  using Lane = hwy::UnsignedFromSize<2 * kUnit>;
+  const hn::Repartition<Lane, hn::DFromV<V16>> d;
+  const hn::DFromV<V16> d16;
+  const auto low = hn::BitCast(d, sums.first), high = hn::BitCast(d, sums.second);
+  return {hn::BitCast(d16, hn::ConcatEven(d, high, low)),
+          hn::BitCast(d16, hn::ConcatOdd(d, high, low))};
 #endif
 }
 
