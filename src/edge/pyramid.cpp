@@ -32,11 +32,12 @@ HWY_INLINE void sum_columns_at(D8 d8, const uint8_t* const rows[5], size_t offse
   if constexpr (kPlanes == 1) {
     for (auto& row : v) row[0] = opaque(row[0]);  // used twice
   }
+  const auto four = opaque(hn::Set(d16, 4));  // not a shift: arm64 multiplies and adds at once
   for (int p = 0; p < kPlanes; ++p) {
     auto sum = multiply_add_wide(add_wide(v[0][p], v[4][p]), v[2][p], 6);
     const auto inner = add_wide(v[1][p], v[3][p]);
-    sum.first = sum.first + hn::ShiftLeft<2>(inner.first);
-    sum.second = sum.second + hn::ShiftLeft<2>(inner.second);
+    sum.first = sum.first + inner.first * four;
+    sum.second = sum.second + inner.second * four;
     sum = even_and_odd<kUnit>(sum);
     hn::StoreU(sum.first, d16, sums.even[p] + value / 2);
     hn::StoreU(sum.second, d16, sums.odd[p] + value / 2);
@@ -89,7 +90,7 @@ HWY_INLINE void halve_at(D8 d8, const ColumnSums<kPlanes, kUnit>& sums, size_t x
       const auto load = [&](const uint16_t* from) { return hn::LoadU(d16, from + at); };
       const auto outer = load(sums.even[p] - kUnit) + load(sums.even[p] + kUnit);
       const auto inner = load(sums.odd[p] - kUnit) + load(sums.odd[p]);
-      return outer + hn::ShiftLeft<2>(inner) + load(sums.even[p]) * opaque(hn::Set(d16, 6));
+      return outer + inner * opaque(hn::Set(d16, 4)) + load(sums.even[p]) * opaque(hn::Set(d16, 6));
     };
     bytes[p] = round_to_u8<8>(weigh(x), weigh(x + hn::Lanes(d16)));
   }
