@@ -114,22 +114,37 @@ class PixelGather {
     return {bases_.get(), indices_.get(), blocks_ * kBlock};
   }
 
-  // Calls f(i, x, column, place) for all bytes of a set: byte i is at `place` in the row and
-  // belongs to destination column x, whose pixels begin at `column`.
+  // Calls f(i, x, column, place) for all bytes: byte i is at `place` in the row and belongs to
+  // destination column x, whose pixels begin at `column`. A set's last block ends with copies of
+  // the last byte.
   template <class F>
-  HWY_INLINE void for_each_byte(const int* first, int set, const F& f) const {
-    size_t i = static_cast<size_t>(set) * blocks_ * kBlock;
+  HWY_INLINE void for_each_byte(const int* first, const F& f) const {
     const int dst_width = dst_width_, last = src_width_ - 1;
-    for (int x = 0; x < dst_width; ++x) {
-      size_t pixels[kSpan];
-      for (int k = 0; k < kSpan; ++k) {
-        const int pixel = std::clamp(first[x] + set * kSpan + k, 0, last);
-        pixels[k] = static_cast<size_t>(pixel) * kSource;
+    for (int set = 0; set < kSets; ++set) {
+      size_t i = static_cast<size_t>(set) * blocks_ * kBlock, pixels[kSpan] = {};
+      for (int x = 0; x < dst_width; ++x) {
+        for (int k = 0; k < kSpan; ++k) {
+          const int pixel = std::clamp(first[x] + set * kSpan + k, 0, last);
+          pixels[k] = static_cast<size_t>(pixel) * kSource;
+        }
+        repeat<kColumn>([&](int j) KELVRA_CV_INLINE {
+          f(i++, x, pixels[0], pixels[j % kSpan] + source_channel(j / kSpan, kSwap));
+        });
       }
-      repeat<kColumn>([&](int j) KELVRA_CV_INLINE {
-        f(i++, x, pixels[0], pixels[j % kSpan] + source_channel(j / kSpan, kSwap));
-      });
+      const size_t end = pixels[kSpan - 1] + source_channel(kChannels - 1, kSwap);
+      for (; i % kBlock != 0; ++i) f(i, dst_width - 1, pixels[0], end);
     }
+  }
+
+  // Lets a block's window begin `by` bytes further on, modulo 2^64, and its indices count from
+  // there. Returns the indices.
+  HWY_INLINE hn::Vec<Block<uint8_t>> move_window(size_t block, size_t by) {
+    const Block<uint8_t> d8;
+    uint8_t* const indices = &indices_[block * kBlock];
+    const auto moved = hn::LoadU(d8, indices) - hn::Set(d8, static_cast<uint8_t>(by));
+    hn::StoreU(moved, d8, indices);
+    bases_[block] += by;
+    return moved;
   }
 
   // Places each block's window at its first byte, and returns how long windows must be. Where the
@@ -139,41 +154,25 @@ class PixelGather {
     const size_t distance = kSource * static_cast<size_t>(first[last] - first[0]);
     if (distance >= 2 * kBlock) return distance + 1;
     size_t* const bases = bases_.get();
+    size_t origin = 0;
     uint8_t* const indices = indices_.get();
-    for (int set = 0; set < kSets; ++set) {
-      size_t origin = 0, end = 0;
-      for_each_byte(first, set, [&](size_t i, int, size_t column, size_t place) KELVRA_CV_INLINE {
-        if (i % kBlock == 0) bases[i / kBlock] = origin = column;
-        indices[i] = static_cast<uint8_t>(std::min(place - origin, size_t{255}));
-        end = i + 1;
-      });
-      for (; end % kBlock != 0; ++end) indices[end] = indices[end - 1];
+    for_each_byte(first, [&](size_t i, int, size_t column, size_t place) KELVRA_CV_INLINE {
+      if (i % kBlock == 0) bases[i / kBlock] = origin = column;
+      indices[i] = static_cast<uint8_t>(std::min(place - origin, size_t{255}));
+    });
+    const Block<uint8_t> d8;
+    auto highest = hn::Zero(d8);
+    for (size_t block = 0; block < kSets * blocks_; ++block) {
+      const auto index = hn::LoadU(d8, indices + block * kBlock);
+      highest = hn::Max(highest, move_window(block, hn::GetLane(hn::MinOfLanes(d8, index))));
     }
-    int longest = 0;
-    for (size_t block = 0, blocks = kSets * blocks_; block < blocks; ++block) {
-      uint8_t* const index = indices + block * kBlock;
-      uint8_t low = 255, high = 0;
-      for (int i = 0; i < kBlock; ++i) {
-        low = std::min(low, index[i]);
-        high = std::max(high, index[i]);
-      }
-      bases[block] += low;
-      for (int i = 0; i < kBlock; ++i) index[i] = static_cast<uint8_t>(index[i] - low);
-      longest = std::max(longest, high - low + 1);
-    }
-    return static_cast<size_t>(longest);
+    return size_t{hn::GetLane(hn::MaxOfLanes(d8, highest))} + 1;
   }
 
   void keep_windows_inside(size_t window) {
-    const size_t last_base = std::max(row_bytes_, window) - window;
+    const size_t last = std::max(row_bytes_, window) - window;
     for (size_t block = 0; block < kSets * blocks_; ++block) {
-      if (bases_[block] <= last_base) continue;
-      const size_t shift = bases_[block] - last_base;
-      bases_[block] = last_base;
-      for (size_t i = 0; i < kBlock; ++i) {
-        uint8_t& index = indices_[block * kBlock + i];
-        index = static_cast<uint8_t>(index + shift);
-      }
+      if (bases_[block] > last) move_window(block, last - bases_[block]);
     }
   }
 
@@ -183,16 +182,14 @@ class PixelGather {
     uint8_t* const indices = indices_.get();
     std::fill_n(bases, kSets * kPieces * blocks_, size_t{0});
     const size_t last = row_bytes_ - kPiece;
-    for (int set = 0; set < kSets; ++set) {
-      int first_column = 0;  // of the block
-      for_each_byte(first, set, [&](size_t i, int x, size_t column, size_t place) KELVRA_CV_INLINE {
-        if (i % kBlock == 0) first_column = x;
-        const int piece = x - first_column;
-        const size_t base = std::min(column, last);
-        bases[i / kBlock * kPieces + piece] = base;
-        indices[i] = static_cast<uint8_t>(piece * kPiece + place - base);
-      });
-    }
+    int first_column = 0;  // of the block
+    for_each_byte(first, [&](size_t i, int x, size_t column, size_t place) KELVRA_CV_INLINE {
+      if (i % kBlock == 0) first_column = x;
+      const int piece = x - first_column;
+      const size_t base = std::min(column, last);
+      bases[i / kBlock * kPieces + piece] = base;
+      indices[i] = static_cast<uint8_t>(piece * kPiece + place - base);
+    });
   }
 
   int src_width_, dst_width_;
