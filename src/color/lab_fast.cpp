@@ -223,18 +223,19 @@ void inverse_row(const InverseTables& tables, const uint8_t* src, uint8_t* dst, 
   }
 }
 
-// The tables of a call that was given none.
-struct BuiltInverseTables {
-  Scratch<int> y{256}, x{kPlaneEntries}, z{kPlaneEntries};
-  Scratch<unsigned short> gamma{kInverseGammaEntries};
-
-  BuiltInverseTables() { init_lab_to_rgb_fast(y.get(), x.get(), z.get(), gamma.get()); }
-  InverseTables view() const { return {y.get(), x.get(), z.get(), gamma.get()}; }
-};
-
 template <class Pixel>
-void inverse_with(const InverseTables& tables, const uint8_t* src, uint8_t* dst, int width,
-                  int height, ptrdiff_t dst_stride, const uint8_t* mask, int threads) {
+void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t dst_stride,
+             const uint8_t* mask, InverseTables tables, int threads) {
+  if (width < 1 || height < 1) return;
+  const bool build =
+      tables.y == nullptr || tables.x == nullptr || tables.z == nullptr || tables.gamma == nullptr;
+  const size_t plane = build ? kPlaneEntries : 0;
+  Scratch<int> y_table(256), x_table(plane), z_table(plane);
+  Scratch<unsigned short> gamma_table(build ? kInverseGammaEntries : 0);
+  if (build) {
+    tables = {y_table.get(), x_table.get(), z_table.get(), gamma_table.get()};
+    init_lab_to_rgb_fast(y_table.get(), x_table.get(), z_table.get(), gamma_table.get());
+  }
   const bool packed = dst_stride == packed_stride<Pixel>(width);
   for_row_bands(height, threads, [&](int first, int end) {
     for_rows(first, end, width, packed, [&](int y, size_t count) {
@@ -243,19 +244,6 @@ void inverse_with(const InverseTables& tables, const uint8_t* src, uint8_t* dst,
                          mask == nullptr ? nullptr : mask + pixel, count);
     });
   });
-}
-
-template <class Pixel>
-void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t dst_stride,
-             const uint8_t* mask, const InverseTables& tables, int threads) {
-  if (width < 1 || height < 1) return;
-  if (tables.y != nullptr && tables.x != nullptr && tables.z != nullptr &&
-      tables.gamma != nullptr) {
-    inverse_with<Pixel>(tables, src, dst, width, height, dst_stride, mask, threads);
-  } else {
-    const BuiltInverseTables built;
-    inverse_with<Pixel>(built.view(), src, dst, width, height, dst_stride, mask, threads);
-  }
 }
 
 InverseTables typed(const void* y_table, const void* x_table, const void* z_table,

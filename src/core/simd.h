@@ -25,39 +25,6 @@ namespace KelvraCV::detail {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_ARCH_X86
-// Instructions that Highway has no operation for, of each width.
-HWY_INLINE __m128i maddubs(__m128i a, __m128i b) {
-  return _mm_maddubs_epi16(a, b);
-}
-HWY_INLINE __m256i maddubs(__m256i a, __m256i b) {
-  return _mm256_maddubs_epi16(a, b);
-}
-HWY_INLINE __m128i packus(__m128i a, __m128i b) {
-  return _mm_packus_epi16(a, b);
-}
-HWY_INLINE __m256i packus(__m256i a, __m256i b) {
-  return _mm256_packus_epi16(a, b);
-}
-HWY_INLINE __m128i cvttps(__m128 v) {
-  return _mm_cvttps_epi32(v);
-}
-HWY_INLINE __m256i cvttps(__m256 v) {
-  return _mm256_cvttps_epi32(v);
-}
-#if HWY_TARGET == HWY_AVX3
-HWY_INLINE __m512i maddubs(__m512i a, __m512i b) {
-  return _mm512_maddubs_epi16(a, b);
-}
-HWY_INLINE __m512i packus(__m512i a, __m512i b) {
-  return _mm512_packus_epi16(a, b);
-}
-HWY_INLINE __m512i cvttps(__m512 v) {
-  return _mm512_cvttps_epi32(v);
-}
-#endif
-#endif
-
 // Whole vectors of a lane type, those of at most two blocks, and single blocks. Two are enough for
 // what goes on from block to block, which more blocks only lengthen.
 template <class T>
@@ -168,37 +135,21 @@ HWY_INLINE void store_row(size_t count, uint8_t* to, const Make& make) {
   if (x < count) store_first(d8, make(x), to + x, count - x);
 }
 
-// Whether no bit of a vector is set.
-template <class D>
-HWY_INLINE bool is_all_zero(D d, hn::Vec<D> v) {
-#if HWY_ARCH_X86
-  if constexpr (hn::MaxLanes(d) * sizeof(hn::TFromD<D>) == 32) {
-    return _mm256_testz_si256(v.raw, v.raw);
-  } else {
-    return hn::AllTrue(d, v == hn::Zero(d));
-  }
-#else
-  return hn::AllTrue(d, v == hn::Zero(d));
-#endif
-}
-
 // Bit i is lane i of the mask.
 template <class D>
 HWY_INLINE uint64_t mask_bits(D, hn::Mask<D> mask) {
-#if HWY_TARGET == HWY_AVX3
   constexpr uint64_t kAll = ~uint64_t{0} >> (64 - hn::MaxLanes(D()));
+#if HWY_TARGET == HWY_AVX3
   return mask.raw & kAll;
 #else
-  return hn::detail::BitsFromMask(mask);
+  return hn::detail::BitsFromMask(mask) & kAll;  // of bytes, arm64 gives the bits more than once
 #endif
 }
 
-// The same of 64 lanes of one or four bytes: of the masks test(0), test(n), test(2 n), …, where n
-// lanes are one mask.
-template <class T, class Test>
+// The same of 64 bytes: of the masks test(0), test(n), test(2 n), …, where n lanes are one mask.
+template <class Test>
 HWY_INLINE uint64_t mask_bits64(const Test& test) {
-  const Full<T> d;
-  static_assert(sizeof(T) == 1 || sizeof(T) == 4);
+  const Full<uint8_t> d;
 #if HWY_ARCH_X86
   uint64_t bits = 0;
   for (size_t x = 0; x < 64; x += hn::Lanes(d)) bits |= mask_bits(d, test(x)) << x;
@@ -208,17 +159,7 @@ HWY_INLINE uint64_t mask_bits64(const Test& test) {
   const auto bytes = [&](size_t x) {
     alignas(16) static constexpr uint8_t kBit[16] = {1, 2, 4, 8, 16, 32, 64, 128,
                                                      1, 2, 4, 8, 16, 32, 64, 128};
-    const auto lanes = [&](size_t at) { return hn::VecFromMask(d, test(at)).raw; };
-    uint8x16_t all;
-    if constexpr (sizeof(T) == 1) {
-      all = lanes(x);
-    } else {
-      const auto pair = [&](size_t at) {
-        return vuzp1q_u16(vreinterpretq_u16_u32(lanes(at)), vreinterpretq_u16_u32(lanes(at + 4)));
-      };
-      all = vuzp1q_u8(vreinterpretq_u8_u16(pair(x)), vreinterpretq_u8_u16(pair(x + 8)));
-    }
-    return vandq_u8(all, vld1q_u8(kBit));
+    return vandq_u8(hn::VecFromMask(d, test(x)).raw, vld1q_u8(kBit));
   };
   const uint8x16_t sums =
       vpaddq_u8(vpaddq_u8(bytes(0), bytes(16)), vpaddq_u8(bytes(32), bytes(48)));
@@ -323,7 +264,20 @@ HWY_INLINE hn::Vec<D> load_blocks(D d, const uint8_t* from, size_t step) {
   });
 }
 
-// For each index in block b the byte with this number of the kBytes at `row + places[b]`.
+// For each index in block b the byte with this number of the 32 in block b of `low` and of `high`.
+template <class V8>
+HWY_INLINE V8 look_up_two(V8 low, V8 high, V8 index) {
+#if HWY_ARCH_X86
+  const hn::DFromV<V8> d;
+  // Numbers of the other half get their top bit set, which gives zero.
+  return hn::Or(hn::TableLookupBytesOr0(low, hn::SaturatedAdd(index, hn::Set(d, 0x70))),
+                hn::TableLookupBytesOr0(high, index - hn::Set(d, 16)));
+#else
+  return V8(vqtbl2q_u8(uint8x16x2_t{{low.raw, high.raw}}, index.raw));
+#endif
+}
+
+// The same of the kBytes at `row + places[b]`.
 template <int kBytes, class D>
 HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* row, const size_t* places,
                                     hn::Vec<D> index) {
@@ -337,25 +291,11 @@ HWY_INLINE hn::Vec<D> look_up_bytes(D d, const uint8_t* row, const size_t* place
     return hn::TableLookupBytes(load(0), index);
   } else {
 #if HWY_ARCH_X86
-    // Numbers of the other half get their top bit set, which gives zero.
-    return hn::Or(hn::TableLookupBytesOr0(load(0), hn::SaturatedAdd(index, hn::Set(d, 0x70))),
-                  hn::TableLookupBytesOr0(load(16), index - hn::Set(d, 16)));
+    return look_up_two(load(0), load(16), index);
 #else
     return hn::Vec<D>(vqtbl2q_u8(vld1q_u8_x2(row + places[0]), index.raw));
 #endif
   }
-}
-
-// The same of the 32 bytes of two vectors, inside each block.
-template <class V8>
-HWY_INLINE V8 look_up_two(V8 low, V8 high, V8 index) {
-#if HWY_ARCH_X86
-  const hn::DFromV<V8> d;
-  return hn::Or(hn::TableLookupBytesOr0(low, hn::SaturatedAdd(index, hn::Set(d, 0x70))),
-                hn::TableLookupBytesOr0(high, index - hn::Set(d, 16)));
-#else
-  return V8(vqtbl2q_u8(uint8x16x2_t{{low.raw, high.raw}}, index.raw));
-#endif
 }
 
 // The bytes at row + places[0], row + places[1], … side by side, as many at each place as a T has:
@@ -443,44 +383,30 @@ HWY_INLINE V16 sum_with_sign(V16 a, V16 a_weight, V16 b, V16 b_weight) {
   }
 }
 
-// Sums of neighbouring bytes, as 16-bit lanes: a[0] + a[1], a[2] + a[3], …
-template <class V8>
-HWY_INLINE auto sum_pairs(V8 a) {
-  const hn::Repartition<uint16_t, hn::DFromV<V8>> d16;
 #if HWY_ARCH_X86
-  const auto bytes = hn::BitCast(d16, a);
-  return hn::And(bytes, hn::Set(d16, 0xff)) + hn::ShiftRight<8>(bytes);
-#else
-  return hn::Vec<decltype(d16)>(vpaddlq_u8(a.raw));
-#endif
-}
-
 // Sums of products of neighbouring bytes, as 16-bit lanes: a[0] w[0] + a[1] w[1], … Weights are
 // below 128, sums below 32768.
-template <class V8>
-HWY_INLINE auto multiply_add_bytes(V8 a, V8 weights) {
-  const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
-#if HWY_ARCH_X86
-  return hn::Vec<decltype(d16)>{maddubs(a.raw, weights.raw)};
-#else
-  const auto sums = vpaddq_u16(vmull_u8(vget_low_u8(a.raw), vget_low_u8(weights.raw)),
-                               vmull_high_u8(a.raw, weights.raw));
-  return hn::BitCast(d16, hn::Vec<hn::Repartition<uint16_t, hn::DFromV<V8>>>(sums));
-#endif
+template <class V8, class V16 = hn::Vec<hn::Repartition<int16_t, hn::DFromV<V8>>>>
+HWY_INLINE V16 multiply_add_bytes(V8 a, V8 weights) {
+  if constexpr (sizeof(V8) == 16) return V16{_mm_maddubs_epi16(a.raw, weights.raw)};
+  if constexpr (sizeof(V8) == 32) return V16{_mm256_maddubs_epi16(a.raw, weights.raw)};
+  if constexpr (sizeof(V8) == 64) return V16{_mm512_maddubs_epi16(a.raw, weights.raw)};
 }
+#endif
 
 // Narrowing with saturation inside each block: the lanes of `low`, then those of `high`.
 template <class V32>
 HWY_INLINE auto narrow_to_i16_blocks(V32 low, V32 high) {
   return hn::ReorderDemote2To(hn::Repartition<int16_t, hn::DFromV<V32>>(), low, high);
 }
-template <class V16>
-HWY_INLINE auto narrow_to_u8_blocks(V16 low, V16 high) {
-  const hn::Repartition<uint8_t, hn::DFromV<V16>> d8;
+template <class V16, class V8 = hn::Vec<hn::Repartition<uint8_t, hn::DFromV<V16>>>>
+HWY_INLINE V8 narrow_to_u8_blocks(V16 low, V16 high) {
 #if HWY_ARCH_X86
-  return hn::Vec<decltype(d8)>{packus(low.raw, high.raw)};
+  if constexpr (sizeof(V16) == 16) return V8{_mm_packus_epi16(low.raw, high.raw)};
+  if constexpr (sizeof(V16) == 32) return V8{_mm256_packus_epi16(low.raw, high.raw)};
+  if constexpr (sizeof(V16) == 64) return V8{_mm512_packus_epi16(low.raw, high.raw)};
 #else
-  return hn::Vec<decltype(d8)>(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
+  return V8(vqmovun_high_s16(vqmovun_s16(low.raw), high.raw));
 #endif
 }
 
@@ -585,14 +511,14 @@ HWY_INLINE auto narrow_from_bit(V16 low, V16 high) {
 #endif
 }
 
-// Sums of neighbouring bytes, as 16-bit lanes; the same added to others.
-template <class V8>
-HWY_INLINE auto add_pairs(V8 bytes) {
+// Sums of neighbouring bytes, a[0] + a[1], a[2] + a[3], … as 16-bit lanes; the same added to
+// others.
+template <class V8, class V16 = hn::Vec<hn::Repartition<uint16_t, hn::DFromV<V8>>>>
+HWY_INLINE V16 add_pairs(V8 bytes) {
 #if HWY_ARCH_X86
-  return multiply_add_bytes(bytes, hn::Set(hn::DFromV<V8>(), 1));
+  return hn::BitCast(hn::DFromV<V16>(), multiply_add_bytes(bytes, hn::Set(hn::DFromV<V8>(), 1)));
 #else
-  const hn::Repartition<int16_t, hn::DFromV<V8>> d16;
-  return hn::BitCast(d16, hn::Vec<Full<uint16_t>>(vpaddlq_u8(bytes.raw)));
+  return V16(vpaddlq_u8(bytes.raw));
 #endif
 }
 template <class V16, class V8>
@@ -600,8 +526,7 @@ HWY_INLINE V16 add_pairs(V16 sums, V8 bytes) {
 #if HWY_ARCH_X86
   return sums + add_pairs(bytes);
 #else
-  const auto old = hn::BitCast(Full<uint16_t>(), sums);
-  return hn::BitCast(hn::DFromV<V16>(), hn::Vec<Full<uint16_t>>(vpadalq_u8(old.raw, bytes.raw)));
+  return V16(vpadalq_u8(sums.raw, bytes.raw));
 #endif
 }
 
@@ -856,24 +781,26 @@ HWY_INLINE auto blend_pairs(const uint8_t* upper, const uint8_t* lower, const pt
 }
 
 // As many bytes, or floats, as floats.
-HWY_INLINE auto load_floats(Full<float> d, const float* from) {
+template <class D>
+HWY_INLINE auto load_floats(D d, const float* from) {
   return hn::LoadU(d, from);
 }
-HWY_INLINE auto load_floats(Full<float> d, const uint8_t* from) {
-  const hn::Rebind<uint8_t, Full<float>> bytes;
-  const hn::Rebind<int32_t, Full<float>> integers;
-  return hn::ConvertTo(d, hn::PromoteTo(integers, hn::LoadU(bytes, from)));
+template <class D>
+HWY_INLINE auto load_floats(D d, const uint8_t* from) {
+  return hn::ConvertTo(
+      d, hn::PromoteTo(hn::Rebind<int32_t, D>(), hn::LoadU(hn::Rebind<uint8_t, D>(), from)));
 }
 
 // Floats truncated to integers, where all are known to fit: hn::ConvertTo also clamps. Anything
 // else gives some integer.
-template <class VF>
-HWY_INLINE auto truncate_fitting(VF v) {
-  const hn::RebindToSigned<hn::DFromV<VF>> d32;
+template <class VF, class V32 = hn::Vec<hn::RebindToSigned<hn::DFromV<VF>>>>
+HWY_INLINE V32 truncate_fitting(VF v) {
 #if HWY_ARCH_X86
-  return hn::Vec<decltype(d32)>{cvttps(v.raw)};
+  if constexpr (sizeof(VF) == 16) return V32{_mm_cvttps_epi32(v.raw)};
+  if constexpr (sizeof(VF) == 32) return V32{_mm256_cvttps_epi32(v.raw)};
+  if constexpr (sizeof(VF) == 64) return V32{_mm512_cvttps_epi32(v.raw)};
 #else
-  return hn::ConvertTo(d32, v);
+  return hn::ConvertTo(hn::DFromV<V32>(), v);
 #endif
 }
 
@@ -996,13 +923,6 @@ HWY_INLINE void load_pixels(D d8, const hn::TFromD<D>* from, hn::Vec<D>* channel
     for (int c = 0; c < kChannels; ++c) channels[c] = hn::LoadU(d8, from + c);
   } else if constexpr (kChannels == 1) {
     channels[0] = hn::LoadU(d8, from);
-  } else if constexpr (kChannels == 2 && HWY_ARCH_X86 && sizeof(hn::TFromD<D>) == 1) {
-    const hn::Repartition<int16_t, D> d16;
-    const auto pair = [=](size_t at) { return hn::BitCast(d16, hn::LoadU(d8, from + at)); };
-    const auto low = pair(0), high = pair(hn::Lanes(d8)), byte = hn::Set(d16, 255);
-    channels[0] = narrow_to_u8(hn::And(low, byte), hn::And(high, byte));
-    channels[1] =
-        narrow_to_u8(hn::And(hn::ShiftRight<8>(low), byte), hn::And(hn::ShiftRight<8>(high), byte));
   } else if constexpr (kChannels == 2) {
     hn::LoadInterleaved2(d8, from, channels[0], channels[1]);
   } else if constexpr (kChannels == 3) {

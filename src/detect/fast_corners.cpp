@@ -48,7 +48,7 @@ HWY_INLINE bool may_have_corners(D d8, const Window& window, int x, int threshol
       strength(hn::LoadU(d8, window.centre(x)), hn::Min(hn::Max(p0, p8), hn::Max(p4, p12)),
                hn::Max(hn::Min(p0, p8), hn::Min(p4, p12)));
   const auto limit = hn::Set(d8, static_cast<uint8_t>(threshold));
-  return !is_all_zero(d8, hn::SaturatedSub(compass, limit));
+  return !hn::AllTrue(d8, hn::SaturatedSub(compass, limit) == hn::Zero(d8));
 }
 
 // How much an arc of nine stands out from each centre: the largest of all arcs' smallest
@@ -109,12 +109,9 @@ HWY_NOINLINE void find_corners_at(D d8, const Window& window, int x, int first, 
   const auto strength = arc_strength(d8, window, x);
   const auto is_corner = hn::Not(hn::SaturatedSub(strength, limit) == hn::Zero(d8));
   if (hn::AllFalse(d8, is_corner)) return;
-  uint8_t strengths[hn::MaxLanes(d8)], bytes[8] = {};
+  uint8_t strengths[hn::MaxLanes(d8)];
   hn::StoreU(strength, d8, strengths);
-  hn::StoreMaskBits(d8, is_corner, bytes);
-  uint64_t bits = 0;
-  std::memcpy(&bits, bytes, sizeof bits);
-  for (; bits != 0; bits &= bits - 1) {
+  for (uint64_t bits = mask_bits(d8, is_corner); bits != 0; bits &= bits - 1) {
     const auto lane = static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(bits));
     const int column = x + lane;
     if (column < first || (mask != nullptr && mask[column] == 0)) continue;

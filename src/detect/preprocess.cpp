@@ -15,7 +15,6 @@ using namespace detail;
 struct Normalization {
   float mean, factor;
 
-  float of(uint8_t value) const { return (static_cast<float>(value) - mean) * factor; }
   template <class D>
   HWY_INLINE hn::Vec<D> of(D d, hn::Vec<D> values) const {
     return (values - hn::Set(d, mean)) * hn::Set(d, factor);
@@ -24,23 +23,18 @@ struct Normalization {
 
 // One row of RGB bytes as floats: three separate rows, or interleaved if kPlanar is false.
 template <bool kPlanar>
-void convert_row(const uint8_t* src, float* const out[3], int width, const int source_channel[3],
+void convert_row(const uint8_t* src, float* const out[3], size_t width, const int source_channel[3],
                  const Normalization normalization[3]) {
-  const Full<uint8_t> d8;
-  const Full<float> d;
-  const hn::Rebind<uint8_t, decltype(d)> part;
-  const hn::Rebind<int32_t, decltype(d)> d32;
-  const int lanes = static_cast<int>(hn::Lanes(d)), pixels = 4 * lanes;
-  int x = 0;
-  for (; x + pixels <= width; x += pixels) {
+  for_each_vector<uint8_t>(width, [=](auto d8, size_t x) {
+    constexpr size_t kPixels = hn::MaxLanes(d8);
+    const hn::CappedTag<float, kPixels> d;
     hn::Vec<decltype(d8)> channels[3];
     load_pixels<3>(d8, src + 3 * x, channels);
-    uint8_t bytes[3][hn::MaxLanes(d8)];
+    uint8_t bytes[3][kPixels];
     for (int k = 0; k < 3; ++k) hn::StoreU(channels[source_channel[k]], d8, bytes[k]);
-    for (int i = 0; i < pixels; i += lanes) {
+    for (size_t i = 0; i < kPixels; i += hn::MaxLanes(d)) {
       const auto channel = [&](int k) {
-        const auto values = hn::PromoteTo(d32, hn::LoadU(part, bytes[k] + i));
-        return normalization[k].of(d, hn::ConvertTo(d, values));
+        return normalization[k].of(d, load_floats(d, bytes[k] + i));
       };
       if constexpr (kPlanar) {
         for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x + i);
@@ -48,12 +42,7 @@ void convert_row(const uint8_t* src, float* const out[3], int width, const int s
         hn::StoreInterleaved3(channel(0), channel(1), channel(2), d, out[0] + 3 * (x + i));
       }
     }
-  }
-  for (; x < width; ++x) {
-    for (int k = 0; k < 3; ++k) {
-      out[k][kPlanar ? x : 3 * x] = normalization[k].of(src[3 * x + source_channel[k]]);
-    }
-  }
+  });
 }
 
 // The rows of a tensor: one plane of three floats a pixel, or three planes of one.

@@ -45,7 +45,7 @@ HWY_INLINE void sum_vector(D8 d8, const uint8_t* src, const uint32_t* above, uin
   alignas(16) static constexpr uint8_t kFourthToUpper[16] = {
       0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 6, 7, 6, 7, 6, 7, 6, 7};
   const auto bytes = hn::LoadU(d8, src);
-  auto odd = sum_pairs(bytes);
+  auto odd = add_pairs(bytes);
   odd = odd + hn::BitCast(d16, hn::ShiftLeft<16>(hn::BitCast(d64, odd)));
   odd = odd + hn::BitCast(d16, hn::ShiftLeft<32>(hn::BitCast(d64, odd)));
   odd = odd + hn::TableLookupBytesOr0(odd, hn::BitCast(d16, hn::LoadDup128(d8, kFourthToUpper)));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "core/numeric.h"
 #include "core/rows.h"
@@ -218,24 +219,6 @@ class Channels {
 // A fourth channel is carried.
 constexpr int kFilteredChannels = 3;
 
-void filter(const ImageData& src, const ImageData* guide, ImageData& dst,
-            const Parameters& parameters) {
-  Channels channels(src);
-  std::vector<Channels> guides;
-  if (guide != nullptr) guides.emplace_back(*guide);
-  for (int c = 0; c < std::min(channels.count(), kFilteredChannels); ++c) {
-    // A guide with one channel, or with too few, guides the others with its last one.
-    const uint8_t* const by =
-        guide == nullptr ? nullptr : guides[0].plane(std::min(c, guides[0].count() - 1));
-    filter_channel(channels.plane(c), by, parameters);
-  }
-  channels.join(dst);
-}
-
-bool is_mismatch(const ImageData& src, const ImageData& dst) {
-  return src.channels != dst.channels || src.width != dst.width || src.height != dst.height;
-}
-
 // Scales that leave no pixel, or that would enlarge the statistics beyond reason, do nothing.
 bool is_usable(const Parameters& parameters) {
   const Size statistics = parameters.statistics_size();
@@ -243,30 +226,38 @@ bool is_usable(const Parameters& parameters) {
          (parameters.scale <= 1.0f || statistics.pixels() <= 16 * parameters.size.pixels());
 }
 
+// Guided by the image itself, each channel by its own, if `guide` is null.
+void filter(const ImageData& src, const ImageData* guide, ImageData& dst,
+            const Parameters& parameters) {
+  const auto has_size = [&](const ImageData& image) {
+    return image.width == src.width && image.height == src.height;
+  };
+  if (src.channels != dst.channels || !has_size(dst) || (guide != nullptr && !has_size(*guide))) {
+    log_print("input and output mismatch!");
+    return;
+  }
+  if (src.width < 1 || src.height < 1 || src.channels < 1 || !is_usable(parameters)) return;
+  if (guide != nullptr && guide->channels < 1) return;
+  Channels channels(src);
+  std::optional<Channels> guides;
+  if (guide != nullptr) guides.emplace(*guide);
+  for (int c = 0; c < std::min(channels.count(), kFilteredChannels); ++c) {
+    // A guide with one channel, or with too few, guides the others with its last one.
+    filter_channel(channels.plane(c),
+                   guides ? guides->plane(std::min(c, guides->count() - 1)) : nullptr, parameters);
+  }
+  channels.join(dst);
+}
+
 }  // namespace
 
 void guided_filter_general(const ImageData& src, const ImageData& guide, ImageData& dst, int radius,
                            float scale, float eps) {
-  if (is_mismatch(src, dst) || guide.width != src.width || guide.height != src.height) {
-    log_print("input and output mismatch!");
-    return;
-  }
-  const Parameters parameters{{src.width, src.height}, radius, scale, eps};
-  if (src.width < 1 || src.height < 1 || src.channels < 1 || guide.channels < 1 ||
-      !is_usable(parameters)) {
-    return;
-  }
-  filter(src, &guide, dst, parameters);
+  filter(src, &guide, dst, {{src.width, src.height}, radius, scale, eps});
 }
 
 void guided_filter_self(const ImageData& src, ImageData& dst, int radius, float scale, float eps) {
-  if (is_mismatch(src, dst)) {
-    log_print("input and output mismatch!");
-    return;
-  }
-  const Parameters parameters{{src.width, src.height}, radius, scale, eps};
-  if (src.width < 1 || src.height < 1 || src.channels < 1 || !is_usable(parameters)) return;
-  filter(src, nullptr, dst, parameters);
+  filter(src, nullptr, dst, {{src.width, src.height}, radius, scale, eps});
 }
 
 }  // namespace KelvraCV

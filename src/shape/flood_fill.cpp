@@ -22,7 +22,7 @@ constexpr int kChannels = 4;
 // channels.
 uint64_t similar_bits(const uint8_t* pixels, const uint8_t* seed, uint8_t threshold) {
   const Full<uint8_t> d;
-  return mask_bits64<uint8_t>([&](size_t x) {
+  return mask_bits64([&](size_t x) {
     hn::Vec<decltype(d)> channels[kChannels];
     load_pixels<kChannels>(d, pixels + x * kChannels, channels);
     auto excess = hn::Zero(d);

@@ -30,8 +30,7 @@ inline int last_bit(uint64_t word) {
 // Which of the 64 bytes equal `value`.
 inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
   const Full<uint8_t> d;
-  return mask_bits64<uint8_t>(
-      [&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
+  return mask_bits64([&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
 }
 
 // The same for `count` bytes, 64 at most; the bits from `count` on are 0.
