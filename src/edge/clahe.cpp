@@ -235,19 +235,16 @@ void equalise(const Plane& plane, int tiles, int bins, float clip) {
   }
 }
 
-// From HSV to `dst`, packed. Channels beyond the third are the source's.
-void write_color(const ImageData& src, uint8_t* hsv, const ImageData& dst) {
-  ImageData hsv_image{hsv, src.width, src.height, 3, src.width * 3, 0, 0};
-  if (src.channels == 3) {
-    ImageData rgb_image{dst.data, src.width, src.height, 3, src.width * 3, 0, 0};
-    hsv2rgb(hsv_image, rgb_image);
-    return;
-  }
-  hsv2rgb(hsv_image, hsv_image);
+// Pixels of three channels to those of more, which are the source's.
+void add_channels(const uint8_t* rgb, const ImageData& src, uint8_t* dst, size_t pixels) {
   const auto channels = static_cast<size_t>(src.channels);
-  const size_t pixels = static_cast<size_t>(src.width) * src.height;
-  if (src.data != dst.data) std::memcpy(dst.data, src.data, pixels * channels);
-  for (size_t i = 0; i < pixels; ++i) std::memcpy(dst.data + i * channels, hsv + 3 * i, 3);
+  for (size_t i = 0; i < pixels; ++i) {
+    const uint8_t *from = src.data + i * channels, *color = rgb + 3 * i;
+    uint8_t* to = dst + i * channels;
+    const uint8_t r = color[0], g = color[1], b = color[2];
+    for (size_t c = to == from ? channels : 3; c < channels; ++c) to[c] = from[c];
+    to[0] = r, to[1] = g, to[2] = b;
+  }
 }
 
 }  // namespace
@@ -260,12 +257,19 @@ void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip
     equalise({src.data, width, height, stride, 1}, tiles, bins, clip);
     std::memmove(dst.data, src.data, stride * static_cast<size_t>(height));
   } else if (src.channels >= 3) {
-    const size_t row_bytes = static_cast<size_t>(width) * 3;
-    Scratch<uint8_t> hsv(row_bytes, static_cast<size_t>(height));
-    ImageData hsv_image{hsv.get(), width, height, 3, width * 3, 0, 0};
+    const size_t pixels = static_cast<size_t>(width) * height, row_bytes = size_t{3} * width;
+    // The HSV form lies at the end of `dst`, so that pixels of more than three channels grow from
+    // the first one on without reaching those still to be read; but not in place of the source.
+    const bool is_in_place = src.data == dst.data;
+    Scratch<uint8_t> apart(is_in_place ? pixels : 0, 3);
+    uint8_t* const hsv = is_in_place ? apart.get() : dst.data + pixels * (src.channels - 3);
+    ImageData hsv_image{hsv, width, height, 3, width * 3, 0, 0};
     rgba2hsv(src, hsv_image);
-    equalise({hsv.get() + 2, width, height, row_bytes, 3}, tiles, bins, clip);
-    write_color(src, hsv.get(), dst);
+    equalise({hsv + 2, width, height, row_bytes, 3}, tiles, bins, clip);
+    ImageData rgb_image = hsv_image;
+    if (src.channels == 3) rgb_image.data = dst.data;
+    hsv2rgb(hsv_image, rgb_image);
+    if (src.channels > 3) add_channels(hsv, src, dst.data, pixels);
   }
 }
 
