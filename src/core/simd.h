@@ -93,6 +93,18 @@ HWY_INLINE void for_each_group(size_t count, Body&& body) {
   for (; x < count; x += Single::kLanes) body(Single(), std::min(x, count - Single::kLanes));
 }
 
+// Stores `count` results by such groups: make(d, x) gives a vector of those from x on.
+template <class T, class Make>
+HWY_INLINE void store_groups(size_t count, T* to, const Make& make) {
+  for_each_group<T>(count, [=](auto group, size_t x) KELVRA_CV_INLINE {
+    const typename decltype(group)::Tag d;
+    for (size_t i = 0; i < group.kLanes / hn::MaxLanes(d); ++i) {
+      group.v[i] = make(d, x + i * hn::MaxLanes(d));
+    }
+    group.store(to + x);
+  });
+}
+
 // A vector whose making the compiler does not look into. On arm64, GCC 12 keeps a constant in two
 // registers where its halves are used, takes vectors that it loads for a structured store through
 // memory, and copies those that it puts together for a look-up once more. On x86-64 it loads a

@@ -16,7 +16,7 @@ namespace KelvraCV::detail {
 
 // A row of an image of half the size, where t is 0.5.
 inline void halve_floats(const float* top, const float* bottom, int dst_width, float* out) {
-  for_each_vector<float>(static_cast<size_t>(dst_width), [=](auto d, size_t x) KELVRA_CV_INLINE {
+  store_groups(static_cast<size_t>(dst_width), out, [=](auto d, size_t x) KELVRA_CV_INLINE {
     using V = hn::Vec<decltype(d)>;
     const V half = hn::Set(d, 0.5f);
     const auto blend = [=](V a, V b) KELVRA_CV_INLINE { return hn::MulAdd(b, half, a * half); };
@@ -25,21 +25,37 @@ inline void halve_floats(const float* top, const float* bottom, int dst_width, f
       load_pixels<2>(d, row + 2 * x, sides);
       return blend(sides[0], sides[1]);
     };
-    hn::StoreU(blend(pairs(top), pairs(bottom)), d, out + x);
+    return blend(pairs(top), pairs(bottom));
   });
 }
 
-// A row of twice as many columns, where t is 0.25 and 0.75 in turn, and 0 and 1 at the ends.
-inline void double_floats(const float* src, int src_width, float* out) {
+// A row of kTimes as many columns, 2 or 4. Between two columns of the source t is an odd multiple
+// of 1 / (2 kTimes); it is 0 before the first one and 1 behind the last one.
+template <int kTimes>
+void enlarge_floats(const float* src, int src_width, float* out) {
   const auto last = static_cast<size_t>(src_width) - 1;
-  out[0] = std::fma(src[1], 0.0f, src[0]);
+  std::fill_n(out, kTimes / 2, std::fma(src[1], 0.0f, src[0]));
+  out += kTimes / 2;
   for_each_vector<float>(last, [=](auto d, size_t x) KELVRA_CV_INLINE {
-    const auto near = hn::Set(d, 0.75f), far = hn::Set(d, 0.25f);
     const auto a = hn::LoadU(d, src + x), b = hn::LoadU(d, src + x + 1);
-    hn::StoreInterleaved2(hn::MulAdd(b, far, a * near), hn::MulAdd(b, near, a * far), d,
-                          out + 2 * x + 1);
+    const auto column = [=](int i) KELVRA_CV_INLINE {
+      const float t = (static_cast<float>(i) + 0.5f) / kTimes;
+      return opaque(hn::MulAdd(b, hn::Set(d, t), a * hn::Set(d, 1.0f - t)));
+    };
+    if constexpr (kTimes == 2) {
+      hn::StoreInterleaved2(column(0), column(1), d, out + 2 * x);
+    } else {
+      hn::StoreInterleaved4(column(0), column(1), column(2), column(3), d, out + 4 * x);
+    }
   });
-  out[2 * last + 1] = std::fma(src[last], 1.0f, src[last - 1] * 0.0f);
+  std::fill_n(out + kTimes * last, kTimes / 2, std::fma(src[last], 1.0f, src[last - 1] * 0.0f));
+}
+
+// By which of these a row is enlarged, or 0. All coordinates of four times as many columns are in
+// whole groups of four.
+inline int exact_enlargement(int source, int destination) {
+  if (exact_step(source, destination) == kHalfStep) return 2;
+  return destination == int64_t{4} * source && destination < 1 << 21 ? 4 : 0;
 }
 
 // `source(y)` gives row y of the source: until its next call, or with kRowsStay for good.
@@ -51,7 +67,7 @@ class FloatResizer {
         src_height_(src_height),
         dst_width_(dst_width),
         dst_height_(dst_height),
-        is_doubled_(exact_step(src_width, dst_width) == kHalfStep),
+        enlargement_(exact_enlargement(src_width, dst_width)),
         source_(std::move(source)),
         pitch_(static_cast<size_t>(dst_width) + 3),
         taps_(pitch_),
@@ -85,9 +101,10 @@ class FloatResizer {
       std::copy_n(above, dst_width_, out);
       return;
     }
-    for (int x = 0; x < dst_width_; ++x) {  // vectorised
-      out[x] = std::fma(below[x], t, above[x] * (1.0f - t));
-    }
+    store_groups(static_cast<size_t>(dst_width_), out, [=](auto d, size_t x) KELVRA_CV_INLINE {
+      return hn::MulAdd(hn::LoadU(d, below + x), hn::Set(d, t),
+                        hn::LoadU(d, above + x) * hn::Set(d, 1.0f - t));
+    });
   }
 
  private:
@@ -113,10 +130,8 @@ class FloatResizer {
       std::fill_n(out, dst_width_, src[0]);
       return;
     }
-    if (is_doubled_) {
-      double_floats(src, src_width_, out);
-      return;
-    }
+    if (enlargement_ == 2) return enlarge_floats<2>(src, src_width_, out);
+    if (enlargement_ == 4) return enlarge_floats<4>(src, src_width_, out);
     for (int x = 0; x < dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
   }
 
@@ -132,8 +147,7 @@ class FloatResizer {
     if (x < dst_width_) store_first(d, columns(x), out + x, static_cast<size_t>(dst_width_ - x));
   }
 
-  int src_width_, src_height_, dst_width_, dst_height_;
-  bool is_doubled_;
+  int src_width_, src_height_, dst_width_, dst_height_, enlargement_;
   Source source_;
   size_t pitch_;
   Scratch<int> taps_;

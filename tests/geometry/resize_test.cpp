@@ -35,9 +35,10 @@ TEST(Resize, LargestSizes) {
 }
 
 // Which the random calls seldom meet.
-TEST(Resize, FloatsDoubledAndHalved) {
+TEST(Resize, FloatsEnlargedAndHalved) {
   for (int w = 1; w <= 40; ++w) {
-    for (const Job& job : {Job{w, 5, 2 * w, 10}, {w, 3, 2 * w, 4}, {2 * w, 10, w, 5}}) {
+    for (const Job& job :
+         {Job{w, 5, 2 * w, 10}, {w, 3, 2 * w, 4}, {w, 3, 4 * w, 7}, {2 * w, 10, w, 5}}) {
       const auto bytes = noise(static_cast<size_t>(job.sw) * job.sh);
       const std::vector<float> src(bytes.begin(), bytes.end());
       std::vector<float> dst(static_cast<size_t>(job.dw) * job.dh);
