@@ -73,7 +73,7 @@ class RowFilter {
   void operator()(const uint8_t* src, int16_t* out) {
     const Full<int16_t> d16;
     const uint8_t* const row = gather_.open(src, 0);
-    gather_.use([&](const auto& pairs) {
+    gather_.use([&](const auto& pairs) KELVRA_CV_INLINE {
       for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
         if constexpr (kTaps == 2) {
           hn::StoreU(mean_of_pairs(pairs(row, 2 * x), part(0, x)), d16, out + x);
@@ -94,7 +94,7 @@ class RowFilter {
     const auto row_weight = hn::Set(d16, far_weight(pair.weight));
     const int16_t* const column_weights = weights_.get();
     // All is captured by value: no byte written can be part of that.
-    gather_.use([=, count = count_](auto pairs) {
+    gather_.use([=, count = count_](auto pairs) KELVRA_CV_INLINE {
       store_row(count, out, [=](size_t x) KELVRA_CV_INLINE {
         const auto half = [&](size_t at) KELVRA_CV_INLINE {
           const auto weights = hn::LoadU(d16, column_weights + at);
