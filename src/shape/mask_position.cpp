@@ -18,8 +18,16 @@ int find_first(const uint8_t* bytes, int count, uint8_t wanted) {
 
 // The last index at or above `from` and below `count` whose byte is `wanted`, else from - 1.
 int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
-  const void* found = memrchr(bytes + from, wanted, static_cast<size_t>(count - from));
-  return found == nullptr ? from - 1 : static_cast<int>(static_cast<const uint8_t*>(found) - bytes);
+  constexpr int kAtOnce = 64;
+  int last = count - 1;
+  for (; last - kAtOnce >= from; last -= kAtOnce) {
+    const uint8_t* some = bytes + last - (kAtOnce - 1);
+    uint8_t hit = 0;
+    for (int i = 0; i < kAtOnce; ++i) hit |= some[i] == wanted;  // no early exit: it vectorises
+    if (hit != 0) break;
+  }
+  while (last >= from && bytes[last] != wanted) --last;
+  return last;
 }
 
 }  // namespace
