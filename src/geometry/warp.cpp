@@ -249,40 +249,31 @@ void gather_mixed(Tile<kChannels>& tile, int count, const Source& src, const Out
   split(tile.y, tile.y_weights, count, kFar);
 }
 
-// A vector of bytes: as many pixels of one channel from column i of the tile.
-HWY_INLINE void blend_vector(const Tile<1>& tile, int i, uint8_t* dst) {
-  const Full<uint8_t> d8;
+// A vector of bytes: as many pixels of one channel from column i of the tile on.
+HWY_INLINE auto blend_vector(const Tile<1>& tile, size_t i) {
   const Full<int16_t> d16;
   const Full<int32_t> d32;
-  const hn::Half<decltype(d8)> half;
-  const auto quarter = [&](int k) {
-    const int at = i + k * static_cast<int>(hn::Lanes(d32));
+  const hn::Half<Full<uint8_t>> half;
+  const auto quarter = [&](size_t k) {
+    const size_t at = i + k * hn::Lanes(d32);
     return blend_taps(hn::PromoteTo(d16, hn::Load(half, tile.upper + 2 * at)),
                       hn::PromoteTo(d16, hn::Load(half, tile.lower + 2 * at)),
                       hn::Load(d32, tile.x_weights + at), hn::Load(d32, tile.y_weights + at));
   };
-  hn::StoreU(narrow_to_u8(quarter(0), quarter(1), quarter(2), quarter(3)), d8, dst);
+  return narrow_to_u8(quarter(0), quarter(1), quarter(2), quarter(3));
 }
 
 // The same for four channels.
-HWY_INLINE void blend_vector(const Tile<4>& tile, int i, uint8_t* dst) {
+HWY_INLINE auto blend_vector(const Tile<4>& tile, size_t i) {
   const Full<int32_t> d32;
-  hn::StoreU(blend_pairs(tile.upper_taps, tile.lower_taps, tile.places + i,
-                         hn::Load(d32, tile.x_weights + i), hn::Load(d32, tile.y_weights + i)),
-             Full<uint8_t>(), dst);
+  return blend_pairs(tile.upper_taps, tile.lower_taps, tile.places + i,
+                     hn::Load(d32, tile.x_weights + i), hn::Load(d32, tile.y_weights + i));
 }
 
 template <int kChannels>
 void blend_tile(const Tile<kChannels>& tile, int count, uint8_t* dst) {
-  const Full<uint8_t> d8;
-  const int pixels = static_cast<int>(hn::Lanes(d8)) / kChannels;
-  int i = 0;
-  for (; i + pixels <= count; i += pixels) blend_vector(tile, i, dst + i * kChannels);
-  if (i < count) {
-    alignas(64) uint8_t last[hn::MaxLanes(d8)];
-    blend_vector(tile, i, last);
-    std::memcpy(dst + i * kChannels, last, static_cast<size_t>(count - i) * kChannels);
-  }
+  store_row(static_cast<size_t>(count) * kChannels, dst,
+            [&](size_t x) KELVRA_CV_INLINE { return blend_vector(tile, x / kChannels); });
 }
 
 template <int kChannels>

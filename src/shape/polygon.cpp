@@ -157,22 +157,6 @@ int64_t magnitude(int64_t value) {
 // x_j - x_i it is x_i + s floor(X |y - y_i| / D). No product exceeds 64 bits: both factors are
 // below 2^32.
 
-// Whether the edge crosses row y at a column greater than x. Left of both vertices it does, right
-// of both it does not, and between them, with d = |x - x_i|, it does if
-//
-//   s > 0: floor(X |y - y_i| / D) > d, that is X |y - y_i| >= (d + 1) D;
-//   s < 0: floor(X |y - y_i| / D) < d, that is X |y - y_i| < d D.
-bool crosses_right_of(int x_i, int y_i, int x_j, int y_j, int x, int y) {
-  if ((y_i > y) == (y_j > y)) return false;
-  if ((x_i > x) == (x_j > x)) return x_i > x;
-  const auto difference = [](int a, int b) {
-    return static_cast<uint64_t>(magnitude(int64_t{a} - b));
-  };
-  const uint64_t product = difference(x_j, x_i) * difference(y, y_i);
-  const uint64_t height = difference(y_j, y_i), d = difference(x, x_i);
-  return x_i < x_j ? product >= (d + 1) * height : product < d * height;
-}
-
 // The crossings of the rows top .. bottom - 1, from the top down. With k = y - top the column is,
 // if vertex i is the top, x_top + s floor(X k / D); else |y - y_i| is D - k, and floor(X - X k / D)
 // = X - ceil(X k / D) makes it x_top - s floor((X k + D - 1) / D), where -s again leads from the
@@ -214,6 +198,16 @@ struct Edge {
   uint64_t height, width, rest, step_rest = 0;
   int64_t column, step = 0;
 };
+
+// Whether an edge crosses row y at a column greater than x: left of both vertices it does, right of
+// both it does not.
+bool crosses_right_of(int x_i, int y_i, int x_j, int y_j, int x, int y) {
+  if ((y_i > y) == (y_j > y)) return false;
+  if ((x_i > x) == (x_j > x)) return x_i > x;
+  Edge edge(x_i, y_i, x_j, y_j);
+  edge.cut_above(y);
+  return edge.column > x;
+}
 
 // The edges that cross rows at or below 0.
 std::vector<Edge> visible_edges(const int* xs, const int* ys, int count) {
