@@ -69,16 +69,20 @@ class RowFilter {
         weights_(kParts, stride_),
         gather_(src_width, dst_width, make_weights(src_width, dst_width)) {}
 
+  // All lambdas capture by value: no byte written can be part of that.
+
   // The values of a source row; whole vectors are written.
   void operator()(const uint8_t* src, int16_t* out) {
     const Full<int16_t> d16;
     const uint8_t* const row = gather_.open(src, 0);
-    gather_.use([&](const auto& pairs) KELVRA_CV_INLINE {
-      for (size_t x = 0; x < count_; x += hn::Lanes(d16)) {
+    const int16_t* const weights = weights_.get();
+    gather_.use([=, count = count_, stride = stride_](auto pairs) KELVRA_CV_INLINE {
+      for (size_t x = 0; x < count; x += hn::Lanes(d16)) {
+        const auto part = [=](int i) { return hn::LoadU(d16, weights + i * stride + x); };
         if constexpr (kTaps == 2) {
-          hn::StoreU(mean_of_pairs(pairs(row, 2 * x), part(0, x)), d16, out + x);
+          hn::StoreU(mean_of_pairs(pairs(row, 2 * x), part(0)), d16, out + x);
         } else {
-          const hn::Vec<decltype(d16)> parts[4] = {part(0, x), part(1, x), part(2, x), part(3, x)};
+          const hn::Vec<decltype(d16)> parts[4] = {part(0), part(1), part(2), part(3)};
           hn::StoreU(sum_of_taps(pairs(row, 2 * x, 0), pairs(row, 2 * x, 1), parts), d16, out + x);
         }
       }
@@ -93,7 +97,6 @@ class RowFilter {
     const uint8_t* const far = gather_.open(pair.far, 1);
     const auto row_weight = hn::Set(d16, far_weight(pair.weight));
     const int16_t* const column_weights = weights_.get();
-    // All is captured by value: no byte written can be part of that.
     gather_.use([=, count = count_](auto pairs) KELVRA_CV_INLINE {
       store_row(count, out, [=](size_t x) KELVRA_CV_INLINE {
         const auto half = [&](size_t at) KELVRA_CV_INLINE {
@@ -128,9 +131,6 @@ class RowFilter {
       }
     });
     return first;
-  }
-  HWY_INLINE hn::Vec<Full<int16_t>> part(int i, size_t x) const {
-    return hn::LoadU(Full<int16_t>(), &weights_[i * stride_ + x]);
   }
 
   size_t count_, stride_;
