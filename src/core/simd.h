@@ -84,7 +84,7 @@ using Wide = VectorGroup<Full<T>, 64 / sizeof(T) / hn::MaxLanes(Full<T>())>;
 template <class T, class Body>
 HWY_INLINE void for_each_group(size_t count, Body&& body) {
   using Single = VectorGroup<Full<T>, 1>;
-  if (count < Single::kLanes) {
+  if (count < Wide<T>::kLanes) {
     for_each_vector<T>(count, [&](auto d, size_t x) { body(VectorGroup<decltype(d), 1>(), x); });
     return;
   }

@@ -16,10 +16,10 @@ namespace KelvraCV::detail {
 // One of each kStep bytes: the first of two, or the middle one of three.
 template <int kStep>
 HWY_INLINE void pick_bytes(const uint8_t* src, uint8_t* dst, size_t width) {
-  for_each_vector<uint8_t>(width, [=](auto d8, size_t x) KELVRA_CV_INLINE {
+  store_groups(width, dst, [=](auto d8, size_t x) KELVRA_CV_INLINE {
     hn::Vec<decltype(d8)> pixels[kStep];
     load_pixels<kStep>(d8, src + kStep * x, pixels);
-    hn::StoreU(pixels[(kStep - 1) / 2], d8, dst + x);
+    return pixels[(kStep - 1) / 2];
   });
 }
 
@@ -65,8 +65,7 @@ inline int nearest_tap(float coordinate, int source) {
 
 // Rows of `count` bytes: `pick(from, to)` makes one of the nearest source row.
 template <class Pick>
-void pick_rows(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes, size_t count,
-               const Pick& pick) {
+void pick_rows(const uint8_t* src, uint8_t* dst, ResizeSizes sizes, size_t count, Pick pick) {
   const int step = exact_step(sizes.src_height, sizes.dst_height);
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
   int previous = -1;
