@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/rows.h"
+#include "core/gray_rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
 #include "kelvra_cv.h"
@@ -143,37 +143,6 @@ bool is_peak(const CornerRow& above, const CornerRow& row, const CornerRow& belo
          beats(above, x + 1) && beats(below, x - 1) && beats(below, x) && beats(below, x + 1);
 }
 
-// The gray rows of an image: those of a gray image as they are, else seven at a time.
-class GrayRows {
- public:
-  GrayRows(const uint8_t* src, int width, int channels, int stride, int bgra)
-      : src_(src),
-        width_(width),
-        channels_(channels),
-        stride_(stride),
-        bgra_(bgra),
-        converted_(channels == 1 ? 0 : kKept, width) {}
-
-  // Each row is asked for once, in increasing order.
-  const uint8_t* row(int y) {
-    const uint8_t* const source = row_at(src_, y, stride_);
-    if (channels_ == 1) return source;
-    uint8_t* const gray = converted_.get() + static_cast<size_t>(y % kKept) * width_;
-    if (channels_ == 3) {
-      rgb2gray(source, gray, width_, 1, stride_, width_);
-    } else {
-      rgba2gray(source, gray, width_, 1, stride_, width_, bgra_);
-    }
-    return gray;
-  }
-
- private:
-  static constexpr int kKept = 2 * kRadius + 1;
-  const uint8_t* src_;
-  int width_, channels_, stride_, bgra_;
-  Scratch<uint8_t> converted_;
-};
-
 }  // namespace
 
 void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int width, int height,
@@ -187,17 +156,17 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
   if (height <= 2 * kRadius || width <= 2 * kRadius) return;
   const int limit = std::clamp(threshold, 0, 255);
 
-  GrayRows gray(src, width, channels, stride, bgra);
+  GrayRows gray(src, width, height, channels, stride, bgra);
   CornerRow rows[3] = {CornerRow(width), CornerRow(width), CornerRow(width)};
   Window window{};
-  for (int y = 0; y < 2 * kRadius; ++y) window.rows[y + 1] = gray.row(y);
+  for (int y = 0; y < 2 * kRadius; ++y) window.rows[y + 1] = gray(y);
   // One row more than is searched, for the last one's suppression.
   for (int y = kRadius; y <= height - kRadius; ++y) {
     CornerRow& current = rows[y % 3];
     current.clear();
     if (y < height - kRadius) {
       std::copy(window.rows + 1, std::end(window.rows), window.rows);
-      window.rows[2 * kRadius] = gray.row(y + kRadius);
+      window.rows[2 * kRadius] = gray(y + kRadius);
       find_corners(window, width, limit,
                    mask == nullptr ? nullptr : mask + static_cast<size_t>(y) * width, current);
     }

@@ -1,8 +1,8 @@
 // Canny edges: gray, smoothed, differentiated, thinned, and linked in one pass.
 #include <cstring>
 
+#include "core/gray_rows.h"
 #include "core/row_ring.h"
-#include "core/scratch.h"
 #include "edge/gradient_direction.h"
 #include "edge/sobel.h"
 #include "filter/binomial.h"
@@ -106,41 +106,13 @@ void link_row(uint8_t* row, int width) {
   }
 }
 
-// The rows of the image in gray, asked for in order: its own, packed, or converted a few at a time.
-class GrayRows {
- public:
-  explicit GrayRows(const ImageData& src)
-      : src_(src),
-        is_gray_(src.channels != 3 && src.channels != 4),
-        converted_(is_gray_ ? 0 : kRows, static_cast<size_t>(src.width)) {}
-
-  const uint8_t* operator()(int y) {
-    if (is_gray_) return row_at<const uint8_t>(src_.data, y, src_.width);
-    if (y % kRows == 0) convert(row_at<const uint8_t>(src_.data, y, src_.stride), src_.height - y);
-    return row_at(converted_.get(), y % kRows, src_.width);
-  }
-
- private:
-  static constexpr int kRows = 8;
-
-  void convert(const uint8_t* from, int rows_left) {
-    const int width = src_.width, rows = std::min(kRows, rows_left);
-    if (src_.channels == 3) {
-      rgb2gray(from, converted_.get(), width, rows, src_.stride, width);
-    } else {
-      rgba2gray(from, converted_.get(), width, rows, src_.stride, width, src_.color_order);
-    }
-  }
-
-  const ImageData& src_;
-  bool is_gray_;
-  Scratch<uint8_t> converted_;
-};
-
 // Each step a row behind the one before it; a row is linked when its neighbours are all thinned.
 void find_edges(const ImageData& src, uint8_t* dst, Thresholds thresholds) {
   const int width = src.width, height = src.height;
-  GrayRows gray(src);
+  // One channel is taken as packed, whatever its stride.
+  const bool is_colour = src.channels == 3 || src.channels == 4;
+  GrayRows gray(src.data, width, height, src.channels, is_colour ? src.stride : width,
+                src.color_order);
   BinomialRows<Binomial5> blurred(width, height);
   RowRing<uint8_t> smooth(4, static_cast<size_t>(width));
   RowRing<int16_t> magnitudes(4, static_cast<size_t>(width));

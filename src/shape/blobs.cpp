@@ -1,7 +1,6 @@
 // Connected regions of a mask, as lists of their pixels. Rows are cut into runs of foreground, and
 // runs that touch are joined in a forest: time and memory in proportion to pixels and runs.
 #include <algorithm>
-#include <limits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -64,41 +63,39 @@ Runs find_runs(const uint8_t* mask, int width, int height) {
 }
 
 // A forest over runs in which every run points to itself or to an earlier one.
-template <class Index>
 class Forest {
  public:
   explicit Forest(size_t count) : parents_(count) {
-    for (size_t i = 0; i < count; ++i) parents_[i] = static_cast<Index>(i);
+    for (size_t i = 0; i < count; ++i) parents_[i] = i;
   }
 
   void join(size_t a, size_t b) {
-    const Index root_a = root(static_cast<Index>(a)), root_b = root(static_cast<Index>(b));
+    const size_t root_a = root(a), root_b = root(b);
     parents_[std::max(root_a, root_b)] = std::min(root_a, root_b);
   }
 
   // Replaces the parents by the trees' numbers, in order of their first runs.
   size_t number(size_t count) {
-    Index trees = 0;
+    size_t trees = 0;
     for (size_t i = 0; i < count; ++i) {
       parents_[i] = parents_[i] == i ? trees++ : parents_[parents_[i]];
     }
     return trees;
   }
-  Index number_of(size_t run) const { return parents_[run]; }
+  size_t number_of(size_t run) const { return parents_[run]; }
 
  private:
-  Index root(Index i) {
+  size_t root(size_t i) {
     while (parents_[i] != i) i = parents_[i] = parents_[parents_[i]];
     return i;
   }
 
-  Scratch<Index> parents_;
+  Scratch<size_t> parents_;
 };
 
 // Joins each run of row y with those of the row above that share a column with it; diagonal
 // neighbours stay apart.
-template <class Index>
-void join_rows(const Runs& found, size_t y, Forest<Index>& forest) {
+void join_rows(const Runs& found, size_t y, Forest& forest) {
   size_t above = found.first_of[y - 1], i = found.first_of[y];
   const size_t above_end = i, end = found.first_of[y + 1];
   while (above < above_end && i < end) {
@@ -188,8 +185,8 @@ class BoundaryPixels {
 };
 
 // Calls visit(run, label) for all runs, after pixels.go_to_row().
-template <class Index, class Pixels, class Visit>
-void for_each_run(const Runs& found, const Forest<Index>& forest, Pixels& pixels, Visit visit) {
+template <class Pixels, class Visit>
+void for_each_run(const Runs& found, const Forest& forest, Pixels& pixels, Visit visit) {
   const std::vector<size_t>& first_of = found.first_of;
   for (size_t y = 0; y + 1 < first_of.size(); ++y) {
     if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
@@ -200,19 +197,20 @@ void for_each_run(const Runs& found, const Forest<Index>& forest, Pixels& pixels
 }
 
 // Counts first, so that no list has to grow. (A count that wraps around costs a reallocation.)
-template <class Index, class Pixels>
-void append_labelled(const Runs& found, Pixels& pixels, std::vector<std::vector<Point>>& blobs) {
-  const size_t runs = found.runs.size();
-  Forest<Index> forest(runs);
+template <class Pixels>
+void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
+                    std::vector<std::vector<Point>>& blobs) {
+  const Runs found = find_runs(mask, width, height);
+  Forest forest(found.runs.size());
   for (size_t y = 1; y + 1 < found.first_of.size(); ++y) join_rows(found, y, forest);
-  const size_t count = forest.number(runs);
+  const size_t count = forest.number(found.runs.size());
 
   std::vector<uint32_t> counts(count);
   for_each_run(found, forest, pixels,
-               [&](const Run& run, Index label) { counts[label] += pixels.count(run); });
+               [&](const Run& run, size_t label) { counts[label] += pixels.count(run); });
   blobs.resize(count);
-  Index reserved = 0;  // labels appear in order
-  for_each_run(found, forest, pixels, [&](const Run& run, Index label) {
+  size_t reserved = 0;  // labels appear in order
+  for_each_run(found, forest, pixels, [&](const Run& run, size_t label) {
     std::vector<Point>& blob = blobs[label];
     if (label == reserved) {
       blob.reserve(blob.size() + counts[label]);
@@ -220,15 +218,6 @@ void append_labelled(const Runs& found, Pixels& pixels, std::vector<std::vector<
     }
     pixels.append(run, blob);
   });
-}
-
-template <class Pixels>
-void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
-                    std::vector<std::vector<Point>>& blobs) {
-  const Runs found = find_runs(mask, width, height);
-  const bool are_few = found.runs.size() <= std::numeric_limits<uint32_t>::max();
-  const auto append = are_few ? append_labelled<uint32_t, Pixels> : append_labelled<size_t, Pixels>;
-  append(found, pixels, blobs);
 }
 
 }  // namespace
