@@ -63,7 +63,7 @@ void solve(Equations& rows, double (&solution)[kUnknowns]) {
     for (int i = k + 1; i < kUnknowns; ++i) {
       if (std::fabs(rows[i][k]) > std::fabs(rows[pivot][k])) pivot = i;
     }
-    std::swap(rows[k], rows[pivot]);
+    if (pivot != k) std::swap(rows[k], rows[pivot]);
     for (int i = k + 1; i < kUnknowns; ++i) {
       const double factor = rows[i][k] / rows[k][k];
       for (int j = k; j <= kUnknowns; ++j) rows[i][j] -= factor * rows[k][j];
