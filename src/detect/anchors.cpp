@@ -1,4 +1,6 @@
 // Anchor boxes of a detector's grids, normalised to the image.
+#include <algorithm>
+
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -18,10 +20,8 @@ void get_anchors(float* anchors, int width, int height, int** anchor_sizes, int 
         const auto cx = static_cast<float>((x + 0.5) * stride / width);
         for (int k = 0; k < num_anchors; ++k) {
           const auto size = static_cast<float>(anchor_sizes[level][k]);
-          *anchors++ = cx;
-          *anchors++ = cy;
-          *anchors++ = size * per_width;
-          *anchors++ = size * per_height;
+          const float box[4] = {cx, cy, size * per_width, size * per_height};
+          anchors = std::copy_n(box, 4, anchors);
         }
       }
     }
