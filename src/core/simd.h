@@ -816,19 +816,6 @@ HWY_INLINE V32 truncate_fitting(VF v) {
 #endif
 }
 
-// Integers from 0 to 2^23 - 1 as floats. As the lowest bits of 2^23 they are part of a float
-// already: cheaper than converting on arm64.
-template <class V32>
-HWY_INLINE auto small_to_float(V32 v) {
-  const hn::RebindToFloat<hn::DFromV<V32>> d;
-  if constexpr (HWY_ARCH_X86) {
-    return hn::ConvertTo(d, v);
-  } else {
-    const auto magic = hn::Set(d, 8388608.0f);
-    return hn::BitCast(d, hn::Or(v, hn::BitCast(hn::DFromV<V32>(), magic))) - magic;
-  }
-}
-
 // (a * b) >> 31 of 32-bit lanes that are not negative: one instruction on arm64, where conversions
 // to and from floats take four times as long.
 constexpr bool kIsMultiplyHighFast = !HWY_ARCH_X86;

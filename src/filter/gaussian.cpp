@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "core/row_ring.h"
 #include "core/rows.h"
@@ -41,18 +42,6 @@ struct Kernel {
   float inverse_sum;
 };
 
-// Whole numbers as bytes, or as floats.
-template <class V32>
-HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, uint8_t* to) {
-  hn::StoreU(narrow_to_u8(v0, v1, v2, v3), Full<uint8_t>(), to);
-}
-template <class V32>
-HWY_INLINE void store(V32 v0, V32 v1, V32 v2, V32 v3, float* to) {
-  VectorGroup<Full<float>, 4>{
-      {small_to_float(v0), small_to_float(v1), small_to_float(v2), small_to_float(v3)}}
-      .store(to);
-}
-
 // kTile results from column x on: the sum over taps[j][x] * weights[j], in order and rounded at
 // each step, times the inverse sum of the weights, truncated. That is a mean of bytes and needs no
 // limits; what NaN becomes is 0 as a byte. kTaps is the number of taps where that is worth knowing
@@ -75,12 +64,17 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
         sums[i] = sums[i] + load_floats(d, from + i * kLanes) * weight;
       }
     }
-    const auto truncated = [&](int i) {
-      return truncate_fitting(sums[i] * hn::Set(d, kernel.inverse_sum));
-    };
-    for (int i = 0; i < kVectors; i += 4) {
-      store(truncated(i), truncated(i + 1), truncated(i + 2), truncated(i + 3),
-            out + start + i * kLanes);
+    const auto mean = [&](int i) { return sums[i] * hn::Set(d, kernel.inverse_sum); };
+    if constexpr (std::is_same_v<Result, float>) {
+      for (int i = 0; i < kVectors; ++i) {
+        hn::StoreU(hn::Trunc(mean(i)), d, out + start + i * kLanes);
+      }
+    } else {
+      const auto truncated = [&](int i) { return truncate_fitting(mean(i)); };
+      for (int i = 0; i < kVectors; i += 4) {
+        hn::StoreU(narrow_to_u8(truncated(i), truncated(i + 1), truncated(i + 2), truncated(i + 3)),
+                   Full<uint8_t>(), out + start + i * kLanes);
+      }
     }
   }
 }
