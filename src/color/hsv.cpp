@@ -119,10 +119,10 @@ HWY_INLINE void to_rgb(const Bytes* in, Bytes* out) {
 }
 
 // Converts packed pixels, by their first three channels, into packed pixels of three.
-template <int kChannels, class Convert>
-void convert_packed(const uint8_t* src, uint8_t* dst, size_t count, const Convert& convert) {
+template <int kChannels, void (*convert)(const Bytes*, Bytes*)>
+void convert_packed(const uint8_t* src, uint8_t* dst, size_t count) {
   convert_row(Interleaved<kChannels, const uint8_t>{{src}}, Interleaved<3>{{dst}}, count,
-              [&](auto from) KELVRA_CV_INLINE {
+              [](auto from) KELVRA_CV_INLINE {
                 Bytes in[kChannels];
                 Pixels<3> out;
                 load(from, in);
@@ -140,9 +140,8 @@ size_t pixel_count(const ImageData& image) {
 
 void rgba2hsv(const ImageData& src, ImageData& dst) {
   const size_t count = pixel_count(src);
-  const auto convert = [](const Bytes* in, Bytes* out) { to_hsv(in, out); };
-  if (src.channels == 3) convert_packed<3>(src.data, dst.data, count, convert);
-  if (src.channels == 4) convert_packed<4>(src.data, dst.data, count, convert);
+  if (src.channels == 3) convert_packed<3, to_hsv>(src.data, dst.data, count);
+  if (src.channels == 4) convert_packed<4, to_hsv>(src.data, dst.data, count);
   if (src.channels <= 4) return;
   for (size_t i = 0; i < count; i += kPixelLanes) {
     const size_t part = std::min<size_t>(kPixelLanes, count - i);
@@ -150,13 +149,12 @@ void rgba2hsv(const ImageData& src, ImageData& dst) {
     for (size_t k = 0; k < part; ++k) {
       std::memcpy(pixels + 3 * k, src.data + (i + k) * src.channels, 3);
     }
-    convert_packed<3>(pixels, dst.data + 3 * i, part, convert);
+    convert_packed<3, to_hsv>(pixels, dst.data + 3 * i, part);
   }
 }
 
 void hsv2rgb(const ImageData& src, ImageData& dst) {
-  convert_packed<3>(src.data, dst.data, pixel_count(src),
-                    [](const Bytes* in, Bytes* out) { to_rgb(in, out); });
+  convert_packed<3, to_rgb>(src.data, dst.data, pixel_count(src));
 }
 
 }  // namespace KelvraCV

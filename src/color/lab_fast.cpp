@@ -55,15 +55,14 @@ struct Pixels {
   HWY_INLINE void set(int k, int from, V v) { hn::Store(v, Ints(), value[k] + from); }
 };
 
-// Calls work(y, pixels) for rows first … end - 1, from the start of each row; as one long row if
-// `packed`.
+// Calls work(y, pixels) for the rows of an image, from the start of each row, over threads; for
+// many packed rows as one long row.
 template <class Work>
-void for_rows(int first, int end, int width, bool packed, const Work& work) {
-  if (packed) {
-    work(first, static_cast<size_t>(end - first) * width);
-    return;
-  }
-  for (int y = first; y < end; ++y) work(y, static_cast<size_t>(width));
+void for_rows(int width, int height, bool packed, int threads, const Work& work) {
+  for_row_bands(height, threads, [&](int first, int end) {
+    const int together = packed ? end - first : 1;
+    for (int y = first; y < end; y += together) work(y, static_cast<size_t>(together) * width);
+  });
 }
 
 // --- forward ---
@@ -163,11 +162,9 @@ void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
   tables.cube_root = build ? built_cube_root : static_cast<const int*>(cbrt_table);
 
   const bool packed = src_stride == packed_stride<Pixel>(width);
-  for_row_bands(height, threads, [&](int first, int end) {
-    for_rows(first, end, width, packed, [&](int y, size_t count) {
-      forward_row<Pixel>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
-                         count);
-    });
+  for_rows(width, height, packed, threads, [&](int y, size_t count) {
+    forward_row<Pixel>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
+                       count);
   });
 }
 
@@ -237,12 +234,10 @@ void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
     init_lab_to_rgb_fast(y_table.get(), x_table.get(), z_table.get(), gamma_table.get());
   }
   const bool packed = dst_stride == packed_stride<Pixel>(width);
-  for_row_bands(height, threads, [&](int first, int end) {
-    for_rows(first, end, width, packed, [&](int y, size_t count) {
-      const size_t pixel = static_cast<size_t>(y) * width;
-      inverse_row<Pixel>(tables, src + 3 * pixel, dst + y * dst_stride,
-                         mask == nullptr ? nullptr : mask + pixel, count);
-    });
+  for_rows(width, height, packed, threads, [&](int y, size_t count) {
+    const size_t pixel = static_cast<size_t>(y) * width;
+    inverse_row<Pixel>(tables, src + 3 * pixel, dst + y * dst_stride,
+                       mask == nullptr ? nullptr : mask + pixel, count);
   });
 }
 

@@ -182,15 +182,10 @@ HWY_INLINE uint64_t mask_bits64(const Test& test) {
 // (a + b) / 2 of bytes, rounded down, without a wider type.
 template <class V8>
 HWY_INLINE V8 average_down(V8 a, V8 b) {
-#if HWY_ARCH_X86
-  return hn::Not(hn::AverageRound(hn::Not(a), hn::Not(b)));
-#else
-  if constexpr (sizeof(a.raw) == 16) {
-    return V8(vhaddq_u8(a.raw, b.raw));
-  } else {
-    return V8(vhadd_u8(a.raw, b.raw));
-  }
+#if HWY_ARCH_ARM_A64
+  if constexpr (sizeof(a.raw) == 16) return V8(vhaddq_u8(a.raw, b.raw));
 #endif
+  return hn::Not(hn::AverageRound(hn::Not(a), hn::Not(b)));
 }
 
 // Sums of bytes as 16-bit lanes, in two vectors ordered as the machine likes it: on arm64, whose
@@ -358,15 +353,10 @@ HWY_INLINE hn::Vec<D32> multiply_add_pairs(D32 d32, V16 a, V16 b) {
 // |a - b| of 16-bit lanes, where the difference fits them.
 template <class V16>
 HWY_INLINE V16 absolute_difference(V16 a, V16 b) {
-#if HWY_ARCH_X86
-  return hn::Abs(a - b);
-#else
-  if constexpr (sizeof(a.raw) == 16) {
-    return V16(vabdq_s16(a.raw, b.raw));
-  } else {
-    return V16(vabd_s16(a.raw, b.raw));
-  }
+#if HWY_ARCH_ARM_A64
+  if constexpr (sizeof(a.raw) == 16) return V16(vabdq_s16(a.raw, b.raw));
 #endif
+  return hn::Abs(a - b);
 }
 
 // 16-bit lanes that are negative where a * a_weight + b * b_weight, exact in 32 bits, is.

@@ -206,16 +206,17 @@ class ExtremeFilter {
     }
     const uint8_t* const last_window = windows + n_ - length;
     const int count = width_ - (n_ - 1);
+    const auto cover = [=](auto... others) {
+      extremes<Op>(out + radius_, count, windows, others..., last_window);
+    };
     if (n_ <= 2 * length) {
-      extremes<Op>(out + radius_, count, windows, last_window);
+      cover();
     } else if (n_ <= 3 * length) {
-      extremes<Op>(out + radius_, count, windows, windows + length, last_window);
+      cover(windows + length);
     } else if (n_ <= 4 * length) {
-      extremes<Op>(out + radius_, count, windows, windows + length, windows + 2 * length,
-                   last_window);
+      cover(windows + length, windows + 2 * length);
     } else {
-      extremes<Op>(out + radius_, count, windows, windows + length, windows + 2 * length,
-                   windows + 3 * length, last_window);
+      cover(windows + length, windows + 2 * length, windows + 3 * length);
     }
 
     running_extreme<Op>(row, out, radius_, 1);
