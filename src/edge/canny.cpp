@@ -19,13 +19,14 @@ constexpr uint8_t kStrong = 255, kWeak = 100, kNone = 0;
 // rounded up, and thresholds beyond those act as the nearest of them.
 struct Thresholds {
   Thresholds(int low_threshold, int high_threshold)
-      : low(half(low_threshold)), high(half(high_threshold)) {}
+      : low(half(low_threshold)),
+        high(half(high_threshold)),
+        suppressed(high == 0 ? kStrong : (low == 0 ? kWeak : kNone)) {}
   static int16_t half(int threshold) {
     return static_cast<int16_t>((std::clamp(threshold, 0, 2041) + 1) / 2);
   }
   int16_t low, high;
-  // What a suppressed pixel becomes: not nothing, if a threshold is 0 or below.
-  uint8_t suppressed() const { return high == 0 ? kStrong : (low == 0 ? kWeak : kNone); }
+  uint8_t suppressed;  // what such a pixel becomes: not nothing, if a threshold is 0 or below
 };
 
 // Halves of magnitudes: of the row itself, the one above and the one below it.
@@ -53,7 +54,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, size_t
   const auto load = [=](const int16_t* from) { return hn::LoadU(d16, from + x); };
   const auto here = load(magnitudes.row);
   const auto may_count = is_at_least(d16, here, std::max<int>(thresholds.low, 1));
-  const auto suppressed = hn::Set(d8, thresholds.suppressed());
+  const auto suppressed = hn::Set(d8, thresholds.suppressed);
   if (hn::AllFalse(d16, may_count)) {
     hn::StoreU(suppressed, d8, dst + x);
     return;
@@ -83,7 +84,7 @@ void thin_row(ThreeRows smooth, MagnitudeRows magnitudes, Thresholds thresholds,
     if (left < x && x < right) {
       thin(d16, smooth, magnitudes, x, thresholds, dst);
     } else {
-      dst[x] = thresholds.suppressed();
+      dst[x] = thresholds.suppressed;
     }
   });
 }
@@ -124,12 +125,12 @@ void find_edges(const ImageData& src, uint8_t* dst, Thresholds thresholds) {
     if (y < height) blurred.next(gray, smooth[y]);
     if (y > 0) magnitude_row(smooth_around(y - 1), magnitudes[y - 1], width);
     if (y < 3) continue;
-    if (y == 3) std::memset(dst, thresholds.suppressed(), static_cast<size_t>(width));
+    if (y == 3) std::memset(dst, thresholds.suppressed, static_cast<size_t>(width));
     thin_row(smooth_around(y - 2), {magnitudes[y - 3], magnitudes[y - 2], magnitudes[y - 1]},
              thresholds, row_at(dst, y - 2, width), width);
     if (y > 3) link_row(row_at(dst, y - 3, width), width);
   }
-  std::memset(row_at(dst, height - 1, width), thresholds.suppressed(), static_cast<size_t>(width));
+  std::memset(row_at(dst, height - 1, width), thresholds.suppressed, static_cast<size_t>(width));
   link_row(row_at(dst, height - 2, width), width);
 }
 
@@ -143,7 +144,7 @@ void canny(const ImageData& src, ImageData& dst, int threshold1, int threshold2)
   if (src.width < 1 || src.height < 1) return;
   const Thresholds thresholds(threshold1, threshold2);
   if (src.width < 3 || src.height < 3) {  // nothing but frame
-    std::memset(dst.data, thresholds.suppressed(), static_cast<size_t>(src.width) * src.height);
+    std::memset(dst.data, thresholds.suppressed, static_cast<size_t>(src.width) * src.height);
     return;
   }
   find_edges(src, dst.data, thresholds);
