@@ -10,9 +10,9 @@
 
 namespace KelvraCV::detail {
 
-// Those of 3 or 4 channels are converted, short ones several at a time as each conversion has its
-// beginning; others are taken as they are. Rows are to be asked for from the first one down. The
-// seven rows before the newest one stay.
+// Those of 3 or 4 channels are converted, short ones several at a time, as every call of a
+// conversion costs something of its own; others are taken as they are. Each row is to be asked for,
+// from the first one down. The seven rows before the newest one stay.
 class GrayRows {
  public:
   GrayRows(const uint8_t* src, int width, int height, int channels, int stride, int bgra)

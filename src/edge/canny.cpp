@@ -1,4 +1,5 @@
 // Canny edges: gray, smoothed, differentiated, thinned, and linked in one pass.
+#include <algorithm>
 #include <cstring>
 
 #include "core/gray_rows.h"
@@ -26,7 +27,7 @@ struct Thresholds {
     return static_cast<int16_t>((std::clamp(threshold, 0, 2041) + 1) / 2);
   }
   int16_t low, high;
-  uint8_t suppressed;  // what such a pixel becomes: not nothing, if a threshold is 0 or below
+  uint8_t suppressed;  // what a suppressed pixel becomes: not 0 if a threshold is 0 or below
 };
 
 // Halves of magnitudes: of the row itself, the one above and the one below it.

@@ -235,7 +235,8 @@ void equalise(const Plane& plane, int tiles, int bins, float clip) {
   }
 }
 
-// Pixels of three channels to those of more, which are the source's.
+// Widens packed RGB pixels to the source's number of channels; those from the fourth on are the
+// source's. `rgb` may lie at the end of `dst`.
 void add_channels(const uint8_t* rgb, const ImageData& src, uint8_t* dst, size_t pixels) {
   const auto channels = static_cast<size_t>(src.channels);
   for (size_t i = 0; i < pixels; ++i) {
@@ -258,12 +259,12 @@ void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip
     std::memmove(dst.data, src.data, stride * static_cast<size_t>(height));
   } else if (src.channels >= 3) {
     const size_t pixels = static_cast<size_t>(width) * height, row_bytes = size_t{3} * width;
-    // The HSV form lies at the end of `dst`, so that pixels of more than three channels grow from
-    // the first one on without reaching those still to be read; but not in place of the source.
+    // The HSV form lies at the end of `dst`, where pixels that are widened from the first one on
+    // do not reach those still to be read. If `dst` is the source, it lies apart.
     const bool is_in_place = src.data == dst.data;
     Scratch<uint8_t> apart(is_in_place ? pixels : 0, 3);
     uint8_t* const hsv = is_in_place ? apart.get() : dst.data + pixels * (src.channels - 3);
-    ImageData hsv_image{hsv, width, height, 3, width * 3, 0, 0};
+    ImageData hsv_image{hsv, width, height, 3, static_cast<int>(row_bytes), 0, 0};
     rgba2hsv(src, hsv_image);
     equalise({hsv + 2, width, height, row_bytes, 3}, tiles, bins, clip);
     ImageData rgb_image = hsv_image;

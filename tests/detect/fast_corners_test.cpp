@@ -44,6 +44,21 @@ TEST(FastCorners, LikeThePlainRule) {
   }
 }
 
+// Short rows become gray several at a time, long ones one by one.
+TEST(FastCorners, ColourLikeItsGray) {
+  const int height = 45;
+  for (const int width : {40, 300}) {
+    const size_t pixels = size_t(width) * height;
+    const auto rgba = noise(4 * pixels);
+    std::vector<uint8_t> gray(pixels);
+    rgba2gray(rgba.data(), gray.data(), width, height, 4 * width, width, 1);
+    std::vector<KeyPoint> found, wanted;
+    fast_9_16(rgba.data(), found, width, height, 4, 4 * width, 1, 9, true, nullptr);
+    fast_9_16(gray.data(), wanted, width, height, 1, width, 0, 9, true, nullptr);
+    EXPECT_EQ(corners(found), corners(wanted)) << width;
+  }
+}
+
 TEST(FastCorners, ArgumentsAndEmptyResults) {
   CapturedLog log;
   const auto gray = blocks(40, 40);
