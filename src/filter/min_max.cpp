@@ -206,7 +206,7 @@ class ExtremeFilter {
     }
     const uint8_t* const last_window = windows + n_ - length;
     const int count = width_ - (n_ - 1);
-    const auto cover = [=](auto... others) {
+    const auto cover = [=](auto... others) KELVRA_CV_INLINE {
       extremes<Op>(out + radius_, count, windows, others..., last_window);
     };
     if (n_ <= 2 * length) {
