@@ -613,7 +613,7 @@ void cal_hist(const unsigned char* src, int stride, int channels, int width, int
 ///               source's. It may be the source.
 /// \param tiles  Regions per side, taken as 2 to 16. An image with a side shorter than that is not
 ///               equalised: one channel is copied, colour converted to HSV and back.
-/// \param bins   Of the histograms; below 1 for 128. A bin counts 255 / bins + 1 values.
+/// \param bins   Of a histogram, 4 bytes each; below 1 for 128. One counts 255 / bins + 1 values.
 /// \param clip   A bin counts at most pixels * clip / bins pixels of a region, truncated, at least
 ///               1; 0 and below for 16384.
 void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip);
@@ -1253,8 +1253,8 @@ void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, i
                  int width, int height, RotationMode mode, bool flip);
 
 /// Scales an I420 frame with libyuv's filter of that name, which rounds differently on x86-64 and
-/// arm64. Null planes, source sizes outside 1 to 32768, destination sizes below 1 and unknown modes
-/// write nothing.
+/// arm64; its mean of n samples may be darker by n / 65536. Null planes, source sizes outside 1 to
+/// 32768, destination sizes below 1 and unknown modes write nothing.
 ///
 /// \param y,y_stride,u,u_stride,v,v_stride,src_width,src_height  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride,dst_width,dst_height  The

@@ -30,8 +30,8 @@ std::vector<int> box_widths(float sigma) {
   const float ideal_count = (12 * sigma * sigma - square - static_cast<float>(4 * 3 * lower) - 9) /
                             static_cast<float>(-4 * lower - 4);
   const int count = static_cast<int>(std::round(ideal_count));
-  std::vector<int> widths;
-  for (int i = 0; i < 3; ++i) widths.push_back(i < count ? lower : lower + 2);
+  std::vector<int> widths(3, lower + 2);
+  std::fill_n(widths.begin(), std::clamp(count, 0, 3), lower);
   return widths;
 }
 
