@@ -613,7 +613,7 @@ void cal_hist(const unsigned char* src, int stride, int channels, int width, int
 ///               source's. It may be the source.
 /// \param tiles  Regions per side, taken as 2 to 16. An image with a side shorter than that is not
 ///               equalised: one channel is copied, colour converted to HSV and back.
-/// \param bins   Of a histogram, 4 bytes each; below 1 for 128. One counts 255 / bins + 1 values.
+/// \param bins   Of the histograms; below 1 for 128. A bin counts 255 / bins + 1 values.
 /// \param clip   A bin counts at most pixels * clip / bins pixels of a region, truncated, at least
 ///               1; 0 and below for 16384.
 void clahe(const ImageData& src, ImageData& dst, int tiles, int bins, float clip);

@@ -2,6 +2,7 @@
 // and for each pixel the bilinear mean of what the four nearest regions' mappings give.
 #include <algorithm>
 #include <cstring>
+#include <unordered_map>
 #include <vector>
 
 #include "core/rows.h"
@@ -54,43 +55,61 @@ uint32_t clip_limit(size_t pixels, float clip, int bins) {
   return std::max<uint32_t>(static_cast<uint32_t>(limit), 1);
 }
 
+// The bins from 256 on, however many, count no value and only take their share of what is spread.
+// They all hold `level`, but those that have taken more.
+struct SpareBins {
+  uint32_t& operator[](uint32_t bin) { return touched.try_emplace(bin, level).first->second; }
+  bool any_below(uint32_t limit) const {
+    return (touched.size() < count && level < limit) ||
+           std::any_of(touched.begin(), touched.end(),
+                       [=](const auto& entry) { return entry.second < limit; });
+  }
+  uint32_t count, level;
+  std::unordered_map<uint32_t, uint32_t> touched;
+};
+
 // One sweep over all starts: an increment here and there until the excess is used up.
-uint32_t spread(uint32_t* hist, uint32_t bins, uint32_t limit, uint32_t excess) {
+uint32_t spread(uint32_t* hist, SpareBins& spare, uint32_t bins, uint32_t limit, uint32_t excess) {
   for (uint32_t start = 0; start < bins && excess > 0; ++start) {
     const uint32_t step = excess > bins ? 1 : bins / excess;
     for (size_t i = start; i < bins && excess > 0; i += step) {
-      const uint32_t is_below = hist[i] < limit ? 1 : 0;
-      hist[i] += is_below;
+      uint32_t& bin = i < 256 ? hist[i] : spare[static_cast<uint32_t>(i)];
+      const uint32_t is_below = bin < limit ? 1 : 0;
+      bin += is_below;
       excess -= is_below;
     }
   }
   return excess;
 }
 
-// Cuts the bins at `limit` and spreads what is cut off over all of them. Together they never count
-// more than there are pixels, which are taken to be less than 2^32.
+// Cuts the bins at `limit` and spreads what is cut off over all of them; `hist` has the first 256.
+// Together they never count more than there are pixels, which are taken to be less than 2^32.
 void clip_histogram(uint32_t* hist, uint32_t bins, uint32_t limit) {
+  uint32_t* const end = hist + std::min(bins, uint32_t{256});
   uint32_t excess = 0;
-  for (uint32_t i = 0; i < bins; ++i) excess += hist[i] > limit ? hist[i] - limit : 0;
+  for (const uint32_t* bin = hist; bin < end; ++bin) excess += *bin > limit ? *bin - limit : 0;
   if (excess == 0) return;
   const uint32_t increment = excess / bins;
   // Unsigned: an increment beyond the limit makes this too large to be reached.
   const uint32_t upper = limit - increment;
   const uint32_t least_full = std::min(limit, upper);
-  for (uint32_t i = 0; i < bins; ++i) {  // vectorised
-    // Deliberately not limit - hist[i], which is what the bin takes: this is what decides how much
+  for (uint32_t* bin = hist; bin < end; ++bin) {  // vectorised
+    // Deliberately not limit - *bin, which is what the bin takes: this is what decides how much
     // is spread afterwards.
-    const uint32_t taken = hist[i] > upper ? hist[i] - upper : increment;
-    excess -= hist[i] > limit ? 0 : taken;
-    hist[i] = hist[i] > least_full ? limit : hist[i] + increment;
+    const uint32_t taken = *bin > upper ? *bin - upper : increment;
+    excess -= *bin > limit ? 0 : taken;
+    *bin = *bin > least_full ? limit : *bin + increment;
   }
+  SpareBins spare{bins - static_cast<uint32_t>(end - hist), increment, {}};
+  excess -= spare.count * increment;
   // Without a bin below the limit, a sweep has no effect.
-  while (excess > 0 && std::any_of(hist, hist + bins, [=](uint32_t h) { return h < limit; })) {
-    excess = spread(hist, bins, limit, excess);
+  const auto is_below = [=](uint32_t bin) { return bin < limit; };
+  while (excess > 0 && (std::any_of(hist, end, is_below) || spare.any_below(limit))) {
+    excess = spread(hist, spare, bins, limit, excess);
   }
 }
 
-// The grey level of each byte value. The first 256 bins are replaced by their running sums. In
+// The grey level of each byte value. The bins are replaced by their running sums. In
 // single precision, from left to right.
 void map_values(uint32_t* hist, size_t pixels, int values_per_bin, uint8_t* mapping) {
   const float reciprocal = 1.0f / static_cast<float>(pixels);
@@ -123,9 +142,7 @@ void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* m
   const size_t pixels = static_cast<size_t>(width) * height;
   const uint32_t limit = clip_limit(pixels, clip, bins);
   const int values_per_bin = bin_size(bins);
-  const size_t room = std::max(bins, 256);
-  Scratch<uint32_t> scratch(room);
-  uint32_t* const hist = scratch.get();
+  uint32_t hist[256];
   for (int region = 0; region < grid.regions * grid.regions; ++region) {
     const int left = region % grid.regions * width, top = region / grid.regions * height;
     ByteCounts counts(pixels);
@@ -133,8 +150,8 @@ void map_regions(const Plane& plane, Grid grid, int bins, float clip, uint8_t* m
       counts.add(plane.at(left, y), static_cast<size_t>(width), static_cast<size_t>(plane.step));
     }
     const uint32_t* total = counts.total();
-    std::fill_n(hist, room, 0);
-    for_each_value(values_per_bin, [=](int value, int bin) { hist[bin] += total[value]; });
+    std::fill_n(hist, 256, 0);
+    for_each_value(values_per_bin, [&](int value, int bin) { hist[bin] += total[value]; });
     clip_histogram(hist, static_cast<uint32_t>(bins), limit);
     map_values(hist, pixels, values_per_bin, mappings + static_cast<size_t>(region) * 256);
   }

@@ -28,7 +28,7 @@ TEST(Clahe, GrayFollowsTheDefinition) {
     float clip;
   };
   // Even and odd regions, remainders, tiles and bins out of range, limits below the increment,
-  // regions of one pixel.
+  // bins that count nothing, regions of one pixel.
   for (const Case& c : {Case{64, 64, 8, 0, 2.0f},
                         {67, 45, 4, 256, 3.5f},
                         {131, 77, 1, 128, 0},
@@ -43,6 +43,9 @@ TEST(Clahe, GrayFollowsTheDefinition) {
                         {50, 40, 2, 50, 0.7f},
                         {82, 4, 2, 256, 0},
                         {50, 40, 3, -5, 1.5f},
+                        {61, 50, 2, 300, 5.0f},
+                        {60, 60, 2, 5000, 9.0f},
+                        {24, 20, 2, 1000003, 1e5f},
                         {300, 280, 2, 33, -1.0f}}) {
     SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << ", " << c.tiles << ", "
                                     << c.bins << ", " << c.clip);
