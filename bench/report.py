@@ -135,6 +135,13 @@ Over all {count} rows, each beside its best peer: geometric mean **{means[0]:.2f
 {below}
 
 {tables}
+
+### Compilers on arm64
+
+Of {functions} functions at 1920x1080, {clang} executes {mean:.2f} times as many instructions a pixel as GCC (geometric mean).
+Where one of them takes more than 1.15 times as many as the other:
+
+{compilers}
 """
 
 
@@ -199,6 +206,11 @@ def collect(folder):
         report = json.loads(path.read_text())
         found["models"] = report["models"]
         found["rows"] += [{"area": path.stem, **row} for row in report["rows"]]
+    found["clang"] = output("clang++", "--version").splitlines()[0]
+    gcc, clang = ({name: float(count) for count, name in (line.split(None, 1) for line in
+                                                         (folder / f"{compiler}.txt").read_text().splitlines())}
+                  for compiler in ("gcc", "clang"))
+    found["compilers"] = {name: [gcc[name], clang[name]] for name in gcc}
     return found
 
 
@@ -298,7 +310,11 @@ def write_arm64(found, reasons):
     cases = [(name, [arm64_ratio(row), row["instructions"][1] / row["instructions"][0]])
              for name, row in best(found["rows"], arm64_ratio).items()]
     below = short_of(cases, [found["models"][0], "instructions"], [(0.995, math.inf), (0, math.inf)], reasons["below"])
-    return ARM64.format(**found, below=below, tables=by_area(found["rows"], table), count=len(ratios[0]),
+    counts = {name: clang / gcc for name, (gcc, clang) in found["compilers"].items()}
+    compilers = short_of([(name, [ratio]) for name, ratio in counts.items()], ["clang / GCC"], [(1 / 1.15, 1.15)],
+                         reasons["compilers"])
+    return ARM64.format(**{**found, "compilers": compilers}, functions=len(counts),
+                        mean=statistics.geometric_mean(counts.values()), below=below, tables=by_area(found["rows"], table), count=len(ratios[0]),
                         means=[statistics.geometric_mean(r) for r in ratios],
                         slower=[sum(x < 0.995 for x in r) for r in ratios])
 

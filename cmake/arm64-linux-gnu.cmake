@@ -3,7 +3,13 @@
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+if(KELVRA_CV_ARM64_CLANG)
+  set(CMAKE_CXX_COMPILER clang++)
+  set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+else()
+  set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+endif()
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KELVRA_CV_ARM64_CLANG)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 
 # The packages' own libraries under /: with the cross compiler's folder as the root, programs that

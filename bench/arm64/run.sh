@@ -21,14 +21,19 @@ quietly gcc -O2 -shared -fPIC -fvisibility=hidden bench/arm64/count.c -o $build/
 
 # Runs a program; its trace and what it printed come to lie in $traces.
 count() {
-  qemu-aarch64 -L / -cpu cortex-a76 -plugin "$build/count.so,out=$traces/$1" "$build/bench/$1" "${@:2}" \
+  qemu-aarch64 -L / -cpu cortex-a76 -plugin "$build/count.so,out=$traces/$1" "${programs:-$build/bench}/$1" "${@:2}" \
     >"$traces/$1.txt"
 }
 cost() { python3 bench/arm64/cost.py "$traces/$1" "$traces/$1.txt" --jobs "$(nproc)" "${@:2}"; }
 
-if [ "${1:-}" = --limits ]; then
+# Instructions a pixel of each of our functions.
+count_ours() {
   count growth_bench ours " 1920x1080"
-  cost growth_bench --counts | grep -vE 'padded|memcpy' >"$traces/counts.txt"
+  cost growth_bench --counts | grep -vE 'padded|memcpy'
+}
+
+if [ "${1:-}" = --limits ]; then
+  count_ours >"$traces/counts.txt"
   python3 - bench/arm64/limits.txt "$traces/counts.txt" <<'PYTHON'
 import sys
 limits, counts = ({line.split(None, 1)[1].strip(): float(line.split()[0]) for line in open(path)}
@@ -54,6 +59,10 @@ if [ "${1:-}" = --json ]; then
     count ${program}_bench
     cost ${program}_bench --json "$2/$program.json"
   done
+  count_ours >"$2/gcc.txt"
+  quietly cmake --preset arm64-bench-clang
+  quietly cmake --build build/arm64-bench-clang --target growth_bench
+  programs=build/arm64-bench-clang/bench count_ours >"$2/clang.txt"
   exit
 fi
 for program in channels color detect edge filter frame lab resize shape smooth warp; do

@@ -4,7 +4,7 @@
 
 #include "core/rows.h"
 #include "core/scratch.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -33,7 +33,7 @@ HWY_INLINE void sum_columns_at(D8 d8, const uint8_t* const rows[5], size_t offse
     for (auto& row : v) row[0] = opaque(row[0]);  // used twice
   }
   const auto four = opaque(hn::Set(d16, 4));  // not a shift: arm64 multiplies and adds at once
-  for (int p = 0; p < kPlanes; ++p) {
+  repeat<kPlanes>([&](int p) KELVRA_CV_INLINE {
     auto sum = multiply_add_wide(add_wide(v[0][p], v[4][p]), v[2][p], 6);
     const auto inner = add_wide(v[1][p], v[3][p]);
     sum.first = sum.first + inner.first * four;
@@ -41,7 +41,7 @@ HWY_INLINE void sum_columns_at(D8 d8, const uint8_t* const rows[5], size_t offse
     sum = even_and_odd<kUnit>(sum);
     hn::StoreU(sum.first, d16, sums.even[p] + value / 2);
     hn::StoreU(sum.second, d16, sums.odd[p] + value / 2);
-  }
+  });
 }
 
 // The border's columns repeat the first and the last one.

@@ -8,7 +8,7 @@
 #include "core/numeric.h"
 #include "core/rows.h"
 #include "core/scratch.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
@@ -166,10 +166,10 @@ class StripFilter {
       w[i] = hn::LoadU(d, feedbacks + i * kLanes);
       state.weights[i] = hn::MulAdd(w[i], state.weights[i], inv);
     }
-    for (int i = 0; i < S::kValueVectors; ++i) {
+    repeat<S::kValueVectors>([&](int i) KELVRA_CV_INLINE {
       const V sample = inv * load_floats(Floats(), pixels + i * kLanes);
       state.values[i] = hn::MulAdd(for_channels_(w, i), state.values[i], sample);
-    }
+    });
   }
 
   // (forward + backward) * (1 / sum of both weights), truncated, along rows and columns alike.
@@ -180,7 +180,7 @@ class StripFilter {
       const V weight = hn::LoadU(d, forward + (S::kValueVectors + i) * kLanes);
       reciprocals[i] = hn::Set(d, 1.0f) / (weight + backward.weights[i]);
     }
-    const auto mean = [&](int i) {
+    const auto mean = [&](int i) KELVRA_CV_INLINE {
       const V sum = hn::LoadU(d, forward + i * kLanes) + backward.values[i];
       const V value = sum * for_channels_(reciprocals, i);
       // Senseless sigmas may give anything: what is no byte becomes 0, on every machine.
@@ -190,7 +190,8 @@ class StripFilter {
     // one, or one a quarter.
     constexpr int kTogether = S::kValueVectors % 4 == 0 ? 4 : S::kValueVectors % 2 == 0 ? 2 : 1;
     const Full<uint8_t> d8;
-    for (int i = 0; i < S::kValueVectors; i += kTogether) {
+    repeat<S::kValueVectors / kTogether>([&](int group) KELVRA_CV_INLINE {
+      const int i = group * kTogether;
       if constexpr (kTogether == 4) {
         hn::StoreU(narrow_to_u8(mean(i), mean(i + 1), mean(i + 2), mean(i + 3)), d8,
                    pixels + i * kLanes);
@@ -202,7 +203,7 @@ class StripFilter {
         const hn::Half<Full<uint8_t>> half;
         hn::StoreU(hn::LowerHalf(half, narrow_to_u8(v0, v1, v0, v1)), half, pixels + i * kLanes);
       }
-    }
+    });
   }
 
   const Feedback& feedback_;

@@ -114,7 +114,7 @@ class AllPixels {
  public:
   void go_to_row(int y) { y_ = y; }
   uint32_t count(const Run& run) const { return static_cast<uint32_t>(run.end - run.start) + 1; }
-  void append(const Run& run, std::vector<Point>& points) const {
+  void append(Run run, std::vector<Point>& points) const {
     for (int x = run.start; x <= run.end; ++x) points.push_back({x, y_});
   }
 
@@ -149,7 +149,7 @@ class BoundaryPixels {
     return total;
   }
 
-  void append(const Run& run, std::vector<Point>& points) const {
+  void append(Run run, std::vector<Point>& points) const {
     for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
       for (uint64_t word = bits_of(run, i); word != 0; word &= word - 1) {
         points.push_back({i * kWordBits + first_bit(word), y_});
