@@ -59,7 +59,7 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
     }
     for (int j = 1; j < count; ++j) {
       const auto weight = hn::Set(d, weights[j]);
-      const Sample* from = taps[j] + x + start;
+      const Sample* from = opaque_address(taps[j] + x + start);
       for (int i = 0; i < kVectors; ++i) {
         sums[i] = sums[i] + load_floats(d, from + i * kLanes) * weight;
       }
