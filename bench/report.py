@@ -314,7 +314,8 @@ def write_arm64(found, reasons):
     compilers = short_of([(name, [ratio]) for name, ratio in counts.items()], ["clang / GCC"], [(1 / 1.15, 1.15)],
                          reasons["compilers"])
     return ARM64.format(**{**found, "compilers": compilers}, functions=len(counts),
-                        mean=statistics.geometric_mean(counts.values()), below=below, tables=by_area(found["rows"], table), count=len(ratios[0]),
+                        mean=statistics.geometric_mean(counts.values()), below=below,
+                        tables=by_area(found["rows"], table), count=len(ratios[0]),
                         means=[statistics.geometric_mean(r) for r in ratios],
                         slower=[sum(x < 0.995 for x in r) for r in ratios])
 

@@ -1253,8 +1253,8 @@ void rotate_argb(const unsigned char* src, int src_stride, unsigned char* dst, i
                  int width, int height, RotationMode mode, bool flip);
 
 /// Scales an I420 frame with libyuv's filter of that name, which rounds differently on x86-64 and
-/// arm64; its mean of n samples may be darker by n / 65536. Null planes, source sizes outside 1 to
-/// 32768, destination sizes below 1 and unknown modes write nothing.
+/// arm64; a mean of n samples may be too dark by n / 65536 of it. Null planes, source sizes outside
+/// 1 to 32768, destination sizes below 1 and unknown modes write nothing.
 ///
 /// \param y,y_stride,u,u_stride,v,v_stride,src_width,src_height  The source.
 /// \param dst_y,dst_y_stride,dst_u,dst_u_stride,dst_v,dst_v_stride,dst_width,dst_height  The

@@ -76,14 +76,15 @@ inline Samples plain_argb(const Samples& y, const Samples& u, const Samples& v) 
 
 // Whether a scaled picture has nothing that is not between its source's darkest and brightest
 // samples, and zeros beside `clip`. libyuv's weights do not quite add up to 1: those of pixels of 4
-// bytes to 127 / 128, those of a mean of n samples are whole 65536ths.
+// bytes to 127 / 128, those of n samples of a plane are whole 65536ths.
 inline bool is_between(const GuardedBuffer<>& scaled, const GuardedBuffer<>& source,
                        const KelvraCV::Rect& clip, int unit) {
   const std::vector<uint8_t> from = source.packed();
   const auto range = std::minmax_element(from.begin(), from.end());
   const int columns = source.columns() / scaled.columns() + 2,
             rows = source.rows() / scaled.rows() + 2;
-  const int darkest = int{*range.first} * 127 / 128 * (65536 - columns * rows) / 65536;
+  const int lost = unit == 1 ? *range.first * columns * rows / 65536 : 0;
+  const int darkest = *range.first * 127 / 128 - lost;
   for (int y = 0; y < scaled.rows(); ++y) {
     for (int i = 0; i < scaled.columns(); ++i) {
       const bool inside = y >= clip.y && y < clip.y + clip.height && i / unit >= clip.x &&
