@@ -9,36 +9,36 @@ namespace {
 
 using namespace detail;
 
-// `planes` as the parts of a row, for kChannels from 2 to 4.
-template <int kChannels>
-Planar<kChannels> rows_of(const std::vector<ImageData>& planes) {
-  Planar<kChannels> row;
-  for (int i = 0; i < kChannels; ++i) row.part[i] = planes[i].data;
-  return row;
+enum class Direction { kSplit, kMerge };
+
+// Copies between the rows of an image of kChannels channels and its planes, which are packed.
+template <Direction kDirection, int kChannels>
+void copy_rows(const ImageData& pixels, const std::vector<ImageData>& planes) {
+  const int width = pixels.width, height = pixels.height;
+  const Interleaved<kChannels> row{{pixels.data}};
+  Planar<kChannels> parts;
+  for (int i = 0; i < kChannels; ++i) parts.part[i] = planes[i].data;
+  if constexpr (kDirection == Direction::kSplit) {
+    convert_rows<kPaired>(row, pixels.stride, parts, width, width, height, CopyChannels());
+  } else {
+    convert_rows<kPaired>(parts, width, row, pixels.stride, width, height, CopyChannels());
+  }
 }
 
-template <int kChannels>
-void split(const ImageData& src, const std::vector<ImageData>& planes) {
-  convert_rows<kPaired>(Interleaved<kChannels>{{src.data}}, src.stride, rows_of<kChannels>(planes),
-                        src.width, src.width, src.height, CopyChannels());
-}
-template <int kChannels>
-void merge(const std::vector<ImageData>& planes, const ImageData& dst) {
-  convert_rows<kPaired>(rows_of<kChannels>(planes), dst.width, Interleaved<kChannels>{{dst.data}},
-                        dst.stride, dst.width, dst.height, CopyChannels());
-}
-
-// Calls copy(sample, place) in order, with the sample of every pixel's channel and its place in the
-// channel's packed plane: for other numbers of channels, and for planes that share memory with the
-// pixels.
-template <class Copy>
-void for_each_sample(const ImageData& pixels, const std::vector<ImageData>& planes,
-                     const Copy& copy) {
+// The same for any number of channels, and for planes that share memory with the pixels: sample by
+// sample, in order.
+template <Direction kDirection>
+void copy_samples(const ImageData& pixels, const std::vector<ImageData>& planes) {
   for (int y = 0; y < pixels.height; ++y) {
     uint8_t* sample = row_at(pixels.data, y, pixels.stride);
     for (int x = 0; x < pixels.width; ++x) {
       for (const ImageData& plane : planes) {
-        copy(*sample++, plane.data[static_cast<size_t>(y) * pixels.width + x]);
+        uint8_t& place = plane.data[static_cast<size_t>(y) * pixels.width + x];
+        if constexpr (kDirection == Direction::kSplit) {
+          place = *sample++;
+        } else {
+          *sample++ = place;
+        }
       }
     }
   }
@@ -52,6 +52,22 @@ bool are_apart(const ImageData& pixels, const std::vector<ImageData>& planes) {
   return std::none_of(planes.begin(), planes.end(), [&](const ImageData& plane) {
     return overlap(pixels.data, bytes, plane.data, plane_bytes);
   });
+}
+
+template <Direction kDirection>
+void copy_channels(const ImageData& pixels, const std::vector<ImageData>& planes) {
+  switch (are_apart(pixels, planes) ? planes.size() : 0) {
+    case 1:
+      return copy_rows<kDirection, 1>(pixels, planes);
+    case 2:
+      return copy_rows<kDirection, 2>(pixels, planes);
+    case 3:
+      return copy_rows<kDirection, 3>(pixels, planes);
+    case 4:
+      return copy_rows<kDirection, 4>(pixels, planes);
+    default:
+      copy_samples<kDirection>(pixels, planes);
+  }
 }
 
 }  // namespace
@@ -80,29 +96,11 @@ void split_channels(const ImageData& src, std::vector<ImageData>& dst) {
       return;
     }
   }
-  switch (are_apart(src, dst) ? dst.size() : 0) {
-    case 2:
-      return split<2>(src, dst);
-    case 3:
-      return split<3>(src, dst);
-    case 4:
-      return split<4>(src, dst);
-    default:
-      for_each_sample(src, dst, [](uint8_t sample, uint8_t& place) { place = sample; });
-  }
+  copy_channels<Direction::kSplit>(src, dst);
 }
 
 void merge_channels(const std::vector<ImageData>& src, ImageData& dst) {
-  switch (are_apart(dst, src) ? src.size() : 0) {
-    case 2:
-      return merge<2>(src, dst);
-    case 3:
-      return merge<3>(src, dst);
-    case 4:
-      return merge<4>(src, dst);
-    default:
-      for_each_sample(dst, src, [](uint8_t& sample, uint8_t place) { sample = place; });
-  }
+  copy_channels<Direction::kMerge>(dst, src);
 }
 
 }  // namespace KelvraCV

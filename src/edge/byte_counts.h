@@ -2,11 +2,25 @@
 #ifndef KELVRA_CV_EDGE_BYTE_COUNTS_H_
 #define KELVRA_CV_EDGE_BYTE_COUNTS_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 namespace KelvraCV::detail {
+
+// Calls visit(value, bin) for each byte value, in order.
+template <class Visit>
+void for_each_value(int values_per_bin, Visit visit) {
+  if (values_per_bin == 1) {
+    for (int value = 0; value < 256; ++value) visit(value, value);  // vectorised
+    return;
+  }
+  for (int value = 0, bin = 0; value < 256; ++bin) {
+    const int next = std::min(value + values_per_bin, 256);
+    for (; value < next; ++value) visit(value, bin);
+  }
+}
 
 // Counts in several tables in turn: neighbours are often equal, and an increment must not wait for
 // the one before it. Of a few samples, all in one: then tables are the greater cost.

@@ -33,19 +33,6 @@ int bin_size(int bins) {
   return 255 / bins + 1;
 }
 
-// Calls visit(value, bin) for each byte value.
-template <class Visit>
-void for_each_value(int values_per_bin, Visit visit) {
-  if (values_per_bin == 1) {
-    for (int value = 0; value < 256; ++value) visit(value, value);  // vectorised
-    return;
-  }
-  for (int value = 0, bin = 0; value < 256; ++bin) {
-    const int next = std::min(value + values_per_bin, 256);
-    for (; value < next; ++value) visit(value, bin);
-  }
-}
-
 // The most that a bin may count.
 uint32_t clip_limit(size_t pixels, float clip, int bins) {
   constexpr uint32_t kUnlimited = 16384;

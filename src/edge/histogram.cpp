@@ -16,13 +16,10 @@ using namespace detail;
 // With 0 bins that is bin 0 for all; bins below 0, from a negative number, are dropped.
 void fold(const uint32_t* counts, int bins, int* hist) {
   const int values_per_bin = bins == 0 || bins < -256 ? 256 : std::abs(bins);
-  for (int value = 0, bin = 0; value < 256 && (bin == 0 || bins > 0); ++bin) {
-    const int next = values_per_bin < 256 - value ? value + values_per_bin : 256;
-    for (; value < next; ++value) {
-      if (counts[value] == 0) continue;
-      hist[bin] = static_cast<int>(static_cast<uint32_t>(hist[bin]) + counts[value]);
-    }
-  }
+  for_each_value(std::min(values_per_bin, 256), [=](int value, int bin) {
+    if (counts[value] == 0 || (bins < 0 && bin > 0)) return;
+    hist[bin] = static_cast<int>(static_cast<uint32_t>(hist[bin]) + counts[value]);
+  });
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 // filter", 2015.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <optional>
 
 #include "core/numeric.h"
@@ -190,30 +189,28 @@ class Channels {
  public:
   explicit Channels(const ImageData& image)
       : bytes_(image.channels, static_cast<size_t>(image.width) * image.height) {
-    const size_t plane = static_cast<size_t>(image.width) * image.height;
+    const Size size{image.width, image.height};
     for (int c = 0; c < image.channels; ++c) {
-      records_.push_back(
-          {bytes_.get() + c * plane, image.width, image.height, 1, image.width, 0, 0});
+      planes_.push_back(
+          {bytes_.get() + c * size.pixels(), size.width, size.height, 1, size.width, 0, 0});
     }
-    if (image.channels == 1) {
-      std::memcpy(bytes_.get(), image.data, plane);
-    } else {
-      split_channels(image, records_);
-    }
+    split_channels(packed(image), planes_);
   }
-  void join(ImageData& image) const {
-    if (image.channels == 1) {
-      std::memcpy(image.data, bytes_.get(), static_cast<size_t>(image.width) * image.height);
-    } else {
-      merge_channels(records_, image);
-    }
+  void join(const ImageData& image) const {
+    ImageData joined = packed(image);
+    merge_channels(planes_, joined);
   }
-  int count() const { return static_cast<int>(records_.size()); }
-  uint8_t* plane(int c) { return records_[c].data; }
+  int count() const { return static_cast<int>(planes_.size()); }
+  uint8_t* plane(int c) { return planes_[c].data; }
 
  private:
+  static ImageData packed(ImageData image) {
+    if (image.channels == 1) image.stride = image.width;
+    return image;
+  }
+
   Scratch<uint8_t> bytes_;
-  std::vector<ImageData> records_;
+  std::vector<ImageData> planes_;
 };
 
 // A fourth channel is carried.

@@ -4,6 +4,7 @@
 
 #include "core/rows.h"
 #include "kelvra_cv.h"
+#include "shape/row_bits.h"
 
 namespace KelvraCV {
 namespace {
@@ -18,16 +19,12 @@ int find_first(const uint8_t* bytes, int count, uint8_t wanted) {
 
 // The last index at or above `from` and below `count` whose byte is `wanted`, else from - 1.
 int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
-  constexpr int kAtOnce = 64;
-  int last = count - 1;
-  for (; last - kAtOnce >= from; last -= kAtOnce) {
-    const uint8_t* some = bytes + last - (kAtOnce - 1);
-    uint8_t hit = 0;
-    for (int i = 0; i < kAtOnce; ++i) hit |= some[i] == wanted;  // no early exit: it vectorises
-    if (hit != 0) break;
+  for (int end = count; end > from; end -= kWordBits) {
+    const int start = std::max(end - kWordBits, from);
+    const uint64_t found = bits_equal(bytes + start, end - start, wanted);
+    if (found != 0) return start + last_bit(found);
   }
-  while (last >= from && bytes[last] != wanted) --last;
-  return last;
+  return from - 1;
 }
 
 }  // namespace
