@@ -785,15 +785,17 @@ HWY_INLINE auto blend_pairs(const uint8_t* upper, const uint8_t* lower, const pt
 #endif
 }
 
-// As many bytes, or floats, as floats.
-template <class D>
-HWY_INLINE auto load_floats(D d, const float* from) {
-  return hn::LoadU(d, from);
-}
-template <class D>
-HWY_INLINE auto load_floats(D d, const uint8_t* from) {
-  return hn::ConvertTo(
-      d, hn::PromoteTo(hn::Rebind<int32_t, D>(), hn::LoadU(hn::Rebind<uint8_t, D>(), from)));
+// As many elements as `d` has lanes, as its type: floats from bytes, integers from narrower ones.
+template <class D, class T>
+HWY_INLINE hn::Vec<D> load_as(D d, const T* from) {
+  const auto v = hn::LoadU(hn::Rebind<T, D>(), from);
+  if constexpr (std::is_same_v<T, hn::TFromD<D>>) {
+    return v;
+  } else if constexpr (std::is_same_v<float, hn::TFromD<D>>) {
+    return hn::ConvertTo(d, hn::PromoteTo(hn::Rebind<int32_t, D>(), v));
+  } else {
+    return hn::PromoteTo(d, v);
+  }
 }
 
 // Floats truncated to integers, where all are known to fit: hn::ConvertTo also clamps. Anything
@@ -864,16 +866,29 @@ HWY_INLINE V32 broadcast_last_sum(V32 a, V32 b) {
   }
 }
 
-// Lane i of the result is the sum of lanes 0 to i, of 32-bit integers.
-template <class V32>
-HWY_INLINE V32 prefix_sums(V32 v) {
-  const hn::DFromV<V32> d32;
-  v = v + hn::ShiftLeftLanes<1>(d32, v);
-  v = v + hn::ShiftLeftLanes<2>(d32, v);
-  if constexpr (hn::MaxLanes(d32) == 8) {
-    const hn::Half<decltype(d32)> half;
-    v = v + hn::Combine(d32, hn::Broadcast<3>(hn::LowerHalf(half, v)), hn::Zero(half));
+// Lane i of the result is the sum of lanes 0 to i, integers of 16 or 32 bits, and of `carry`, which
+// gets the last of them in all lanes.
+template <class V>
+HWY_INLINE V prefix_sums(V v, V& carry) {
+  const hn::DFromV<V> d;
+  const hn::Repartition<uint8_t, decltype(d)> d8;
+  using T = hn::TFromD<decltype(d)>;
+  v = v + hn::ShiftLeftLanes<1>(d, v);
+  v = v + hn::ShiftLeftLanes<2>(d, v);
+  if constexpr (sizeof(T) == 2) v = v + hn::ShiftLeftLanes<4>(d, v);
+  V total;
+  if constexpr (sizeof(T) == 2) {
+    const auto last = hn::BitCast(d8, hn::Set(d, 0x0f0e));
+    total = hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(d8, v), last));
+  } else {
+    total = hn::Broadcast<3>(v);
   }
+  if constexpr (kBlocks<decltype(d)> == 2) {
+    v = v + hn::ConcatLowerLower(d, total, hn::Zero(d));
+    total = total + hn::ConcatLowerUpper(d, total, total);
+  }
+  v = v + carry;
+  carry = carry + total;
   return v;
 }
 

@@ -33,9 +33,7 @@ void convert_row(const uint8_t* src, float* const out[3], size_t width, const in
     uint8_t bytes[3][kPixels];
     for (int k = 0; k < 3; ++k) hn::StoreU(channels[source_channel[k]], d8, bytes[k]);
     for (size_t i = 0; i < kPixels; i += hn::MaxLanes(d)) {
-      const auto channel = [&](int k) {
-        return normalization[k].of(d, load_floats(d, bytes[k] + i));
-      };
+      const auto channel = [&](int k) { return normalization[k].of(d, load_as(d, bytes[k] + i)); };
       if constexpr (kPlanar) {
         for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x + i);
       } else {

@@ -103,9 +103,7 @@ void map_values(uint32_t* hist, size_t pixels, int values_per_bin, uint8_t* mapp
   const TwoBlocks<uint32_t> d;
   auto before = hn::Zero(d);
   for (size_t bin = 0; bin < 256; bin += hn::Lanes(d)) {
-    const auto sums = prefix_sums(hn::LoadU(d, hist + bin));
-    hn::StoreU(before + sums, d, hist + bin);
-    before = broadcast_last_sum(before, sums);
+    hn::StoreU(prefix_sums(hn::LoadU(d, hist + bin), before), d, hist + bin);
   }
   uint8_t levels[256];
   for (int bin = 0; bin < 256; ++bin) {  // vectorised

@@ -153,7 +153,7 @@ class StripFilter {
   HWY_INLINE static void start(S& state, const uint8_t* pixels) {
     for (V& weight : state.weights) weight = hn::Set(Floats(), 1.0f);
     for (int i = 0; i < S::kValueVectors; ++i) {
-      state.values[i] = load_floats(Floats(), pixels + i * kLanes);
+      state.values[i] = load_as(Floats(), pixels + i * kLanes);
     }
   }
 
@@ -167,7 +167,7 @@ class StripFilter {
       state.weights[i] = hn::MulAdd(w[i], state.weights[i], inv);
     }
     repeat<S::kValueVectors>([&](int i) KELVRA_CV_INLINE {
-      const V sample = inv * load_floats(Floats(), pixels + i * kLanes);
+      const V sample = inv * load_as(Floats(), pixels + i * kLanes);
       state.values[i] = hn::MulAdd(for_channels_(w, i), state.values[i], sample);
     });
   }

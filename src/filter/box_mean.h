@@ -31,86 +31,42 @@ inline constexpr int kRowsTogether<float> = 8;
 // The sums over windows of n samples along padded rows: sums[x] = padded[x + 1] + … + padded[x +
 // n]. In order: (radius + 1) times the first sample, plus the next `radius` ones; from then on,
 // first the sample that enters is added, then the one that leaves is subtracted.
-template <class Sample, class Sum>
-void sum_along(const Sample* const* padded, Sum* const* sums, int width, int radius) {
-  constexpr int kRows = kRowsTogether<Sum>;
+template <class Float>
+void sum_along(const Float* const* padded, Float* const* sums, int width, int radius) {
+  constexpr int kRows = kRowsTogether<Float>;
   const int n = 2 * radius + 1;
-  Sum sum[kRows];
+  Float sum[kRows];
   for (int i = 0; i < kRows; ++i) {
-    const Sample* row = padded[i] + radius + 1;
-    sum[i] = static_cast<Sum>(static_cast<Sum>(radius + 1) * row[0]);
-    for (int x = 1; x <= radius; ++x) sum[i] = static_cast<Sum>(sum[i] + row[x]);
+    const Float* row = padded[i] + radius + 1;
+    sum[i] = static_cast<Float>(radius + 1) * row[0];
+    for (int x = 1; x <= radius; ++x) sum[i] += row[x];
     sums[i][0] = sum[i];
   }
   for (int x = 1; x < width; ++x) {
     for (int i = 0; i < kRows; ++i) {
-      sum[i] = static_cast<Sum>(sum[i] + padded[i][x + n]);
-      sum[i] = static_cast<Sum>(sum[i] - padded[i][x]);
+      sum[i] += padded[i][x + n];
+      sum[i] -= padded[i][x];
       sums[i][x] = sum[i];
     }
   }
-}
-
-// lanes[i] = the sum of lanes 0 … i of `v`, plus `carry`, which then has the last of them in all
-// lanes.
-template <class D>
-HWY_INLINE hn::Vec<D> prefix_sums(D d, hn::Vec<D> v, hn::Vec<D>& carry) {
-  using T = hn::TFromD<D>;
-  const hn::Repartition<uint8_t, D> d8;
-  alignas(16) static constexpr uint8_t kLast16[16] = {14, 15, 14, 15, 14, 15, 14, 15,
-                                                      14, 15, 14, 15, 14, 15, 14, 15};
-  alignas(16) static constexpr uint8_t kLast32[16] = {12, 13, 14, 15, 12, 13, 14, 15,
-                                                      12, 13, 14, 15, 12, 13, 14, 15};
-  v = v + hn::ShiftLeftLanes<1>(d, v);
-  v = v + hn::ShiftLeftLanes<2>(d, v);
-  if constexpr (sizeof(T) == 2) v = v + hn::ShiftLeftLanes<4>(d, v);
-  const auto order = hn::LoadDup128(d8, sizeof(T) == 2 ? kLast16 : kLast32);
-  auto total = hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(d8, v), order));
-  if constexpr (hn::MaxLanes(d8) == 32) {
-    v = v + hn::ConcatLowerLower(d, total, hn::Zero(d));
-    total = total + hn::ConcatLowerUpper(d, total, total);
-  }
-  v = v + carry;
-  carry = carry + total;
-  return v;
 }
 
 // The same for bytes and integers, whose order does not matter: sums of what enters and leaves.
 template <class Sum>
 void sum_bytes_along(const uint8_t* padded, Sum* sums, int width, int radius) {
   const TwoBlocks<Sum> d;
-  const hn::Rebind<uint8_t, TwoBlocks<Sum>> bytes;
   const size_t n = 2 * static_cast<size_t>(radius) + 1;
   int first = 0;
   for (size_t x = 0; x < n; ++x) first += padded[x];
   auto carry = hn::Set(d, static_cast<Sum>(first));
   for (size_t x = 0; x < static_cast<size_t>(width); x += hn::Lanes(d)) {
-    const auto enters = hn::PromoteTo(d, hn::LoadU(bytes, padded + x + n));
-    const auto leaves = hn::PromoteTo(d, hn::LoadU(bytes, padded + x));
-    hn::StoreU(prefix_sums(d, enters - leaves, carry), d, sums + x);
+    const auto enters = load_as(d, padded + x + n), leaves = load_as(d, padded + x);
+    hn::StoreU(prefix_sums(enters - leaves, carry), d, sums + x);
   }
 }
 template <class Sum>
 void sum_along(const uint8_t* const* padded, Sum* const* sums, int width, int radius) {
   for (int i = 0; i < kRowsTogether<Sum>; ++i) sum_bytes_along(padded[i], sums[i], width, radius);
-}
-
-// What a row of column sums is stepped down by: rows of a group of columns as the sums' type.
-template <class Group, class RowSum>
-HWY_INLINE Group load_sums(const RowSum* from) {
-  using Sum = hn::TFromD<typename Group::Tag>;
-  if constexpr (std::is_same_v<Sum, RowSum>) {
-    return Group::load(from);
-  } else {
-    const typename Group::Tag d;
-    const hn::Rebind<RowSum, typename Group::Tag> narrow;
-    Group group;
-    for (auto& v : group.v) {
-      v = hn::PromoteTo(d, hn::LoadU(narrow, from));
-      from += hn::Lanes(d);
-    }
-    return group;
-  }
 }
 
 // The mean of a window's sum: as a float, or of bytes as trunc(sum * (1.0f / area) + 0.5f).
@@ -149,27 +105,27 @@ struct IntegerMean {
   int half, factor;
 };
 
-template <class Group>
-HWY_INLINE void store_means(const Group& means, float* to) {
-  means.store(to);
-}
-template <class Group>
-HWY_INLINE void store_means(const Group& means, uint8_t* to) {
-  hn::StoreU(narrow_to_u8(means.v[0], means.v[1], means.v[2], means.v[3]), Full<uint8_t>(), to);
-}
-
-// columns += enters - leaves, in this order, and their means. Rows are padded to whole groups.
+// columns += enters - leaves, in this order, and their means. Rows are padded to whole groups. Not
+// inlined: then GCC would not inline push(), which costs small images more.
 template <class RowSum, class Sum, class Result, class Mean>
-HWY_FLATTEN void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves, Mean mean,
-                            Result* means, size_t width) {
+HWY_FLATTEN HWY_NOINLINE void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves,
+                                         Mean mean, Result* means, size_t width) {
   using Group = VectorGroup<Full<Sum>, 4>;
+  const Full<Sum> d;
   for (size_t x = 0; x < width; x += Group::kLanes) {
     Group sums = Group::load(columns + x);
-    const Group in = load_sums<Group>(enters + x), out = load_sums<Group>(leaves + x);
-    for (size_t i = 0; i < std::size(sums.v); ++i) sums.v[i] = sums.v[i] + in.v[i] - out.v[i];
+    for (size_t i = 0; i < std::size(sums.v); ++i) {
+      const size_t at = x + i * hn::Lanes(d);
+      sums.v[i] = sums.v[i] + load_as(d, enters + at) - load_as(d, leaves + at);
+    }
     sums.store(columns + x);
     for (auto& v : sums.v) v = mean(v);
-    store_means(sums, means + x);
+    if constexpr (std::is_same_v<Result, float>) {
+      sums.store(means + x);
+    } else {
+      hn::StoreU(narrow_to_u8(sums.v[0], sums.v[1], sums.v[2], sums.v[3]), Full<uint8_t>(),
+                 means + x);
+    }
   }
 }
 template <class RowSum>

@@ -55,13 +55,13 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
   for (int start = 0; start < kTile; start += kVectors * kLanes) {
     hn::Vec<Full<float>> sums[kVectors];
     for (int i = 0; i < kVectors; ++i) {
-      sums[i] = load_floats(d, taps[0] + x + start + i * kLanes) * hn::Set(d, weights[0]);
+      sums[i] = load_as(d, taps[0] + x + start + i * kLanes) * hn::Set(d, weights[0]);
     }
     for (int j = 1; j < count; ++j) {
       const auto weight = hn::Set(d, weights[j]);
       const Sample* from = opaque_address(taps[j] + x + start);
       for (int i = 0; i < kVectors; ++i) {
-        sums[i] = sums[i] + load_floats(d, from + i * kLanes) * weight;
+        sums[i] = sums[i] + load_as(d, from + i * kLanes) * weight;
       }
     }
     const auto mean = [&](int i) { return sums[i] * hn::Set(d, kernel.inverse_sum); };
