@@ -46,8 +46,8 @@ struct Kernel {
 // each step, times the inverse sum of the weights, truncated. That is a mean of bytes and needs no
 // limits; what NaN becomes is 0 as a byte. kTaps is the number of taps where that is worth knowing
 // ahead, else 0.
-template <int kTaps, class Sample, class Result>
-void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* out) {
+template <int kTaps, class Result>
+void blur_tile(const float* const* taps, const Kernel& kernel, int x, Result* out) {
   const Full<float> d;
   constexpr int kLanes = static_cast<int>(hn::MaxLanes(d)), kVectors = std::min(8, kTile / kLanes);
   const int count = kTaps > 0 ? kTaps : kernel.taps;
@@ -55,13 +55,13 @@ void blur_tile(const Sample* const* taps, const Kernel& kernel, int x, Result* o
   for (int start = 0; start < kTile; start += kVectors * kLanes) {
     hn::Vec<Full<float>> sums[kVectors];
     for (int i = 0; i < kVectors; ++i) {
-      sums[i] = load_as(d, taps[0] + x + start + i * kLanes) * hn::Set(d, weights[0]);
+      sums[i] = hn::LoadU(d, taps[0] + x + start + i * kLanes) * hn::Set(d, weights[0]);
     }
     for (int j = 1; j < count; ++j) {
       const auto weight = hn::Set(d, weights[j]);
-      const Sample* from = opaque_address(taps[j] + x + start);
+      const float* from = opaque_address(taps[j] + x + start);
       for (int i = 0; i < kVectors; ++i) {
-        sums[i] = sums[i] + load_as(d, from + i * kLanes) * weight;
+        sums[i] = sums[i] + hn::LoadU(d, from + i * kLanes) * weight;
       }
     }
     const auto mean = [&](int i) { return sums[i] * hn::Set(d, kernel.inverse_sum); };
@@ -87,8 +87,8 @@ int strip_width(int width, int taps) {
   return std::clamp(kCachedFloats / taps / kTile * kTile, kTile, whole);
 }
 
-// Keeps as many rows as the kernel has taps, blurred along and truncated, as floats or bytes.
-template <class Kept, int kTaps>
+// Keeps as many rows as the kernel has taps, blurred along and truncated.
+template <int kTaps>
 class Blur {
  public:
   Blur(int width, int height, const Kernel& kernel)
@@ -120,7 +120,7 @@ class Blur {
     }
   }
 
-  void blur_along(const uint8_t* row, int first, int count, Kept* out) {
+  void blur_along(const uint8_t* row, int first, int count, float* out) {
     // The columns from first - radius on, of which those from `begin` to `end` are in the image.
     float* const samples = samples_.get();
     const int all = count + 2 * radius_, start = first - radius_;
@@ -151,9 +151,8 @@ class Blur {
   int width_, height_, radius_;
   int strip_;  // columns, whole tiles
   Scratch<float> samples_;
-  RowRing<Kept> along_;
-  Scratch<const float*> row_taps_;
-  Scratch<const Kept*> column_taps_;
+  RowRing<float> along_;
+  Scratch<const float*> row_taps_, column_taps_;
 };
 
 }  // namespace
@@ -175,15 +174,9 @@ void gaussian_blur(const unsigned char* src, unsigned char* dst, int width, int 
     return;
   }
   const Kernel kernel(taps, sigma);
-  // Floats save conversions, but must not take more memory than a plane of bytes.
-  const size_t floats = static_cast<size_t>(strip_width(width, taps)) * taps;
-  if (sizeof(float) * floats <= static_cast<size_t>(width) * height) {
-    if (taps == 3) return Blur<float, 3>(width, height, kernel).run(src, dst);
-    if (taps == 5) return Blur<float, 5>(width, height, kernel).run(src, dst);
-    Blur<float, 0>(width, height, kernel).run(src, dst);
-  } else {
-    Blur<uint8_t, 0>(width, height, kernel).run(src, dst);
-  }
+  if (taps == 3) return Blur<3>(width, height, kernel).run(src, dst);
+  if (taps == 5) return Blur<5>(width, height, kernel).run(src, dst);
+  Blur<0>(width, height, kernel).run(src, dst);
 }
 
 }  // namespace KelvraCV
