@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "color/lab_exceptions.h"
-#include "color/linear_light.h"
+#include "color/lab_tables.h"
 #include "core/numeric.h"
 #include "core/simd_pixels.h"
 #include "kelvra_cv.h"

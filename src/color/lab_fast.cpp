@@ -40,11 +40,6 @@ HWY_INLINE V scaled(V x, int factor) {
   return shifted<20>(times(x, factor) + hn::Set(Wrapping(), 512));
 }
 
-template <class Pixel>
-constexpr ptrdiff_t packed_stride(int width) {
-  return static_cast<ptrdiff_t>(width) * Pixel::kChannels;
-}
-
 // Pixels between the table look-ups, which are plain loads, and the arithmetic on vectors; so many
 // that no vector is loaded while its lanes are still being stored.
 constexpr size_t kAhead = 256;
@@ -161,7 +156,7 @@ void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
   fill_light(build ? built_gamma : static_cast<const int*>(gamma_table), tables);
   tables.cube_root = build ? built_cube_root : static_cast<const int*>(cbrt_table);
 
-  const bool packed = src_stride == packed_stride<Pixel>(width);
+  const bool packed = src_stride == ptrdiff_t{Pixel::kChannels} * width;
   for_rows(width, height, packed, threads, [&](int y, size_t count) {
     forward_row<Pixel>(tables, src + y * src_stride, dst + static_cast<size_t>(y) * width * 3,
                        count);
@@ -233,7 +228,7 @@ void inverse(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
     tables = {y_table.get(), x_table.get(), z_table.get(), gamma_table.get()};
     init_lab_to_rgb_fast(y_table.get(), x_table.get(), z_table.get(), gamma_table.get());
   }
-  const bool packed = dst_stride == packed_stride<Pixel>(width);
+  const bool packed = dst_stride == ptrdiff_t{Pixel::kChannels} * width;
   for_rows(width, height, packed, threads, [&](int y, size_t count) {
     const size_t pixel = static_cast<size_t>(y) * width;
     inverse_row<Pixel>(tables, src + 3 * pixel, dst + y * dst_stride,
@@ -251,8 +246,7 @@ InverseTables typed(const void* y_table, const void* x_table, const void* z_tabl
 
 void rgb_to_lab_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      void* gamma_table, void* cbrt_table, int threads) {
-  forward<Rgb>(src, dst, width, height, packed_stride<Rgb>(width), gamma_table, cbrt_table,
-               threads);
+  forward<Rgb>(src, dst, width, height, ptrdiff_t{3} * width, gamma_table, cbrt_table, threads);
 }
 
 void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, int height,
@@ -264,7 +258,7 @@ void rgb_to_lab_c4_c3(const unsigned char* src, unsigned char* dst, int width, i
 void lab_to_rgb_fast(const unsigned char* src, unsigned char* dst, int width, int height,
                      unsigned char* mask, void* y_table, void* x_table, void* z_table,
                      void* gamma_table, int threads) {
-  inverse<Rgb>(src, dst, width, height, packed_stride<Rgb>(width), mask,
+  inverse<Rgb>(src, dst, width, height, ptrdiff_t{3} * width, mask,
                typed(y_table, x_table, z_table, gamma_table), threads);
 }
 

@@ -3,7 +3,6 @@
 
 #include <cmath>
 
-#include "color/linear_light.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {

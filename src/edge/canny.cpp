@@ -30,12 +30,7 @@ struct Thresholds {
   uint8_t suppressed;  // what a suppressed pixel becomes: not 0 if a threshold is 0 or below
 };
 
-// Halves of magnitudes: of the row itself, the one above and the one below it.
-struct MagnitudeRows {
-  const int16_t *above, *row, *below;
-};
-
-void magnitude_row(ThreeRows rows, int16_t* magnitudes, int width) {
+void magnitude_row(ThreeRows<uint8_t> rows, int16_t* magnitudes, int width) {
   for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     hn::StoreU(half_magnitude(differences(d16, rows, left, x, right)), d16, magnitudes + x);
   });
@@ -49,7 +44,7 @@ HWY_INLINE auto is_at_least(D16 d16, hn::Vec<D16> v, int limit) {
 // The pixels from column x on, none of them on the frame: those whose magnitude is more than that
 // of the first neighbour along the gradient and no less than the second's, by the thresholds.
 template <class D16>
-HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, size_t x,
+HWY_INLINE void thin(D16 d16, ThreeRows<uint8_t> smooth, ThreeRows<int16_t> magnitudes, size_t x,
                      Thresholds thresholds, uint8_t* dst) {
   const hn::Rebind<uint8_t, D16> d8;
   const auto load = [=](const int16_t* from) { return hn::LoadU(d16, from + x); };
@@ -79,8 +74,8 @@ HWY_INLINE void thin(D16 d16, ThreeRows smooth, MagnitudeRows magnitudes, size_t
              d8, dst + x);
 }
 
-void thin_row(ThreeRows smooth, MagnitudeRows magnitudes, Thresholds thresholds, uint8_t* dst,
-              int width) {
+void thin_row(ThreeRows<uint8_t> smooth, ThreeRows<int16_t> magnitudes, Thresholds thresholds,
+              uint8_t* dst, int width) {
   for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     if (left < x && x < right) {
       thin(d16, smooth, magnitudes, x, thresholds, dst);
@@ -119,7 +114,8 @@ void find_edges(const ImageData& src, uint8_t* dst, Thresholds thresholds) {
   RowRing<uint8_t> smooth(4, static_cast<size_t>(width));
   RowRing<int16_t> magnitudes(4, static_cast<size_t>(width));
   const auto smooth_around = [&](int y) {
-    return ThreeRows{smooth[std::max(y - 1, 0)], smooth[y], smooth[std::min(y + 1, height - 1)]};
+    return ThreeRows<uint8_t>{smooth[std::max(y - 1, 0)], smooth[y],
+                              smooth[std::min(y + 1, height - 1)]};
   };
   for (unsigned next = 0; next <= static_cast<unsigned>(height); ++next) {
     const int y = static_cast<int>(next);

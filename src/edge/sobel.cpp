@@ -11,7 +11,7 @@ namespace {
 
 using namespace detail;
 
-void gradient_row(ThreeRows rows, int16_t* dx, int16_t* dy, int width) {
+void gradient_row(ThreeRows<uint8_t> rows, int16_t* dx, int16_t* dy, int width) {
   for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     const auto gradient = sobel(differences(d16, rows, left, x, right));
     hn::StoreU(gradient.dx, d16, dx + x);
@@ -19,7 +19,7 @@ void gradient_row(ThreeRows rows, int16_t* dx, int16_t* dy, int width) {
   });
 }
 
-void edge_row(ThreeRows rows, uint8_t* dst, int width, int16_t half_threshold) {
+void edge_row(ThreeRows<uint8_t> rows, uint8_t* dst, int width, int16_t half_threshold) {
   for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
     const auto half = half_magnitude(differences(d16, rows, left, x, right));
     const auto is_edge = hn::Gt(half, hn::Set(d16, half_threshold));

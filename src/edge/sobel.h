@@ -15,10 +15,11 @@ struct Gradient {
 };
 
 // A pixel's row and those above and below it; at the image's edge, the row itself.
+template <class T>
 struct ThreeRows {
-  const uint8_t *above, *row, *below;
+  const T *above, *row, *below;
 };
-inline ThreeRows rows_around(const uint8_t* image, int y, int width, int height) {
+inline ThreeRows<uint8_t> rows_around(const uint8_t* image, int y, int width, int height) {
   return {row_at(image, std::max(y - 1, 0), width), row_at(image, y, width),
           row_at(image, std::min(y + 1, height - 1), width)};
 }
@@ -33,7 +34,7 @@ struct Differences {
 // Those of the pixels from column x on; `left` and `right` are the columns of the first one's
 // neighbours.
 template <class D16>
-HWY_INLINE auto differences(D16 d16, ThreeRows rows, size_t left, size_t x, size_t right) {
+HWY_INLINE auto differences(D16 d16, ThreeRows<uint8_t> rows, size_t left, size_t x, size_t right) {
   const hn::Rebind<uint8_t, D16> d8;
   const auto minus = [=](const uint8_t* from, const uint8_t* other) {
     return hn::PromoteTo(d16, hn::LoadU(d8, from)) - hn::PromoteTo(d16, hn::LoadU(d8, other));

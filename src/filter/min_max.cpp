@@ -23,50 +23,45 @@ namespace {
 
 using namespace detail;
 
-struct Max {
-  template <class Group>
-  HWY_INLINE Group operator()(Group a, const Group& b) const {
-    for (size_t i = 0; i < std::size(a.v); ++i) a.v[i] = hn::Max(a.v[i], b.v[i]);
-    return a;
+enum class Extreme { kMin, kMax };
+
+template <Extreme kWhich, class Group>
+HWY_INLINE Group extreme_of(Group a, const Group& b) {
+  for (size_t i = 0; i < std::size(a.v); ++i) {
+    a.v[i] = kWhich == Extreme::kMax ? hn::Max(a.v[i], b.v[i]) : hn::Min(a.v[i], b.v[i]);
   }
-};
-struct Min {
-  template <class Group>
-  HWY_INLINE Group operator()(Group a, const Group& b) const {
-    for (size_t i = 0; i < std::size(a.v); ++i) a.v[i] = hn::Min(a.v[i], b.v[i]);
-    return a;
-  }
-};
+  return a;
+}
 
 // The extremes of rows, or of one row at several offsets.
-template <class Op, class... Rows>
+template <Extreme kWhich, class... Rows>
 HWY_FLATTEN void extremes(uint8_t* out, int count, const uint8_t* first, Rows... others) {
   for_each_group<uint8_t>(count, [=](auto group, size_t x) {
     auto extreme = group.load(first + x);
-    ((extreme = Op()(extreme, group.load(others + x))), ...);
+    ((extreme = extreme_of<kWhich>(extreme, group.load(others + x))), ...);
     extreme.store(out + x);
   });
 }
 
 // The running extreme of `count` samples from `row` on, in steps of 1 or -1.
-template <class Op>
+template <Extreme kWhich>
 void running_extreme(const uint8_t* row, uint8_t* out, int count, int step) {
   const Block<uint8_t> d;
   VectorGroup<Block<uint8_t>, 1> extreme{{hn::Set(d, *row)}};
   for (int i = 0; i < count; ++i, row += step, out += step) {
-    extreme = Op()(extreme, {{hn::Set(d, *row)}});
+    extreme = extreme_of<kWhich>(extreme, decltype(extreme){{hn::Set(d, *row)}});
     *out = hn::GetLane(extreme.v[0]);
   }
 }
 
 // Each of the `count` rows above `row` becomes the extreme of itself and all below it to `row`.
-template <class Op>
+template <Extreme kWhich>
 HWY_FLATTEN void extend_up(uint8_t* row, size_t pitch, int count, int width) {
   for_each_group<uint8_t>(width, [=](auto group, size_t x) {
     uint8_t* above = row + x;
     auto extreme = group.load(above);
     for (int i = 0; i < count; ++i) {
-      extreme = Op()(extreme, group.load(above -= pitch));
+      extreme = extreme_of<kWhich>(extreme, group.load(above -= pitch));
       extreme.store(above);
     }
   });
@@ -75,7 +70,7 @@ HWY_FLATTEN void extend_up(uint8_t* row, size_t pitch, int count, int width) {
 // Takes the `count` rows from `row` on into the running extreme, one after the other. Together with
 // as many rows of `ends`, what it then is gives the rows of the result. It was `before` and is left
 // in `running`.
-template <class Op>
+template <Extreme kWhich>
 HWY_FLATTEN void finish_windows(const uint8_t* before, const uint8_t* row, const uint8_t* ends,
                                 size_t pitch, int count, uint8_t* running, uint8_t* out,
                                 int width) {
@@ -83,8 +78,9 @@ HWY_FLATTEN void finish_windows(const uint8_t* before, const uint8_t* row, const
     auto extreme = group.load(before + x);
     for (int i = 0; i < count; ++i) {
       const size_t at = i * pitch + x;
-      extreme = Op()(extreme, group.load(row + at));
-      Op()(extreme, group.load(ends + at)).store(out + static_cast<size_t>(i) * width + x);
+      extreme = extreme_of<kWhich>(extreme, group.load(row + at));
+      extreme_of<kWhich>(extreme, group.load(ends + at))
+          .store(out + static_cast<size_t>(i) * width + x);
     }
     extreme.store(running + x);
   });
@@ -92,7 +88,7 @@ HWY_FLATTEN void finish_windows(const uint8_t* before, const uint8_t* row, const
 
 // The separable filter: along each row, then down blocks of n rows (M. van Herk, 1992; J. Gil and
 // M. Werman, 1993). A window of n rows is the end of a block and the start of the next one.
-template <class Op>
+template <Extreme kWhich>
 class ExtremeFilter {
  public:
   ExtremeFilter(const uint8_t* src, uint8_t* dst, int width, int height, int radius)
@@ -114,13 +110,13 @@ class ExtremeFilter {
     if (radius_ == 1) return run_of_three();
     filter_rows_before(n_);
     for (int y = 0; y < radius_; ++y) {
-      extremes<Op>(result(y), width_, row(y), y == 0 ? row(y) : result(y - 1));
+      extremes<kWhich>(result(y), width_, row(y), y == 0 ? row(y) : result(y - 1));
     }
     for (int start = 0, rows; start < height_; start += rows) {
       rows = std::min(n_, height_ - start);
       filter_rows_before(start + rows);
       for (int y = start + rows - 1; y > start; y -= kRowsTogether) {
-        extend_up<Op>(row(y), pitch_, std::min(kRowsTogether, y - start), width_);
+        extend_up<kWhich>(row(y), pitch_, std::min(kRowsTogether, y - start), width_);
       }
       for (int y = std::max(start, height_ - radius_); y < start + rows; ++y) {
         std::memcpy(result(y), row(y), width_);
@@ -146,7 +142,7 @@ class ExtremeFilter {
     for (int y = 1; y < height_ - 1; ++y) {
       filter_rows_before(int64_t{y} + kAhead);
       const uint8_t* const below = row(y + 1);
-      extremes<Op>(result(y), width_, above, here, below);
+      extremes<kWhich>(result(y), width_, above, here, below);
       above = here;
       here = below;
     }
@@ -166,8 +162,8 @@ class ExtremeFilter {
     for (int y = start + 1; y < end; y += kRowsTogether) {
       const int count = std::min(kRowsTogether, end - y), newest = y + n_ - 1;
       filter_rows_before(newest + count);
-      finish_windows<Op>(before, row(newest), row(y), pitch_, count, running, result(y + radius_),
-                         width_);
+      finish_windows<kWhich>(before, row(newest), row(y), pitch_, count, running,
+                             result(y + radius_), width_);
       before = running;
       std::swap(running, other);
     }
@@ -199,15 +195,15 @@ class ExtremeFilter {
     uint8_t *next = windows_.get(), *other = next + pitch_;
     int length = 1;
     for (; 5 * length < n_; length *= 4) {
-      extremes<Op>(next, width_ - (4 * length - 1), windows, windows + length, windows + 2 * length,
-                   windows + 3 * length);
+      extremes<kWhich>(next, width_ - (4 * length - 1), windows, windows + length,
+                       windows + 2 * length, windows + 3 * length);
       windows = next;
       std::swap(next, other);
     }
     const uint8_t* const last_window = windows + n_ - length;
     const int count = width_ - (n_ - 1);
     const auto cover = [=](auto... others) KELVRA_CV_INLINE {
-      extremes<Op>(out + radius_, count, windows, others..., last_window);
+      extremes<kWhich>(out + radius_, count, windows, others..., last_window);
     };
     if (n_ <= 2 * length) {
       cover();
@@ -219,12 +215,13 @@ class ExtremeFilter {
       cover(windows + length, windows + 2 * length, windows + 3 * length);
     }
 
-    running_extreme<Op>(row, out, radius_, 1);
+    running_extreme<kWhich>(row, out, radius_, 1);
     // The last columns reach to the end of the last block, or of the one before it.
     const int last = width_ - 1, first = width_ - radius_;
-    running_extreme<Op>(row + last, out + last, width_ - std::max(first, last_block_), -1);
+    running_extreme<kWhich>(row + last, out + last, width_ - std::max(first, last_block_), -1);
     if (first < last_block_) {
-      running_extreme<Op>(row + last_block_ - 1, out + last_block_ - 1, last_block_ - first, -1);
+      running_extreme<kWhich>(row + last_block_ - 1, out + last_block_ - 1, last_block_ - first,
+                              -1);
     }
   }
 
@@ -238,7 +235,7 @@ class ExtremeFilter {
   int known_ = 0;  // rows that are filtered along
 };
 
-template <class Op>
+template <Extreme kWhich>
 void filter_extreme(const uint8_t* src, uint8_t* dst, int width, int height, int radius) {
   if (width < 1 || height < 1) return;
   // The same as 2 radius + 1 > side, for any radius.
@@ -246,17 +243,17 @@ void filter_extreme(const uint8_t* src, uint8_t* dst, int width, int height, int
     std::memmove(dst, src, static_cast<size_t>(width) * height);
     return;
   }
-  ExtremeFilter<Op>(src, dst, width, height, radius).run();
+  ExtremeFilter<kWhich>(src, dst, width, height, radius).run();
 }
 
 }  // namespace
 
 void filter_max(const unsigned char* src, unsigned char* dst, int width, int height, int radius) {
-  filter_extreme<Max>(src, dst, width, height, radius);
+  filter_extreme<Extreme::kMax>(src, dst, width, height, radius);
 }
 
 void filter_min(const unsigned char* src, unsigned char* dst, int width, int height, int radius) {
-  filter_extreme<Min>(src, dst, width, height, radius);
+  filter_extreme<Extreme::kMin>(src, dst, width, height, radius);
 }
 
 void dilate_mask(const unsigned char* src, unsigned char* dst, int width, int height, int radius) {

@@ -1,6 +1,7 @@
 // Polygons of integer points: simplifying one, testing a point against one, filling one.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -78,34 +79,29 @@ std::vector<Point> split(const Point* curve, std::vector<Range> pending, double 
 }
 
 // A ring is cut at two points that are far apart: each round starts from the point found by the one
-// before. Its points stand twice, for ranges to go on past its end.
-std::vector<Point> simplify_ring(const std::vector<Point>& ring, int rounds,
-                                 double squared_epsilon) {
-  const size_t count = ring.size();
-  std::vector<Point> curve;
-  curve.reserve(2 * count);
-  for (int i = 0; i < 2; ++i) curve.insert(curve.end(), ring.begin(), ring.end());
+// before. Its points stand twice, for ranges to go on past its end. An open curve is a ring if its
+// ends are one point.
+std::vector<Point> simplify(const std::vector<Point>& curve, bool closed, double squared_epsilon) {
+  const size_t count = curve.size();
+  if (!closed && squared_length(from_to(curve.front(), curve.back())) != 0) {
+    std::vector<Point> kept = split(curve.data(), {{0, count - 1}}, squared_epsilon);
+    kept.push_back(curve.back());
+    return kept;
+  }
+  std::vector<Point> ring;
+  ring.reserve(2 * count);
+  for (int i = 0; i < 2; ++i) ring.insert(ring.end(), curve.begin(), curve.end());
   size_t from = 0;
   Farthest far{0, 0};
-  for (int i = 0; i < rounds; ++i) {
+  for (int round = 0; round < (closed ? 3 : 1); ++round) {
     from = far.index % count;
-    const Point start = curve[from];
-    far = farthest_inside(curve.data(), {from, from + count}, [&](const Point& point) {
+    const Point start = ring[from];
+    far = farthest_inside(ring.data(), {from, from + count}, [&](const Point& point) {
       return squared_length(from_to(start, point));
     });
   }
-  if (far.measure <= squared_epsilon) return {curve[from]};
-  return split(curve.data(), {{far.index, from + count}, {from, far.index}}, squared_epsilon);
-}
-
-std::vector<Point> simplify(const std::vector<Point>& curve, bool closed, double squared_epsilon) {
-  if (closed) return simplify_ring(curve, 3, squared_epsilon);
-  if (squared_length(from_to(curve.front(), curve.back())) == 0) {
-    return simplify_ring(curve, 1, squared_epsilon);
-  }
-  std::vector<Point> kept = split(curve.data(), {{0, curve.size() - 1}}, squared_epsilon);
-  kept.push_back(curve.back());
-  return kept;
+  if (far.measure <= squared_epsilon) return {ring[from]};
+  return split(ring.data(), {{far.index, from + count}, {from, far.index}}, squared_epsilon);
 }
 
 // Whether `point` is close enough to the line through its neighbours, and between them, to go. As
@@ -143,10 +139,6 @@ size_t clean_up(std::vector<Point>& points, bool closed, double squared_epsilon)
 
 // ---- Crossings of a polygon's edges with a row, shared by the test and the filling.
 
-int64_t magnitude(int64_t value) {
-  return value < 0 ? -value : value;
-}
-
 // The edge from a polygon's vertex i to the vertex j before it crosses row y if just one of the two
 // is at or above y: a vertex on the row counts for one of its edges, a horizontal edge never. The
 // crossing's column is
@@ -165,7 +157,7 @@ struct Edge {
   Edge(int x_i, int y_i, int x_j, int y_j) : top(std::min(y_i, y_j)), bottom(std::max(y_i, y_j)) {
     const bool starts_at_i = y_i < y_j;
     height = static_cast<uint64_t>(int64_t{bottom} - top);
-    width = static_cast<uint64_t>(magnitude(int64_t{x_j} - x_i));
+    width = static_cast<uint64_t>(std::abs(int64_t{x_j} - x_i));
     rest = starts_at_i ? 0 : height - 1;
     column = starts_at_i ? x_i : x_j;
     direction = (x_i < x_j) == starts_at_i ? 1 : -1;
