@@ -58,11 +58,6 @@ void pick_thirds(const uint8_t* src, uint8_t* dst, size_t width) {
   }
 }
 
-// The pixel at the floor of the coordinate.
-inline int nearest_tap(float coordinate, int source) {
-  return std::clamp(floor_of(coordinate), 0, source - 1);
-}
-
 // Rows of `count` bytes: `pick(from, to)` makes one of the nearest source row.
 template <class Pick>
 void pick_rows(const uint8_t* src, uint8_t* dst, ResizeSizes sizes, size_t count, Pick pick) {
@@ -72,7 +67,7 @@ void pick_rows(const uint8_t* src, uint8_t* dst, ResizeSizes sizes, size_t count
   for (int y = 0; y < sizes.dst_height; ++y) {
     uint8_t* const out = row_at(dst, y, sizes.dst_stride);
     const int row =
-        step > 0 ? step * y + (step - 1) / 2 : nearest_tap(coordinate(y), sizes.src_height);
+        step > 0 ? step * y + (step - 1) / 2 : Nearest::tap(coordinate(y), sizes.src_height);
     if (row == previous) {
       std::memcpy(out, row_at(dst, y - 1, sizes.dst_stride), count);
     } else {
@@ -108,7 +103,7 @@ void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   }
   Scratch<int> taps(width);
   Coordinates(sizes.src_width, sizes.dst_width).for_each([&](int x, float coordinate) {
-    taps[x] = nearest_tap(coordinate, sizes.src_width);
+    taps[x] = Nearest::tap(coordinate, sizes.src_width);
   });
   PixelGather<kSource, kChannels, kSwap, 1> gather(sizes.src_width, sizes.dst_width, taps);
   rows([&](const uint8_t* from, uint8_t* to) {
@@ -116,12 +111,6 @@ void pick_pixels(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
       store_row(count, to, [=](size_t i) KELVRA_CV_INLINE { return bytes(row, i); });
     });
   });
-}
-
-// Whether bilinear and bicubic resizing, too, take these pixels: where all coordinates are whole.
-inline bool takes_single_pixels(const ResizeSizes& sizes) {
-  return exact_step(sizes.src_width, sizes.dst_width) % 2 != 0 &&
-         exact_step(sizes.src_height, sizes.dst_height) % 2 != 0;
 }
 
 }  // namespace KelvraCV::detail

@@ -103,6 +103,15 @@ struct Taps {
   int16_t weights[kTaps];
 };
 
+// The pixel at the floor of the coordinate.
+struct Nearest {
+  static constexpr int kTaps = 1;
+
+  static int tap(float coordinate, int source) {
+    return std::clamp(floor_of(coordinate), 0, source - 1);
+  }
+};
+
 struct Linear {
   static constexpr int kTaps = 2;
 
