@@ -105,35 +105,38 @@ inline bool replace_contents(File file, const Contents& contents) {
   return std::fclose(file.release()) == 0 && ok;
 }
 
-struct TransferMessages {
-  const char *origin_path, *input_path, *output_path, *origin_format, *input_format;
+// A file, what is printed if it cannot be opened (or written), and what if it is of another kind.
+struct NamedFile {
+  const char *path, *path_message, *format_message = nullptr;
 };
 
-// Carries metadata from one file into another: opens the files in this order, reads those that
-// begin with `signature`, and writes the Contents that splice(origin, input) makes of their bytes.
-// Where something is wrong, prints its message and returns -1, else 0.
-template <size_t kSize, class Splice>
-int transfer(const char* origin_path, const char* input_path, const char* output_path,
-             const char (&signature)[kSize], const TransferMessages& messages,
-             const Splice& splice) {
+// Makes a file of others: opens them in this order and then the output, reads those that begin with
+// `signature`, and writes the Contents that splice(sources) makes of their Bytes. Where something
+// is wrong, prints its message and returns -1, else 0.
+template <size_t kSources, size_t kSize, class Splice>
+int transfer(const NamedFile (&sources)[kSources], const NamedFile& output,
+             const char (&signature)[kSize], const Splice& splice) {
   const auto fail = [](const char* message) { return print(message), -1; };
-  if (origin_path == nullptr || input_path == nullptr || output_path == nullptr) {
-    return fail("png path error!\n");  // of JPEG files, too
+  bool has_paths = output.path != nullptr;
+  for (const NamedFile& source : sources) has_paths = has_paths && source.path != nullptr;
+  if (!has_paths) return fail("png path error!\n");  // of JPEG files, too
+  std::vector<File> files;
+  for (const NamedFile& source : sources) {
+    files.push_back(open_to_read(source.path));
+    if (files.back() == nullptr) return fail(source.path_message);
   }
-  const File origin_file = open_to_read(origin_path);
-  if (origin_file == nullptr) return fail(messages.origin_path);
-  const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return fail(messages.input_path);
-  File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return fail(messages.output_path);
-  const FileContents origin(origin_file.get()), input(input_file.get());
-  if (!origin.bytes().has_text(0, signature)) return fail(messages.origin_format);
-  if (!input.bytes().has_text(0, signature)) {
-    print(messages.origin_format);
-    return fail(messages.input_format);
+  File output_file = open_to_write(output.path);
+  if (output_file == nullptr) return fail(output.path_message);
+  std::vector<FileContents> contents;
+  Bytes bytes[kSources];
+  for (size_t i = 0; i < kSources; ++i) {
+    contents.emplace_back(files[i].get());
+    bytes[i] = contents[i].bytes();
+    if (bytes[i].has_text(0, signature)) continue;
+    for (size_t k = 0; k <= i; ++k) print(sources[k].format_message);
+    return -1;
   }
-  const Contents result = splice(origin.bytes(), input.bytes());
-  return replace_contents(std::move(output_file), result) ? 0 : fail(messages.output_path);
+  return replace_contents(std::move(output_file), splice(bytes)) ? 0 : fail(output.path_message);
 }
 
 }  // namespace KelvraCV::detail

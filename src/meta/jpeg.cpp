@@ -48,14 +48,11 @@ size_t insertion_of(Bytes jpeg) {
   return std::min(jpeg.size, static_cast<size_t>(4 + std::max(length, 2)));
 }
 
-constexpr TransferMessages kMessages = {
-    "origin jpeg path error\n", "input jpeg path error\n", "output jpeg path error\n",
-    "origin jpeg is not jpeg format!\n", "jpeg in is not jpeg format!\n"};
-
 }  // namespace
 
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
-  const auto splice = [](Bytes origin, Bytes input) -> Contents {
+  const auto splice = [](const Bytes(&sources)[2]) -> Contents {
+    const auto& [origin, input] = sources;
     const Segment added = find_profile(origin);
     Segment replaced = find_profile(input);
     if (replaced.size == 0) replaced.offset = insertion_of(input);
@@ -65,7 +62,9 @@ int add_jpeg_info(const char* origin_path, const char* input_path, const char* o
              input.from(replaced.offset + replaced.size)},
             replaced.size};
   };
-  return transfer(origin_path, input_path, output_path, kStart, kMessages, splice);
+  return transfer({{origin_path, "origin jpeg path error\n", "origin jpeg is not jpeg format!\n"},
+                   {input_path, "input jpeg path error\n", "jpeg in is not jpeg format!\n"}},
+                  {output_path, "output jpeg path error\n"}, kStart, splice);
 }
 
 }  // namespace KelvraCV

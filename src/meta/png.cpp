@@ -40,14 +40,11 @@ Metadata metadata_of(Bytes png) {
   return found;
 }
 
-constexpr TransferMessages kMessages = {
-    "origin png path error\n", "input png path error\n", "output png path error\n",
-    "origin png is not png format!\n", "png in is not png format!\n"};
-
 }  // namespace
 
 int add_png_info(const char* origin_path, const char* input_path, const char* output_path) {
-  const auto splice = [](Bytes origin, Bytes input) -> Contents {
+  const auto splice = [](const Bytes(&sources)[2]) -> Contents {
+    const auto& [origin, input] = sources;
     const Metadata present = metadata_of(input);
     Metadata added = metadata_of(origin);
     if (present.profile.size > 0) added.profile = {};
@@ -55,33 +52,29 @@ int add_png_info(const char* origin_path, const char* input_path, const char* ou
     const size_t insertion = input.size < kHeaderEnd ? input.size : kHeaderEnd;
     return {{input.up_to(insertion), added.exif, added.profile, input.from(insertion)}};
   };
-  return transfer(origin_path, input_path, output_path, kSignature, kMessages, splice);
+  return transfer({{origin_path, "origin png path error\n", "origin png is not png format!\n"},
+                   {input_path, "input png path error\n", "png in is not png format!\n"}},
+                  {output_path, "output png path error\n"}, kSignature, splice);
 }
 
 int remove_png_info(const char* input_path, const char* output_path) {
-  if (input_path == nullptr || output_path == nullptr) return log_print("png path error!\n"), -1;
-  const File input_file = open_to_read(input_path);
-  if (input_file == nullptr) return log_print("input png path error\n"), -1;
-  File output_file = open_to_write(output_path);
-  if (output_file == nullptr) return log_print("output png path error\n"), -1;
-
-  const FileContents contents(input_file.get());
-  const Bytes input = contents.bytes();
-  if (!input.has_text(0, kSignature)) return log_print("origin png is not png format!\n"), -1;
-
-  Contents kept;
-  size_t at = kSignatureSize, kept_from = 0;
-  bool is_end = false;
-  for (Bytes chunk{}; !is_end && (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
-    is_end = chunk.has_text(4, "IEND");
-    if (!chunk.has_text(4, "iCCP")) continue;
+  const auto splice = [](const Bytes(&sources)[1]) {
+    const Bytes input = sources[0];
+    Contents kept;
+    size_t at = kSignatureSize, kept_from = 0;
+    bool is_end = false;
+    for (Bytes chunk{}; !is_end && (chunk = chunk_at(input, at)).size > 0; at += chunk.size) {
+      is_end = chunk.has_text(4, "IEND");
+      if (!chunk.has_text(4, "iCCP")) continue;
+      kept.pieces.push_back(input.part(kept_from, at - kept_from));
+      kept_from = at + chunk.size;
+    }
     kept.pieces.push_back(input.part(kept_from, at - kept_from));
-    kept_from = at + chunk.size;
-  }
-  kept.pieces.push_back(input.part(kept_from, at - kept_from));
-  kept.zeros = input.size - at;  // what follows is not copied; the file is as long as if it were
-  if (replace_contents(std::move(output_file), kept)) return 0;
-  return log_print("output png path error\n"), -1;
+    kept.zeros = input.size - at;  // what follows is not copied; the file is as long as if it were
+    return kept;
+  };
+  return transfer({{input_path, "input png path error\n", "origin png is not png format!\n"}},
+                  {output_path, "output png path error\n"}, kSignature, splice);
 }
 
 }  // namespace KelvraCV
