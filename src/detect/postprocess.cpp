@@ -59,65 +59,38 @@ std::vector<BBox> candidates(const float* rows, int num_rows, int num_classes, f
   return found;
 }
 
-// The boxes of one class, best first, as an array of each number.
-class Suppression {
- public:
-  Suppression(const BBox* boxes, size_t count) : count_(count), values_(kNumbers, pitch()) {
-    std::fill_n(values_.get(), kNumbers * pitch(), 0.0f);
-    for (size_t i = 0; i < count; ++i) {
-      const BBox& box = boxes[i];
-      array(kX1)[i] = box.x1, array(kY1)[i] = box.y1, array(kX2)[i] = box.x2;
-      array(kY2)[i] = box.y2, array(kArea)[i] = (box.x2 - box.x1) * (box.y2 - box.y1);
-    }
+// Appends the survivors of one class, whose boxes are sorted by falling score: each of them
+// suppresses the boxes behind it that overlap it by more than `threshold`, intersection over union.
+// That is 0 unless the intersection has a width and a height.
+void append_survivors(const BBox* sorted, size_t count, float threshold, std::vector<BBox>& boxes) {
+  Scratch<float> numbers(6, count);
+  float *const x1 = numbers.get(), *const y1 = x1 + count, *const x2 = y1 + count,
+               *const y2 = x2 + count, *const area = y2 + count, *const suppressed = area + count;
+  for (size_t i = 0; i < count; ++i) {
+    const BBox& box = sorted[i];
+    x1[i] = box.x1, y1[i] = box.y1, x2[i] = box.x2, y2[i] = box.y2;
+    area[i] = (box.x2 - box.x1) * (box.y2 - box.y1);
+    suppressed[i] = 0.0f;
   }
-
-  bool is_suppressed(size_t i) { return array(kSuppressed)[i] != 0.0f; }
-
-  // Suppresses the boxes after `kept` that overlap it by more than `threshold`: intersection over
-  // union, 0 unless the intersection has a width and a height.
-  void suppress_overlaps(size_t kept, float threshold) {
-    const Full<float> d;
-    const auto of_kept = [&](Number k) { return hn::Set(d, array(k)[kept]); };
-    const auto x1 = of_kept(kX1), y1 = of_kept(kY1), x2 = of_kept(kX2), y2 = of_kept(kY2),
-               area = of_kept(kArea), limit = hn::Set(d, threshold);
-    for (size_t i = kept + 1; i < count_; i += hn::Lanes(d)) {
-      const auto other = [&](Number k) { return hn::LoadU(d, array(k) + i); };
-      const auto width = smaller(x2, other(kX2)) - larger(x1, other(kX1)),
-                 height = smaller(y2, other(kY2)) - larger(y1, other(kY1));
+  const auto larger = [](auto a, auto b) { return hn::IfThenElse(a < b, b, a); };
+  const auto smaller = [](auto a, auto b) { return hn::IfThenElse(b < a, b, a); };
+  for (size_t kept = 0; kept < count; ++kept) {
+    if (suppressed[kept] != 0.0f) continue;
+    const BBox box = sorted[kept];
+    const float box_area = area[kept];
+    boxes.push_back(box);
+    for_each_vector<float>(count - kept - 1, [=](auto d, size_t x) KELVRA_CV_INLINE {
+      const auto mine = [=](float number) { return hn::Set(d, number); };
+      const auto other = [=](const float* of) { return hn::LoadU(d, of + kept + 1 + x); };
+      const auto width = smaller(mine(box.x2), other(x2)) - larger(mine(box.x1), other(x1)),
+                 height = smaller(mine(box.y2), other(y2)) - larger(mine(box.y1), other(y1));
       const auto shared = width * height;
       const auto overlap = hn::IfThenElseZero(hn::And(width > hn::Zero(d), height > hn::Zero(d)),
-                                              shared / (area + other(kArea) - shared));
-      hn::StoreU(hn::IfThenElse(overlap > limit, hn::Set(d, 1.0f), other(kSuppressed)), d,
-                 array(kSuppressed) + i);
-    }
-  }
-
- private:
-  enum Number { kX1, kY1, kX2, kY2, kArea, kSuppressed, kNumbers };
-  static constexpr size_t kSpare = 16;  // whole vectors may pass the last box
-
-  template <class V>
-  static V larger(V a, V b) {
-    return hn::IfThenElse(a < b, b, a);
-  }
-  template <class V>
-  static V smaller(V a, V b) {
-    return hn::IfThenElse(b < a, b, a);
-  }
-  size_t pitch() const { return count_ + kSpare; }
-  float* array(Number k) { return values_.get() + k * pitch(); }
-
-  size_t count_;
-  Scratch<float> values_;
-};
-
-// Appends the survivors of one class, whose boxes are sorted by falling score.
-void append_survivors(const BBox* sorted, size_t count, float threshold, std::vector<BBox>& boxes) {
-  Suppression suppression(sorted, count);
-  for (size_t i = 0; i < count; ++i) {
-    if (suppression.is_suppressed(i)) continue;
-    boxes.push_back(sorted[i]);
-    suppression.suppress_overlaps(i, threshold);
+                                              shared / (mine(box_area) + other(area) - shared));
+      hn::StoreU(
+          hn::IfThenElse(overlap > hn::Set(d, threshold), hn::Set(d, 1.0f), other(suppressed)), d,
+          suppressed + kept + 1 + x);
+    });
   }
 }
 
