@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/row_ring.h"
 #include "core/scratch.h"
 #include "core/simd.h"
-#include "geometry/filtered_rows.h"
 #include "geometry/resize_tables.h"
 
 namespace KelvraCV::detail {

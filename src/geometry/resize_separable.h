@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/row_ring.h"
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "core/simd.h"
-#include "geometry/filtered_rows.h"
 #include "geometry/pixel_gather.h"
 #include "geometry/resize_tables.h"
 
