@@ -76,7 +76,7 @@ HWY_INLINE void thin(D16 d16, ThreeRows<uint8_t> smooth, ThreeRows<int16_t> magn
 
 void thin_row(ThreeRows<uint8_t> smooth, ThreeRows<int16_t> magnitudes, Thresholds thresholds,
               uint8_t* dst, int width) {
-  for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) {
+  for_each_column(width, [=](auto d16, size_t left, size_t x, size_t right) KELVRA_CV_INLINE {
     if (left < x && x < right) {
       thin(d16, smooth, magnitudes, x, thresholds, dst);
     } else {
