@@ -58,34 +58,34 @@ HWY_INLINE bool may_have_corners(D d8, const Window& window, int x, int threshol
 // k + 1 to k + 8. Of the two, the better one has as its ninth the better of pixels k and k + 9.
 template <class D>
 HWY_INLINE hn::Vec<D> arc_strength(D d8, const Window& window, int x) {
-  hn::Vec<D> p[kCircle], low[kCircle / 2], high[kCircle / 2];  // low[i] from position 2 i + 1 on
-  for (int k = 0; k < kCircle; ++k) p[k] = hn::LoadU(d8, window.at(x, k));
-  for (int i = 0; i < 8; ++i) {
-    low[i] = hn::Min(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
-    high[i] = hn::Max(p[2 * i + 1], p[(2 * i + 2) % kCircle]);
-  }
-  hn::Vec<D> low4[kCircle / 2], high4[kCircle / 2];
-  for (int i = 0; i < 8; ++i) {
-    low4[i] = hn::Min(low[i], low[(i + 1) % 8]);
-    high4[i] = hn::Max(high[i], high[(i + 1) % 8]);
-  }
-  auto bright = hn::Zero(d8), dark = hn::Set(d8, uint8_t{255});
-  for (int i = 0; i < 8; ++i) {
-    const auto before = p[2 * i], after = p[(2 * i + kArc) % kCircle];
-    const auto low8 = hn::Min(low4[i], low4[(i + 2) % 8]);
-    const auto high8 = hn::Max(high4[i], high4[(i + 2) % 8]);
-    bright = hn::Max(bright, hn::Min(low8, hn::Max(before, after)));
-    dark = hn::Min(dark, hn::Max(high8, hn::Min(before, after)));
-  }
+  // The best arc's worst pixel. Of two, the worse one is the smaller and the better one the larger,
+  // or the other way round.
+  const auto best_arc = [&](auto worse, auto better) KELVRA_CV_INLINE {
+    const auto pixel = [&](int k)
+                           KELVRA_CV_INLINE { return hn::LoadU(d8, window.at(x, k % kCircle)); };
+    hn::Vec<D> of_two[kCircle / 2], of_four[kCircle / 2], best;  // [i] from position 2 i + 1 on
+    for (int i = 0; i < 8; ++i) of_two[i] = worse(pixel(2 * i + 1), pixel(2 * i + 2));
+    for (int i = 0; i < 8; ++i) of_four[i] = worse(of_two[i], of_two[(i + 1) % 8]);
+    for (int i = 0; i < 8; ++i) {
+      const auto of_eight = worse(of_four[i], of_four[(i + 2) % 8]);
+      const auto arcs = worse(of_eight, better(pixel(2 * i), pixel(2 * i + kArc)));
+      best = i == 0 ? arcs : better(best, arcs);
+    }
+    return best;
+  };
+  const auto min = [](auto a, auto b) KELVRA_CV_INLINE { return hn::Min(a, b); };
+  const auto max = [](auto a, auto b) KELVRA_CV_INLINE { return hn::Max(a, b); };
+  const auto bright = best_arc(min, max), dark = best_arc(max, min);
   return strength(hn::LoadU(d8, window.centre(x)), bright, dark);
 }
 
 // The columns of the corners of one row, and the row's scores: 0 where there is no corner.
 struct CornerRow {
-  explicit CornerRow(int width) : columns(width), scores(width), width_(width) { clear(); }
+  explicit CornerRow(int width) : columns(width), scores(width) {
+    std::memset(scores.get(), 0, static_cast<size_t>(width));
+  }
   void clear() {
-    count = 0;
-    std::memset(scores.get(), 0, width_);
+    while (count > 0) scores[columns[--count]] = 0;
   }
   void add(int x, uint8_t score) {
     columns[count++] = x;
@@ -95,9 +95,6 @@ struct CornerRow {
   Scratch<int> columns;
   Scratch<uint8_t> scores;
   int count = 0;
-
- private:
-  size_t width_;
 };
 
 // Finds the corners among the pixels from column x on, as many as a vector has, that are not
