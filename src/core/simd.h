@@ -334,13 +334,13 @@ HWY_INLINE hn::Vec<D> load_pieces(D d, const uint8_t* row, const size_t* places,
 // Stores the 16 bytes of block b to `to + b * step`.
 template <class D>
 HWY_INLINE void store_blocks(D d, hn::Vec<D> v, uint8_t* to, size_t step) {
+  if (step == 16) return hn::StoreU(v, d, to);
   constexpr size_t kCount = kBlocks<D>;
   if constexpr (kCount > 1) {
     const hn::Half<D> half;
     store_blocks(half, hn::LowerHalf(half, v), to, step);
     store_blocks(half, hn::UpperHalf(half, v), to + kCount / 2 * step, step);
   } else {
-    (void)step;
     hn::StoreU(v, d, to);
   }
 }
@@ -949,6 +949,33 @@ HWY_INLINE void load_pixels(D d8, const hn::TFromD<D>* from, hn::Vec<D>* channel
     hn::LoadInterleaved4(d8, from, channels[0], channels[1], channels[2], channels[3]);
   }
 }
+// The middle one of each three 32-bit lanes, as many as a vector has.
+template <class D32>
+HWY_INLINE hn::Vec<D32> load_middles(D32 d32, const uint32_t* from) {
+  hn::Vec<D32> parts[3];
+#if HWY_ARCH_X86
+  // Result i is lane (3 i + 1) % kLanes of a part: no two of them are the same lane.
+  constexpr size_t kLanes = hn::MaxLanes(d32);
+  struct Places {
+    alignas(64) uint32_t is_of_part[3][kLanes] = {}, lane[kLanes] = {};
+    constexpr Places() {
+      for (size_t i = 0; i < kLanes; ++i) {
+        lane[i] = (3 * i + 1) % kLanes;
+        is_of_part[(3 * i + 1) / kLanes][lane[i]] = ~uint32_t{0};
+      }
+    }
+  };
+  static constexpr Places kPlaces;
+  const auto is = [=](int k) { return hn::MaskFromVec(hn::Load(d32, kPlaces.is_of_part[k])); };
+  for (size_t k = 0; k < 3; ++k) parts[k] = opaque(hn::LoadU(d32, from + k * kLanes));
+  const auto middles = hn::IfThenElse(is(0), parts[0], hn::IfThenElse(is(1), parts[1], parts[2]));
+  return hn::TableLookupLanes(middles, hn::SetTableIndices(d32, kPlaces.lane));
+#else
+  hn::LoadInterleaved3(d32, from, parts[0], parts[1], parts[2]);
+  return parts[1];
+#endif
+}
+
 template <int kChannels, class D>
 HWY_INLINE void store_pixels(D d8, const hn::Vec<D>* channels, uint8_t* to) {
   if constexpr (kChannels == 1) hn::StoreU(channels[0], d8, to);

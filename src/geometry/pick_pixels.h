@@ -42,10 +42,8 @@ void pick_thirds(const uint8_t* src, uint8_t* dst, size_t width) {
   constexpr size_t kSpare = kChannels == 3 ? 2 : 0;
   size_t x = 0;
   for (; x + lanes + kSpare <= width; x += lanes) {
-    hn::Vec<decltype(d32)> before, pixels, behind;
-    hn::LoadInterleaved3(d32, reinterpret_cast<const uint32_t*>(src + 12 * x), before, pixels,
-                         behind);
-    auto bytes = hn::BitCast(d8, pixels);
+    auto bytes =
+        hn::BitCast(d8, load_middles(d32, reinterpret_cast<const uint32_t*>(src + 12 * x)));
     if constexpr (kChannels == 3 || kSwap) {
       alignas(16) static constexpr auto kOrder = order_of_four<kChannels, kSwap>();
       bytes = hn::TableLookupBytes(bytes, hn::LoadDup128(d8, kOrder.data()));
