@@ -111,19 +111,25 @@ class FloatResizer {
   using Floats = Block<float>;
   using Pair = hn::Half<Floats>;
 
-  // Columns x to x + 3 of a source row. There are taps for three columns more than the row has.
-  HWY_INLINE hn::Vec<Floats> four_columns(const float* src, int x) const {
-    const Floats d;
-    const Pair pair;
-    const int* const taps = taps_.get() + x;
-    const auto two_pairs = [=](int left, int right) KELVRA_CV_INLINE {
-      return hn::Combine(d, hn::LoadU(pair, src + right), hn::LoadU(pair, src + left));
-    };
-    const auto first = two_pairs(taps[0], taps[1]), second = two_pairs(taps[2], taps[3]);
-    const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
-    const float *const left = weights_.get() + x, *const right = left + pitch_;
-    return hn::MulAdd(b, hn::LoadU(d, right), a * hn::LoadU(d, left));
-  }
+  // Blends four columns of a source row from column x on. There are taps for three columns more
+  // than the row has.
+  struct Columns {
+    const int* taps;
+    const float *left, *right;
+
+    HWY_INLINE hn::Vec<Floats> operator()(const float* src, int x) const {
+      const Floats d;
+      const Pair pair;
+      const auto two_pairs = [=](int a, int b) KELVRA_CV_INLINE {
+        return hn::Combine(d, hn::LoadU(pair, src + b), hn::LoadU(pair, src + a));
+      };
+      const int* const tap = taps + x;
+      const auto first = two_pairs(tap[0], tap[1]), second = two_pairs(tap[2], tap[3]);
+      const auto a = hn::ConcatEven(d, second, first), b = hn::ConcatOdd(d, second, first);
+      return hn::MulAdd(b, hn::LoadU(d, right + x), a * hn::LoadU(d, left + x));
+    }
+  };
+  Columns columns() const { return {taps_.get(), weights_.get(), weights_.get() + pitch_}; }
 
   void filter(const float* src, float* out) const {
     if (src_width_ == 1) {
@@ -132,19 +138,23 @@ class FloatResizer {
     }
     if (enlargement_ == 2) return enlarge_floats<2>(src, src_width_, out);
     if (enlargement_ == 4) return enlarge_floats<4>(src, src_width_, out);
-    for (int x = 0; x < dst_width_; x += 4) hn::StoreU(four_columns(src, x), Floats(), out + x);
+    const Columns four_columns = columns();
+    for (int x = 0, width = dst_width_; x < width; x += 4) {
+      hn::StoreU(four_columns(src, x), Floats(), out + x);
+    }
   }
 
   // Both passes at once, where most filtered rows would serve once only.
   void blend(const float* top, const float* bottom, float t, float* out) const {
     const Floats d;
     const auto below = hn::Set(d, t), above = hn::Set(d, 1.0f - t);
-    const auto columns = [&](int x) KELVRA_CV_INLINE {
+    const auto blended = [=, four_columns = columns()](int x) KELVRA_CV_INLINE {
       return hn::MulAdd(four_columns(bottom, x), below, four_columns(top, x) * above);
     };
+    const int width = dst_width_;
     int x = 0;
-    for (; x + 4 <= dst_width_; x += 4) hn::StoreU(columns(x), d, out + x);
-    if (x < dst_width_) store_first(d, columns(x), out + x, static_cast<size_t>(dst_width_ - x));
+    for (; x + 4 <= width; x += 4) hn::StoreU(blended(x), d, out + x);
+    if (x < width) store_first(d, blended(x), out + x, static_cast<size_t>(width - x));
   }
 
   int src_width_, src_height_, dst_width_, dst_height_, enlargement_;
