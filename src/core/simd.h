@@ -811,6 +811,16 @@ HWY_INLINE V32 truncate_fitting(VF v) {
 #endif
 }
 
+// Four vectors of floats as one of bytes: clamped to [0, 255], then truncated toward zero. NaN
+// gives 0, as do floats below -2^31 and NaN before they are narrowed with saturation.
+template <class VF>
+HWY_INLINE auto truncate_to_u8(VF v0, VF v1, VF v2, VF v3) {
+  const auto integers = [](VF v) KELVRA_CV_INLINE {
+    return truncate_fitting(hn::Min(hn::Set(hn::DFromV<VF>(), 255.0f), v));  // keeps NaN
+  };
+  return narrow_to_u8(integers(v0), integers(v1), integers(v2), integers(v3));
+}
+
 // (a * b) >> 31 of 32-bit lanes that are not negative: one instruction on arm64, where conversions
 // to and from floats take four times as long.
 constexpr bool kIsMultiplyHighFast = !HWY_ARCH_X86;
