@@ -12,7 +12,7 @@
 
 #include "core/rows.h"
 #include "core/scratch.h"
-#include "core/simd.h"
+#include "core/simd_pixels.h"
 #include "geometry/adjugate.h"
 #include "kelvra_cv.h"
 
@@ -198,11 +198,14 @@ void gather_inside(Tile<kChannels>& tile, int count, const Source& src) {
     std::fill(tile.places + count, std::end(tile.places), tile.places[0]);
     return;
   }
-  for (int i = 0; i < count; ++i) {
+  const auto gather = [&, data, next_row, stride](int i) KELVRA_CV_INLINE {
     const ptrdiff_t at = tile.y[i] * stride + tile.x[i] * ptrdiff_t{kChannels};
     std::memcpy(tile.upper + i * kPair, data + at, kPair);
     std::memcpy(tile.lower + i * kPair, next_row + at, kPair);
-  }
+  };
+  int i = 0;
+  for (; i + 4 <= count; i += 4) repeat<4>([=](int k) KELVRA_CV_INLINE { gather(i + k); });
+  for (; i < count; ++i) gather(i);
 }
 
 // One tap after the other. Those outside have the fill value; with kKeep, pixels that need one
