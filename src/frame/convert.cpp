@@ -8,11 +8,11 @@
 
 namespace KelvraCV {
 
-void detail::split_pairs(Plane<const uint8_t> uv, uint8_t* u, int u_stride, uint8_t* v,
-                         int v_stride, int width, int height) {
+void detail::split_pairs(Plane<const uint8_t> uv, Plane<uint8_t> u, Plane<uint8_t> v, int width,
+                         int height) {
   for_each_band(int64_t{2} * width, height, [&](int y, int rows) {
-    libyuv::SplitUVPlane(row_at(uv.data, y, uv.stride), uv.stride, row_at(u, y, u_stride), u_stride,
-                         row_at(v, y, v_stride), v_stride, width, rows);
+    libyuv::SplitUVPlane(row_at(uv.data, y, uv.stride), uv.stride, row_at(u.data, y, u.stride),
+                         u.stride, row_at(v.data, y, v.stride), v.stride, width, rows);
   });
 }
 
@@ -56,8 +56,8 @@ void convert_nv12_i420(const unsigned char* y, int y_stride, const unsigned char
   if (width < 1 || height < 1) return;
   const auto luma = flipped(y, y_stride, height, flip);
   const auto chroma = flipped(uv, uv_stride, chroma_size(height), flip);
-  copy_plane(luma, dst_y, dst_y_stride, width, height);
-  split_pairs(chroma, dst_u, dst_u_stride, dst_v, dst_v_stride, chroma_size(width),
+  copy_plane(luma, {dst_y, dst_y_stride}, width, height);
+  split_pairs(chroma, {dst_u, dst_u_stride}, {dst_v, dst_v_stride}, chroma_size(width),
               chroma_size(height));
 }
 

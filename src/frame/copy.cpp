@@ -9,11 +9,10 @@
 
 namespace KelvraCV {
 
-void detail::copy_plane(Plane<const uint8_t> from, uint8_t* to, int to_stride, int width,
-                        int height) {
+void detail::copy_plane(Plane<const uint8_t> from, Plane<uint8_t> to, int width, int height) {
   for_each_band(width, height, [&](int y, int rows) {
-    libyuv::CopyPlane(row_at(from.data, y, from.stride), from.stride, row_at(to, y, to_stride),
-                      to_stride, width, rows);
+    libyuv::CopyPlane(row_at(from.data, y, from.stride), from.stride, row_at(to.data, y, to.stride),
+                      to.stride, width, rows);
   });
 }
 
@@ -24,11 +23,11 @@ void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int
                unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                int width, int height, bool flip) {
   if (width < 1 || height < 1) return;
-  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
+  const auto from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
   const int chroma_width = chroma_size(width), chroma_height = chroma_size(height);
-  copy_plane(from.y, dst_y, dst_y_stride, width, height);
-  copy_plane(from.u, dst_u, dst_u_stride, chroma_width, chroma_height);
-  copy_plane(from.v, dst_v, dst_v_stride, chroma_width, chroma_height);
+  copy_plane(from.y, {dst_y, dst_y_stride}, width, height);
+  copy_plane(from.u, {dst_u, dst_u_stride}, chroma_width, chroma_height);
+  copy_plane(from.v, {dst_v, dst_v_stride}, chroma_width, chroma_height);
 }
 
 void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
@@ -36,7 +35,7 @@ void mirror_i420(const unsigned char* y, int y_stride, const unsigned char* u, i
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                  int width, int height, bool flip) {
   if (width < 1 || height < 1) return;
-  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
+  const auto from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip);
   libyuv::I420Mirror(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
                      from.v.stride, dst_y, dst_y_stride, dst_u, dst_u_stride, dst_v, dst_v_stride,
                      width, height);

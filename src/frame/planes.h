@@ -39,20 +39,22 @@ constexpr int chroma_size(int luma_size) {
 }
 
 // The planes of an I420 frame.
+template <class Byte>
 struct I420 {
-  Plane<const uint8_t> y, u, v;
+  Plane<Byte> y, u, v;
 };
-inline I420 flipped_i420(const uint8_t* y, int y_stride, const uint8_t* u, int u_stride,
-                         const uint8_t* v, int v_stride, int height, bool flip) {
+inline I420<const uint8_t> flipped_i420(const uint8_t* y, int y_stride, const uint8_t* u,
+                                        int u_stride, const uint8_t* v, int v_stride, int height,
+                                        bool flip) {
   return {flipped(y, y_stride, height, flip), flipped(u, u_stride, chroma_size(height), flip),
           flipped(v, v_stride, chroma_size(height), flip)};
 }
 
-void copy_plane(Plane<const uint8_t> from, uint8_t* to, int to_stride, int width, int height);
+void copy_plane(Plane<const uint8_t> from, Plane<uint8_t> to, int width, int height);
 
 // Parts pairs into their first and their second bytes; `width` counts pairs.
-void split_pairs(Plane<const uint8_t> uv, uint8_t* u, int u_stride, uint8_t* v, int v_stride,
-                 int width, int height);
+void split_pairs(Plane<const uint8_t> uv, Plane<uint8_t> u, Plane<uint8_t> v, int width,
+                 int height);
 
 }  // namespace KelvraCV::detail
 

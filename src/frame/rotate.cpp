@@ -57,14 +57,12 @@ void rotate_plane(const Rotate& rotate, Plane<const uint8_t> src, Plane<uint8_t>
   rotate_part(size / 2, size - size / 2);
 }
 
-void rotate_i420_planes(const I420& from, uint8_t* dst_y, int dst_y_stride, uint8_t* dst_u,
-                        int dst_u_stride, uint8_t* dst_v, int dst_v_stride, int width, int height,
-                        RotationMode mode) {
+void rotate_planes(const I420<const uint8_t>& from, const I420<uint8_t>& to, int width, int height,
+                   RotationMode mode) {
   const int chroma_width = chroma_size(width), chroma_height = chroma_size(height);
-  const auto rotate = libyuv::RotatePlane;
-  rotate_plane<1>(rotate, from.y, {dst_y, dst_y_stride}, width, height, mode);
-  rotate_plane<1>(rotate, from.u, {dst_u, dst_u_stride}, chroma_width, chroma_height, mode);
-  rotate_plane<1>(rotate, from.v, {dst_v, dst_v_stride}, chroma_width, chroma_height, mode);
+  rotate_plane<1>(libyuv::RotatePlane, from.y, to.y, width, height, mode);
+  rotate_plane<1>(libyuv::RotatePlane, from.u, to.u, chroma_width, chroma_height, mode);
+  rotate_plane<1>(libyuv::RotatePlane, from.v, to.v, chroma_width, chroma_height, mode);
 }
 
 }  // namespace
@@ -74,8 +72,9 @@ void rotate_i420(const unsigned char* y, int y_stride, const unsigned char* u, i
                  unsigned char* dst_u, int dst_u_stride, unsigned char* dst_v, int dst_v_stride,
                  int width, int height, RotationMode mode, bool flip) {
   if (width < 1 || height < 1) return;
-  rotate_i420_planes(flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip), dst_y,
-                     dst_y_stride, dst_u, dst_u_stride, dst_v, dst_v_stride, width, height, mode);
+  rotate_planes(flipped_i420(y, y_stride, u, u_stride, v, v_stride, height, flip),
+                {{dst_y, dst_y_stride}, {dst_u, dst_u_stride}, {dst_v, dst_v_stride}}, width,
+                height, mode);
 }
 
 void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, int uv_stride,
@@ -90,13 +89,12 @@ void rotate_nv12(const unsigned char* y, int y_stride, const unsigned char* uv, 
   const bool too_narrow = sideways && chroma_width < kNarrowestChroma;
   if (too_narrow || is_large(y_stride, height) || is_large(uv_stride, chroma_height) ||
       is_large(dst_y_stride, sideways ? width : height)) {
-    const size_t plane = static_cast<size_t>(chroma_width) * chroma_height;
-    Scratch<unsigned char> planes(2, plane);
-    unsigned char *const u = planes.get(), *const v = u + plane;
-    split_pairs(chroma, u, chroma_width, v, chroma_width, chroma_width, chroma_height);
-    rotate_i420_planes({luma, {u, chroma_width}, {v, chroma_width}}, dst_y, dst_y_stride, dst_u,
-                       dst_u_stride, dst_v, dst_v_stride, width, height, mode);
-    return;
+    Scratch<unsigned char> u(chroma_height, chroma_width), v(chroma_height, chroma_width);
+    split_pairs(chroma, {u.get(), chroma_width}, {v.get(), chroma_width}, chroma_width,
+                chroma_height);
+    return rotate_planes({luma, {u.get(), chroma_width}, {v.get(), chroma_width}},
+                         {{dst_y, dst_y_stride}, {dst_u, dst_u_stride}, {dst_v, dst_v_stride}},
+                         width, height, mode);
   }
   libyuv::NV12ToI420Rotate(luma.data, luma.stride, chroma.data, chroma.stride, dst_y, dst_y_stride,
                            dst_u, dst_u_stride, dst_v, dst_v_stride, width, height, turn(mode));

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -13,6 +12,8 @@
 
 namespace KelvraCV {
 namespace {
+
+using namespace detail;
 
 // libyuv's own checks are not complete: what they let pass would make it read outside a plane, or
 // take a negative height for a flip.
@@ -34,30 +35,6 @@ bool needs_last_rows(int clip_end, int src_height, int dst_height) {
   const int64_t needed = (int64_t{clip_end} * src_height + dst_height - 1) / dst_height;
   return needed + 2 > src_height - 1;
 }
-
-// The source with bytes to spare: its last column and its last row are there more than once, and
-// what is left of a row is the row's first pixel.
-class PaddedCopy {
- public:
-  PaddedCopy(const uint8_t* src, int src_stride, int width, int height)
-      : row_bytes_((static_cast<size_t>(width) + kSparePixels) * 4),
-        bytes_(static_cast<size_t>(height) + kSpareRows, row_bytes_) {
-    for (int y = 0; y < height + kSpareRows; ++y) {
-      uint8_t* const row = bytes_.get() + y * row_bytes_;
-      std::memcpy(row, detail::row_at(src, std::min(y, height - 1), src_stride), size_t{4} * width);
-      const uint8_t* const last = row + (size_t{4} * width - 4);
-      for (int i = 1; i <= kSparePixels; ++i) std::memcpy(row + (last - row) + 4 * i, last, 4);
-      if (y > 0) std::memcpy(row - 4, row, 4);
-    }
-  }
-  const uint8_t* data() const { return bytes_.get(); }
-  int stride() const { return static_cast<int>(row_bytes_); }
-
- private:
-  static constexpr int kSparePixels = 16, kSpareRows = 2;
-  size_t row_bytes_;
-  detail::Scratch<uint8_t> bytes_;
-};
 
 libyuv::FilterMode filter(ScaleMode mode) {
   return static_cast<libyuv::FilterMode>(mode);
@@ -88,10 +65,26 @@ struct ArgbScaling {
            src_height % dst_height == 0 && src_height / dst_height % 2 == 0;
   }
 
+  // Has the source read from a copy with bytes to spare: its last column and its last row are there
+  // more than once, and what is left of a row is the row's first pixel. Returns the copy.
+  Scratch<uint8_t> take_padded_copy() {
+    constexpr int kSparePixels = 16, kSpareRows = 2;
+    const size_t used_bytes = size_t{4} * src_width, row_bytes = used_bytes + 4 * kSparePixels;
+    Scratch<uint8_t> copy(src_height + kSpareRows, row_bytes);
+    for (int y = 0; y < src_height + kSpareRows; ++y) {
+      uint8_t *const row = copy.get() + y * row_bytes, *const end = row + used_bytes;
+      std::memcpy(row, row_at(src, std::min(y, src_height - 1), src_stride), used_bytes);
+      for (int i = 0; i < kSparePixels; ++i) std::memcpy(end + 4 * i, end - 4, 4);
+      if (y > 0) std::memcpy(row - 4, row, 4);
+    }
+    src = copy.get();
+    src_stride = static_cast<int>(row_bytes);
+    return copy;
+  }
+
   void whole() const {
     if (src_width == dst_width && src_height == dst_height) {
-      detail::copy_plane({src, src_stride}, dst, dst_stride, 4 * src_width, src_height);
-      return;
+      return copy_plane({src, src_stride}, {dst, dst_stride}, 4 * src_width, src_height);
     }
     libyuv::ARGBScale(src, src_stride, src_width, src_height, dst, dst_stride, dst_width,
                       dst_height, filter);
@@ -110,8 +103,6 @@ struct ArgbScaling {
 
 }  // namespace
 
-using namespace detail;
-
 void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,
                 const unsigned char* v, int v_stride, int src_width, int src_height,
                 unsigned char* dst_y, int dst_y_stride, unsigned char* dst_u, int dst_u_stride,
@@ -123,7 +114,7 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
       !is_known(mode)) {
     return;
   }
-  const I420 from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, src_height, flip);
+  const auto from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, src_height, flip);
   // A quotient of 32768 would overflow: one row less has the same chroma and the same middle.
   const int rows = src_height == kLargestSize && dst_height == 1 ? kLargestSize - 1 : src_height;
   libyuv::I420Scale(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
@@ -146,17 +137,13 @@ void scale_argb(const unsigned char* src, int src_stride, int src_width, int src
   const bool needs_copy =
       scaling.looks_left() ||
       (!is_whole && needs_last_rows(clip_y + clip_height, src_height, dst_height));
-  std::optional<PaddedCopy> copy;
-  if (needs_copy) {
-    copy.emplace(src, src_stride, src_width, src_height);
-    scaling.src = copy->data();
-    scaling.src_stride = copy->stride();
-  }
-  if (is_whole) {
-    scaling.whole();
-  } else {
+  const auto scale = [&] {
+    if (is_whole) return scaling.whole();
     scaling.clip(clip_x, clip_y, clip_width, clip_height);
-  }
+  };
+  if (!needs_copy) return scale();
+  const Scratch<uint8_t> copy = scaling.take_padded_copy();
+  scale();
 }
 
 }  // namespace KelvraCV
