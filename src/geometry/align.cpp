@@ -1,5 +1,6 @@
 // Crops that landmarks align: cut out of an image, and pasted back with a soft edge.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -18,17 +19,12 @@ using namespace detail;
 // Columns or rows, from the first to before the last.
 struct Range {
   double first, last;
+  double length() const { return last - first; }
 };
 
 // Where a crop comes to lie in an image, in whole columns and rows, however far outside.
 struct Place {
   Range columns, rows;
-  double longer_side() const {
-    return std::max(columns.last - columns.first, rows.last - rows.first);
-  }
-  double shorter_side() const {
-    return std::min(columns.last - columns.first, rows.last - rows.first);
-  }
 };
 
 // `inverse` maps the corners of the crop to (u, v) = row (x, y, 1).
@@ -55,8 +51,9 @@ struct SoftEdge {
 
 SoftEdge soft_edge_of(int erode_radius, float feather_sigma, const Place& place,
                       const ImageData& image) {
+  const double longer_side = std::max(place.columns.length(), place.rows.length());
   const double image_side = std::max(image.width, image.height);
-  const double sigma = std::min({double{feather_sigma}, place.longer_side() / 4, image_side / 4});
+  const double sigma = std::min({double{feather_sigma}, longer_side / 4, image_side / 4});
   // A box's radius is an odd number up to sqrt(4 sigma^2 + 1), or the next odd one.
   const double box_radius = sigma > 0 ? std::floor(2 * sigma) + 4 : 0;
   return {erode_radius, static_cast<float>(sigma), box_radius};
@@ -77,18 +74,14 @@ Rect mask_area(const Place& place, const ImageData& image, const SoftEdge& edge)
     throw std::bad_alloc();
   }
   return {static_cast<int>(columns.first), static_cast<int>(rows.first),
-          static_cast<int>(columns.last - columns.first), static_cast<int>(rows.last - rows.first)};
+          static_cast<int>(columns.length()), static_cast<int>(rows.length())};
 }
 
-// The map of crop coordinates to those of an area of the image.
-struct AreaMatrix {
-  float M[6];
-  AreaMatrix(const float* inverse, int x, int y) {
-    std::copy(inverse, inverse + 6, M);
-    M[2] -= static_cast<float>(x);
-    M[5] -= static_cast<float>(y);
-  }
-};
+// The map of crop coordinates to those of the area of the image that begins at (x, y).
+std::array<float, 6> map_to(int x, int y, const float* inverse) {
+  return {inverse[0], inverse[1], inverse[2] - static_cast<float>(x),
+          inverse[3], inverse[4], inverse[5] - static_cast<float>(y)};
+}
 
 using Plane = std::vector<unsigned char>;
 
@@ -98,22 +91,20 @@ Plane crop_mask(const ImageData& crop, const float* inverse, const Rect& area) {
   Plane mask(static_cast<size_t>(area.width) * area.height);
   // All rows of the source are the same one.
   warpaffine_bilinear_c1(white_row.data(), crop.width, crop.height, 0, mask.data(), area.width,
-                         area.height, area.width, AreaMatrix(inverse, area.x, area.y).M, 2, 0);
+                         area.height, area.width, map_to(area.x, area.y, inverse).data(), 2, 0);
   return mask;
 }
 
 // The mask shrunk and feathered. Empty if the blur failed, which has printed why.
 Plane soften(const Plane& mask, const Rect& area, const SoftEdge& edge) {
-  Plane soft = mask, other(edge.erode_radius > 0 || edge.sigma > 0 ? mask.size() : 0);
+  Plane soft = mask;
+  unsigned char* const pixels = soft.data();
   if (edge.erode_radius > 0) {
-    erode_mask(soft.data(), other.data(), area.width, area.height, edge.erode_radius);
-    soft.swap(other);
+    erode_mask(pixels, pixels, area.width, area.height, edge.erode_radius);
   }
-  if (edge.sigma > 0) {
-    if (gaussian_blur_fast(soft.data(), other.data(), area.width, area.height, edge.sigma) != 0) {
-      return {};
-    }
-    soft.swap(other);
+  if (edge.sigma > 0 &&
+      gaussian_blur_fast(pixels, pixels, area.width, area.height, edge.sigma) != 0) {
+    return {};
   }
   return soft;
 }
@@ -151,7 +142,7 @@ int paste(const ImageData& crop, const float* inverse, const ImageData& image, c
   // Replicated borders: in this grid, a pixel of the mask may lie outside by a rounding error.
   Scratch<unsigned char> pasted(box.height, static_cast<size_t>(box.width) * 4);
   warpaffine_bilinear_c4(crop.data, crop.width, crop.height, crop.stride, pasted.get(), box.width,
-                         box.height, box.width * 4, AreaMatrix(inverse, box.x, box.y).M, 1, 0);
+                         box.height, box.width * 4, map_to(box.x, box.y, inverse).data(), 1, 0);
   for (int y = 0; y < box.height; ++y) {
     const ptrdiff_t at = ptrdiff_t{box.y - area.y + y} * area.width + (box.x - area.x);
     blend_row(row_at(pasted.get(), y, box.width * 4), mask.data() + at, soft.data() + at,
@@ -186,7 +177,8 @@ int align_back_img(const ImageData& crop, const float* inverse, ImageData& image
   }
   const Place place = place_of(crop, inverse);
   if (!is_within(place.columns, image.width) || !is_within(place.rows, image.height)) return 0;
-  if (2.0 * erode_radius + 1 > place.shorter_side()) return 0;  // nothing would be left
+  const double shorter_side = std::min(place.columns.length(), place.rows.length());
+  if (2.0 * erode_radius + 1 > shorter_side) return 0;  // nothing would be left
   const SoftEdge edge = soft_edge_of(erode_radius, feather_sigma, place, image);
   try {
     return paste(crop, inverse, image, mask_area(place, image, edge), edge);
