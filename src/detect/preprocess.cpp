@@ -14,11 +14,6 @@ using namespace detail;
 // What becomes of a byte of output channel k: (value - mean) * factor, in this order and not fused.
 struct Normalization {
   float mean, factor;
-
-  template <class D>
-  HWY_INLINE hn::Vec<D> of(D d, hn::Vec<D> values) const {
-    return (values - hn::Set(d, mean)) * hn::Set(d, factor);
-  }
 };
 
 // One row of RGB bytes as floats: three separate rows, or interleaved if kPlanar is false.
@@ -33,7 +28,10 @@ void convert_row(const uint8_t* src, float* const out[3], size_t width, const in
     uint8_t bytes[3][kPixels];
     for (int k = 0; k < 3; ++k) hn::StoreU(channels[source_channel[k]], d8, bytes[k]);
     for (size_t i = 0; i < kPixels; i += hn::MaxLanes(d)) {
-      const auto channel = [&](int k) { return normalization[k].of(d, load_as(d, bytes[k] + i)); };
+      const auto channel = [&](int k) {
+        const Normalization by = normalization[k];
+        return (load_as(d, bytes[k] + i) - hn::Set(d, by.mean)) * hn::Set(d, by.factor);
+      };
       if constexpr (kPlanar) {
         for (int k = 0; k < 3; ++k) hn::StoreU(channel(k), d, out[k] + x + i);
       } else {
