@@ -20,9 +20,10 @@ int find_first(const uint8_t* bytes, int count, uint8_t wanted) {
 // The last index at or above `from` and below `count` whose byte is `wanted`, else from - 1.
 int find_last(const uint8_t* bytes, int from, int count, uint8_t wanted) {
   for (int end = count; end > from; end -= kWordBits) {
-    const int start = std::max(end - kWordBits, from);
+    // A whole word, even if it begins left of `from`, wherever the row has one.
+    const int start = end >= kWordBits ? end - kWordBits : from;
     const uint64_t found = bits_equal(bytes + start, end - start, wanted);
-    if (found != 0) return start + last_bit(found);
+    if (found != 0) return std::max(start + last_bit(found), from - 1);
   }
   return from - 1;
 }
