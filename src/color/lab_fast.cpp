@@ -69,22 +69,20 @@ constexpr int kHalf = 1 << 19;
 
 // For each byte of each colour what it adds to Y, X and Z, the last one with the rounding term.
 struct ForwardTables {
+  ForwardTables(const int* gamma, const int* cube_roots) : cube_root(cube_roots) {
+    for (int k = 0; k < 3; ++k) {
+      for (size_t i = 0; i < kGammaEntries; ++i) {
+        for (int j = 0; j < 3; ++j) {
+          light[k][i][j] = static_cast<uint32_t>(kWeights[k][j]) * static_cast<uint32_t>(gamma[i]) +
+                           (k == 2 ? kHalf : 0);
+        }
+        light[k][i][3] = 0;
+      }
+    }
+  }
   alignas(16) uint32_t light[3][kGammaEntries][4];
   const int* cube_root;
 };
-
-void fill_light(const int* gamma, ForwardTables& tables) {
-  for (int k = 0; k < 3; ++k) {
-    for (size_t i = 0; i < kGammaEntries; ++i) {
-      for (int j = 0; j < 3; ++j) {
-        tables.light[k][i][j] =
-            static_cast<uint32_t>(kWeights[k][j]) * static_cast<uint32_t>(gamma[i]) +
-            (k == 2 ? kHalf : 0);
-      }
-      tables.light[k][i][3] = 0;
-    }
-  }
-}
 
 // f(Y), f(X) and f(Z) of `count` pixels, 20-bit fixed point.
 template <class Pixel>
@@ -152,9 +150,8 @@ void forward(const uint8_t* src, uint8_t* dst, int width, int height, ptrdiff_t 
   const bool build = gamma_table == nullptr || cbrt_table == nullptr;
   int built_gamma[kGammaEntries], built_cube_root[kCubeRootEntries];
   if (build) init_rgb_to_lab_fast(built_gamma, built_cube_root);
-  ForwardTables tables;
-  fill_light(build ? built_gamma : static_cast<const int*>(gamma_table), tables);
-  tables.cube_root = build ? built_cube_root : static_cast<const int*>(cbrt_table);
+  const ForwardTables tables(build ? built_gamma : static_cast<const int*>(gamma_table),
+                             build ? built_cube_root : static_cast<const int*>(cbrt_table));
 
   const bool packed = src_stride == ptrdiff_t{Pixel::kChannels} * width;
   for_rows(width, height, packed, threads, [&](int y, size_t count) {

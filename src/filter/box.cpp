@@ -37,22 +37,17 @@ std::vector<int> box_widths(float sigma) {
 
 // Box blurs one after the other, of one plane a row at a time.
 template <class RowSum, class Sum>
-class BoxChain {
- public:
+struct BoxChain {
   BoxChain(int width, int height, const std::vector<int>& radii) {
-    boxes_.reserve(radii.size());
-    for (const int radius : radii) boxes_.emplace_back(width, height, radius);
+    boxes.reserve(radii.size());
+    for (const int radius : radii) boxes.emplace_back(width, height, radius);
   }
   // As BoxMean::push().
   const uint8_t* push(const uint8_t* row) {
-    for (auto& box : boxes_) {
-      if (row != nullptr) row = box.push(row);
-    }
+    for (auto& box : boxes) row = row == nullptr ? nullptr : box.push(row);
     return row;
   }
-
- private:
-  std::vector<BoxMean<uint8_t, RowSum, Sum>> boxes_;
+  std::vector<BoxMean<uint8_t, RowSum, Sum>> boxes;
 };
 
 // Calls blur(new_chain), whose argument makes a chain with sums that the largest radius fits.

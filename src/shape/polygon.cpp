@@ -270,24 +270,19 @@ bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y) {
   bool inside = flips(0, count - 1);
   const Full<int32_t> d;
   const int lanes = static_cast<int>(hn::Lanes(d));
-  const auto column = hn::Set(d, x), row = hn::Set(d, y), numbers = hn::Iota(d, 0);
+  const auto column = hn::Set(d, x), row = hn::Set(d, y);
   auto odd = hn::Zero(d);  // lanes with an odd number of crossings right of x
   int i = 1;
-  for (; i < count && lanes < count; i += lanes) {
-    // The last vector is moved back to end with the last edge; of its edges only those from i on
-    // are new.
-    const int first = std::min(i, count - lanes);
-    const auto is_new = hn::VecFromMask(d, numbers > hn::Set(d, i - 1 - first));
-    const auto right_i = hn::VecFromMask(d, hn::LoadU(d, xs + first) > column),
-               right_j = hn::VecFromMask(d, hn::LoadU(d, xs + first - 1) > column);
-    const auto differ = hn::Xor(hn::VecFromMask(d, hn::LoadU(d, ys + first) > row),
-                                hn::VecFromMask(d, hn::LoadU(d, ys + first - 1) > row));
-    const auto crossing = hn::And(differ, is_new);
+  for (; lanes <= count - i; i += lanes) {
+    const auto right_i = hn::VecFromMask(d, hn::LoadU(d, xs + i) > column),
+               right_j = hn::VecFromMask(d, hn::LoadU(d, xs + i - 1) > column);
+    const auto crossing = hn::Xor(hn::VecFromMask(d, hn::LoadU(d, ys + i) > row),
+                                  hn::VecFromMask(d, hn::LoadU(d, ys + i - 1) > row));
     const auto between = hn::And(crossing, hn::Xor(right_i, right_j));
     if (hn::AllFalse(d, hn::MaskFromVec(between))) {
       odd = hn::Xor(odd, hn::And(crossing, right_i));
     } else {
-      for (int k = i; k < first + lanes; ++k) inside ^= flips(k, k - 1);
+      for (int k = i; k < i + lanes; ++k) inside ^= flips(k, k - 1);
     }
   }
   for (; i < count; ++i) inside ^= flips(i, i - 1);
