@@ -1,6 +1,7 @@
 // Connected regions of a mask, as lists of their pixels. Rows are cut into runs of foreground, and
 // runs that touch are joined in a forest: time and memory in proportion to pixels and runs.
 #include <algorithm>
+#include <type_traits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -113,7 +114,6 @@ void join_rows(const Runs& found, size_t y, Forest& forest) {
 class AllPixels {
  public:
   void go_to_row(int y) { y_ = y; }
-  uint32_t count(const Run& run) const { return static_cast<uint32_t>(run.end - run.start) + 1; }
   void append(Run run, std::vector<Point>& points) const {
     for (int x = run.start; x <= run.end; ++x) points.push_back({x, y_});
   }
@@ -139,14 +139,6 @@ class BoundaryPixels {
     for (const int x : {0, 1, width_ - 2, width_ - 1}) {
       bits_[x / kWordBits] |= uint64_t{1} << x % kWordBits;
     }
-  }
-
-  uint32_t count(const Run& run) const {
-    uint32_t total = 0;
-    for (int i = run.start / kWordBits; i <= run.end / kWordBits; ++i) {
-      total += static_cast<uint32_t>(__builtin_popcountll(bits_of(run, i)));
-    }
-    return total;
   }
 
   void append(Run run, std::vector<Point>& points) const {
@@ -184,40 +176,27 @@ class BoundaryPixels {
   Scratch<uint64_t> bits_;
 };
 
-// Calls visit(run, label) for all runs, after pixels.go_to_row().
-template <class Pixels, class Visit>
-void for_each_run(const Runs& found, const Forest& forest, Pixels& pixels, Visit visit) {
-  const std::vector<size_t>& first_of = found.first_of;
-  for (size_t y = 0; y + 1 < first_of.size(); ++y) {
-    if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
-    for (size_t i = first_of[y]; i < first_of[y + 1]; ++i) {
-      visit(found.runs[i], forest.number_of(i));
-    }
-  }
-}
-
-// Counts first, so that no list has to grow. (A count that wraps around costs a reallocation.)
 template <class Pixels>
 void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
                     std::vector<std::vector<Point>>& blobs) {
   const Runs found = find_runs(mask, width, height);
-  Forest forest(found.runs.size());
-  for (size_t y = 1; y + 1 < found.first_of.size(); ++y) join_rows(found, y, forest);
-  const size_t count = forest.number(found.runs.size());
-
-  std::vector<uint32_t> counts(count);
-  for_each_run(found, forest, pixels,
-               [&](const Run& run, size_t label) { counts[label] += pixels.count(run); });
-  blobs.resize(count);
-  size_t reserved = 0;  // labels appear in order
-  for_each_run(found, forest, pixels, [&](const Run& run, size_t label) {
-    std::vector<Point>& blob = blobs[label];
-    if (label == reserved) {
-      blob.reserve(blob.size() + counts[label]);
-      ++reserved;
+  const auto& [runs, first_of] = found;
+  Forest forest(runs.size());
+  for (size_t y = 1; y + 1 < first_of.size(); ++y) join_rows(found, y, forest);
+  blobs.resize(forest.number(runs.size()));
+  if (std::is_same_v<Pixels, AllPixels>) {  // whose lists need not grow
+    std::vector<size_t> counts(blobs.size());
+    for (size_t i = 0; i < runs.size(); ++i) {
+      counts[forest.number_of(i)] += static_cast<size_t>(runs[i].end - runs[i].start) + 1;
     }
-    pixels.append(run, blob);
-  });
+    for (size_t i = 0; i < blobs.size(); ++i) blobs[i].reserve(blobs[i].size() + counts[i]);
+  }
+  for (size_t y = 0; y + 1 < first_of.size(); ++y) {
+    if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
+    for (size_t i = first_of[y]; i < first_of[y + 1]; ++i) {
+      pixels.append(runs[i], blobs[forest.number_of(i)]);
+    }
+  }
 }
 
 }  // namespace
