@@ -51,49 +51,33 @@ void regress(const float* mean_i, const float* corr_i, const float* mean_p, cons
   });
 }
 
-// The means of the regressions of a plane, one row after the other.
-class MeanRegressions {
- public:
-  MeanRegressions(const Size& size, int radius, float eps, bool is_self_guided)
-      : width_(size.width),
-        eps_(eps),
-        mean_p_(size.width, size.height, radius),
-        corr_ip_(size.width, size.height, radius),
-        mean_i_(is_self_guided ? 0 : size.width, size.height, radius),
-        corr_i_(is_self_guided ? 0 : size.width, size.height, radius),
-        mean_a_(size.width, size.height, radius),
-        mean_b_(size.width, size.height, radius),
-        ii_(size.width),
-        ip_(size.width),
-        a_(size.width),
-        b_(size.width) {}
-
-  // As BoxMean::push(), of rows of the input and of its guide, which may be the input. Whether
-  // there are new rows in `a` and `b`.
-  bool push(const float* p, const float* i) {
-    multiply(i, p, ip_.get(), width_);
-    const float *const mean_p = mean_p_.push(p), *const corr_ip = corr_ip_.push(ip_.get());
+// Calls visit(y, a, b) with each row of the means of the regressions of a plane, from the top.
+// rows(y) gives the rows of the input and of its guide, which may be the input itself.
+template <class Rows, class Visit>
+void for_each_regression(const Size& size, int radius, float eps, bool is_self_guided,
+                         const Rows& rows, const Visit& visit) {
+  const auto [width, height] = size;
+  const int guide_width = is_self_guided ? 0 : width;
+  FloatBoxMean of_p(width, height, radius), of_ip(width, height, radius),
+      of_i(guide_width, height, radius), of_ii(guide_width, height, radius),
+      of_a(width, height, radius), of_b(width, height, radius);
+  Scratch<float> ip(width), ii(width), a(width), b(width);
+  for (int y = 0, done = 0; done < height; ++y) {
+    const auto [p, i] = rows(std::min(y, height - 1));
+    multiply(i, p, ip.get(), width);
+    const float *const mean_p = of_p.push(p), *const corr_ip = of_ip.push(ip.get());
     const float *mean_i = mean_p, *corr_i = corr_ip;
-    if (i != p) {
-      multiply(i, i, ii_.get(), width_);
-      mean_i = mean_i_.push(i);
-      corr_i = corr_i_.push(ii_.get());
+    if (!is_self_guided) {
+      multiply(i, i, ii.get(), width);
+      mean_i = of_i.push(i);
+      corr_i = of_ii.push(ii.get());
     }
-    if (mean_p == nullptr) return false;
-    regress(mean_i, corr_i, mean_p, corr_ip, eps_, a_.get(), b_.get(), width_);
-    a = mean_a_.push(a_.get());
-    b = mean_b_.push(b_.get());
-    return a != nullptr;
+    if (mean_p == nullptr) continue;
+    regress(mean_i, corr_i, mean_p, corr_ip, eps, a.get(), b.get(), width);
+    const float *const mean_a = of_a.push(a.get()), *const mean_b = of_b.push(b.get());
+    if (mean_a != nullptr) visit(done++, mean_a, mean_b);
   }
-
-  const float *a = nullptr, *b = nullptr;
-
- private:
-  int width_;
-  float eps_;
-  FloatBoxMean mean_p_, corr_ip_, mean_i_, corr_i_, mean_a_, mean_b_;
-  Scratch<float> ii_, ip_, a_, b_;
-};
+}
 
 struct Parameters {
   Size size;
@@ -158,15 +142,15 @@ void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& par
   const Plane by = guide == nullptr ? Plane(0) : shrunk(guide, full, size);
   const float* const guiding = guide == nullptr ? input.get() : by.get();
   Plane means_a(size.pixels()), means_b(size.pixels());
-  MeanRegressions means(size, parameters.statistics_radius(), parameters.eps, guide == nullptr);
-  for (int y = 0, done = 0; done < size.height; ++y) {
-    const int row = std::min(y, size.height - 1);
-    if (!means.push(row_at(input.get(), row, size.width), row_at(guiding, row, size.width))) {
-      continue;
-    }
-    std::copy_n(means.a, size.width, row_at(means_a.get(), done, size.width));
-    std::copy_n(means.b, size.width, row_at(means_b.get(), done++, size.width));
-  }
+  for_each_regression(
+      size, parameters.statistics_radius(), parameters.eps, guide == nullptr,
+      [&](int y) {
+        return std::pair(row_at(input.get(), y, size.width), row_at(guiding, y, size.width));
+      },
+      [&](int y, const float* a, const float* b) {
+        std::copy_n(a, size.width, row_at(means_a.get(), y, size.width));
+        std::copy_n(b, size.width, row_at(means_b.get(), y, size.width));
+      });
   const auto row_a = [&](int y) { return row_at(means_a.get(), y, size.width); };
   const auto row_b = [&](int y) { return row_at(means_b.get(), y, size.width); };
   FloatResizer<decltype(row_a)> a(size.width, size.height, full.width, full.height, row_a);
@@ -183,17 +167,21 @@ void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& par
 // written after the windows of all statistics have passed it.
 void filter_channel(uint8_t* channel, const uint8_t* guide, const Parameters& parameters) {
   if (parameters.is_scaled()) return filter_scaled(channel, guide, parameters);
-  const auto [width, height] = parameters.size;
-  MeanRegressions means(parameters.size, parameters.radius, parameters.eps, guide == nullptr);
+  const int width = parameters.size.width;
   Scratch<float> p(width), i(width);
-  for (int y = 0, done = 0; done < height; ++y) {
-    const int row = std::min(y, height - 1);
-    to_unit_floats(row_at(channel, row, width), p.get(), width);
-    if (guide != nullptr) to_unit_floats(row_at(guide, row, width), i.get(), width);
-    if (means.push(p.get(), guide == nullptr ? p.get() : i.get())) {
-      apply(means.a, means.b, row_at(channel, done++, width), width);
-    }
-  }
+  const auto floats = [=](const uint8_t* plane, int y, Scratch<float>& row) {
+    to_unit_floats(row_at(plane, y, width), row.get(), width);
+    return row.get();
+  };
+  for_each_regression(
+      parameters.size, parameters.radius, parameters.eps, guide == nullptr,
+      [&](int y) {
+        const float* const input = floats(channel, y, p);
+        return std::pair(input, guide == nullptr ? input : floats(guide, y, i));
+      },
+      [&](int y, const float* a, const float* b) {
+        apply(a, b, row_at(channel, y, width), width);
+      });
 }
 
 // The channels of an image as packed planes. A single channel is taken as packed, whatever its
