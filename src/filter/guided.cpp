@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "core/numeric.h"
 #include "core/rows.h"
@@ -129,7 +130,7 @@ Plane shrunk(const uint8_t* plane, const Size& from, const Size& to) {
     to_unit_floats(row_at(plane, y, from.width), row.get(), from.width);
     return row.get();
   };
-  FloatResizer<decltype(source)> resizer(from.width, from.height, to.width, to.height, source);
+  FloatResizer resizer(from.width, from.height, to.width, to.height, source);
   Plane result(to.pixels());
   for (int y = 0; y < to.height; ++y) resizer.row(y, row_at(result.get(), y, to.width));
   return result;
@@ -153,8 +154,8 @@ void filter_scaled(uint8_t* channel, const uint8_t* guide, const Parameters& par
       });
   const auto row_a = [&](int y) { return row_at(means_a.get(), y, size.width); };
   const auto row_b = [&](int y) { return row_at(means_b.get(), y, size.width); };
-  FloatResizer<decltype(row_a)> a(size.width, size.height, full.width, full.height, row_a);
-  FloatResizer<decltype(row_b)> b(size.width, size.height, full.width, full.height, row_b);
+  FloatResizer a(size.width, size.height, full.width, full.height, row_a);
+  FloatResizer b(size.width, size.height, full.width, full.height, row_b);
   Scratch<float> full_a(full.width), full_b(full.width);
   for (int y = 0; y < full.height; ++y) {
     a.row(y, full_a.get());
