@@ -812,11 +812,15 @@ HWY_INLINE V32 truncate_fitting(VF v) {
 }
 
 // Four vectors of floats as one of bytes: clamped to [0, 255], then truncated toward zero. NaN
-// gives 0, as do floats below -2^31 and NaN before they are narrowed with saturation.
+// gives 0. arm64 converts it so, and anything too large to the greatest integer; on x86-64 both
+// become the least one, which narrowing takes to 0, so that what is too large must be clamped.
 template <class VF>
 HWY_INLINE auto truncate_to_u8(VF v0, VF v1, VF v2, VF v3) {
   const auto integers = [](VF v) KELVRA_CV_INLINE {
-    return truncate_fitting(hn::Min(hn::Set(hn::DFromV<VF>(), 255.0f), v));  // keeps NaN
+#if HWY_ARCH_X86
+    v = hn::Min(hn::Set(hn::DFromV<VF>(), 255.0f), v);  // keeps NaN
+#endif
+    return truncate_fitting(v);
   };
   return narrow_to_u8(integers(v0), integers(v1), integers(v2), integers(v3));
 }

@@ -24,9 +24,7 @@ inline bool window_fits(int width, int height, int radius) {
 // in pieces of another alignment, would wait. A float sum must add in order, one addition waiting
 // for the one before: only other rows' sums, side by side, can fill the wait.
 template <class Sum>
-constexpr int kRowsTogether = 2;
-template <>
-inline constexpr int kRowsTogether<float> = 8;
+constexpr int kRowsTogether = std::is_same_v<Sum, float> ? 8 : 2;
 
 // The sums over windows of n samples along padded rows: sums[x] = padded[x + 1] + … + padded[x +
 // n]. In order: (radius + 1) times the first sample, plus the next `radius` ones; from then on,
@@ -70,24 +68,22 @@ void sum_along(const uint8_t* const* padded, Sum* const* sums, int width, int ra
 }
 
 // The mean of a window's sum: as a float, or of bytes as trunc(sum * (1.0f / area) + 0.5f).
-struct FloatMean {
-  float inverse_area;
-  template <class V>
-  HWY_INLINE V operator()(V sum) const {
-    return sum * hn::Set(hn::DFromV<V>(), inverse_area);
-  }
-};
-struct RoundedMean {
+struct Mean {
   float inverse_area;
   template <class V>
   HWY_INLINE V operator()(V sum) const {
     const hn::RebindToFloat<hn::DFromV<V>> d;
-    return truncate_fitting(hn::ConvertTo(d, sum) * hn::Set(d, inverse_area) + hn::Set(d, 0.5f));
+    const auto inverse = hn::Set(d, inverse_area);
+    if constexpr (std::is_same_v<V, hn::Vec<decltype(d)>>) {
+      return sum * inverse;
+    } else {
+      return truncate_fitting(hn::ConvertTo(d, sum) * inverse + hn::Set(d, 0.5f));
+    }
   }
 };
 
-// RoundedMean in integers, as (sum + area / 2) / area. An area is odd, so sum / area + 0.5 is never
-// nearer to a whole number than 1 / (2 area), and the floats of RoundedMean, whose error is below
+// The mean of bytes in integers, as (sum + area / 2) / area. An area is odd, so sum / area + 0.5 is
+// never nearer to a whole number than 1 / (2 area), and the floats of Mean, whose error is below
 // 2^-14.5, come to the same byte.
 //
 // The division is a product with factor = (2^31 + e) / area, 0 < e < area. That is too large by
@@ -129,7 +125,7 @@ HWY_FLATTEN HWY_NOINLINE void slide_down(Sum* columns, const RowSum* enters, con
   }
 }
 template <class RowSum>
-void slide_down(int64_t* columns, const RowSum* enters, const RowSum* leaves, RoundedMean mean,
+void slide_down(int64_t* columns, const RowSum* enters, const RowSum* leaves, Mean mean,
                 uint8_t* means, size_t width) {
   for (size_t x = 0; x < width; ++x) {
     columns[x] += int64_t{enters[x]} - leaves[x];
@@ -226,14 +222,10 @@ class BoxMean {
     const auto slide = [&](auto mean) {
       slide_down(columns_.get(), enters, leaves, mean, means_.get(), width_);
     };
-    if constexpr (std::is_same_v<Sample, float>) {
-      slide(FloatMean{inverse_area});
-    } else {
-      if constexpr (kIsMultiplyHighFast && sizeof(Sum) == 4) {
-        if (area_ > 1 && area_ <= IntegerMean::kLargestArea) return slide(IntegerMean(area_));
-      }
-      slide(RoundedMean{inverse_area});
+    if constexpr (kIsMultiplyHighFast && std::is_same_v<Sum, int32_t>) {
+      if (area_ > 1 && area_ <= IntegerMean::kLargestArea) return slide(IntegerMean(area_));
     }
+    slide(Mean{inverse_area});
   }
 
   // Those of bytes in the last columns.

@@ -55,7 +55,7 @@ TEST(Box, IntegerMeansAreTheRoundedOnes) {
   for (int area = 9, n = 3; area <= IntegerMean::kLargestArea; n += 2, area = n * n) {
     auto sums = hn::Iota(d, 0), wrong = hn::Zero(d);
     for (int sum = 0; sum <= 255 * area; sum += static_cast<int>(hn::Lanes(d))) {
-      const auto rounded = RoundedMean{1.0f / static_cast<float>(area)}(sums);
+      const auto rounded = Mean{1.0f / static_cast<float>(area)}(sums);
       wrong = hn::Or(wrong, hn::Xor(rounded, IntegerMean(area)(sums)));
       sums = sums + hn::Set(d, static_cast<int>(hn::Lanes(d)));
     }

@@ -60,6 +60,7 @@ TEST(Guided, LikeThePlainRule) {
   for (const auto& [w, h] : kSizes) {
     for (const auto& [radius, scale] :
          {std::pair{0, 1.0f}, {1, 1.0f}, {3, 1.0f}, {4, 0.5f}, {2, 0.99f}, {3, 1.5f}}) {
+      const float eps = radius == 0 ? 0.0f : 0.01f;  // 0 divides by no variance: not a number
       for (const int channels : {1, 3, 4}) {
         for (const int guide_channels : {0, 1, channels}) {  // 0: itself
           if (static_cast<int>(std::fma(w, scale, 0.5f)) < 1 ||
@@ -80,13 +81,13 @@ TEST(Guided, LikeThePlainRule) {
           if (by_packed) guide_image.stride = w + 3;
           for (ImageData* to : {&out, &in}) {  // the second time in place
             if (guide_channels == 0) {
-              guided_filter_self(in, *to, radius, scale, 0.01f);
+              guided_filter_self(in, *to, radius, scale, eps);
             } else {
-              guided_filter_general(in, guide_image, *to, radius, scale, 0.01f);
+              guided_filter_general(in, guide_image, *to, radius, scale, eps);
             }
           }
           ASSERT_EQ(src.packed(), dst.packed());
-          ASSERT_EQ(dst.packed(), (PlainGuided{w, h, radius, scale, 0.01f}.image(
+          ASSERT_EQ(dst.packed(), (PlainGuided{w, h, radius, scale, eps}.image(
                                       pixels, channels, guide_channels == 0 ? pixels : guide,
                                       guide_channels == 0 ? channels : guide_channels)))
               << w << " x " << h << ", radius " << radius << ", scale " << scale << ", " << channels
