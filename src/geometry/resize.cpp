@@ -13,17 +13,6 @@ namespace {
 
 using namespace detail;
 
-bool has_step(const ResizeSizes& sizes, int step) {
-  return exact_step(sizes.src_width, sizes.dst_width) == step &&
-         exact_step(sizes.src_height, sizes.dst_height) == step;
-}
-
-// Whether all coordinates are whole, so that every kernel takes single pixels.
-bool takes_single_pixels(const ResizeSizes& sizes) {
-  return exact_step(sizes.src_width, sizes.dst_width) % 2 != 0 &&
-         exact_step(sizes.src_height, sizes.dst_height) % 2 != 0;
-}
-
 // Calls halve(top, bottom, out) for the rows of a destination of half the size.
 template <class T, class Halve>
 void halve_rows(const T* src, T* dst, const ResizeSizes& sizes, const Halve& halve) {
@@ -36,18 +25,21 @@ void halve_rows(const T* src, T* dst, const ResizeSizes& sizes, const Halve& hal
 template <class Kernel, int kSource, int kChannels = kSource, bool kSwap = false>
 void resize(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   if (sizes.is_empty()) return;
-  if (Kernel::kTaps == 1 || takes_single_pixels(sizes)) {
+  const int step_x = exact_step(sizes.src_width, sizes.dst_width);
+  const int step_y = exact_step(sizes.src_height, sizes.dst_height);
+  // Where all coordinates are whole, every kernel takes single pixels.
+  if (Kernel::kTaps == 1 || (step_x % 2 != 0 && step_y % 2 != 0)) {
     return pick_pixels<kSource, kChannels, kSwap>(src, dst, sizes);
   }
   if constexpr (std::is_same_v<Kernel, Linear>) {
     using Simple = SimpleRows<kSource, kChannels, kSwap>;
-    if (has_step(sizes, 2)) {
-      return halve_rows(src, dst, sizes,
-                        [width = sizes.dst_width](const auto* top, const auto* bottom, auto* out) {
-                          Simple::halve(top, bottom, width, out);
-                        });
+    if (step_x == 2 && step_y == 2) {
+      const int width = sizes.dst_width;
+      return halve_rows(src, dst, sizes, [=](const auto* top, const auto* bottom, auto* out) {
+        Simple::halve(top, bottom, width, out);
+      });
     }
-    if (has_step(sizes, kHalfStep)) {
+    if (step_x == kHalfStep && step_y == kHalfStep) {
       for (int y = 0; y < sizes.dst_height; ++y) {
         const int near = y / 2;
         const int far = std::clamp(y % 2 != 0 ? near + 1 : near - 1, 0, sizes.src_height - 1);
@@ -106,11 +98,10 @@ void resize_bilinear_c1_float(const float* src, float* dst, int src_width, int s
                               int src_stride, int dst_width, int dst_height, int dst_stride) {
   const ResizeSizes sizes{src_width, src_height, src_stride, dst_width, dst_height, dst_stride};
   if (sizes.is_empty()) return;
-  if (has_step(sizes, 2)) {
-    halve_rows(src, dst, sizes, [=](const float* top, const float* bottom, float* out) {
+  if (exact_step(src_width, dst_width) == 2 && exact_step(src_height, dst_height) == 2) {
+    return halve_rows(src, dst, sizes, [=](const float* top, const float* bottom, float* out) {
       halve_floats(top, bottom, dst_width, out);
     });
-    return;
   }
   const auto source = [=](int y) { return row_at(src, y, src_stride); };
   FloatResizer<decltype(source), true> resizer(src_width, src_height, dst_width, dst_height,
