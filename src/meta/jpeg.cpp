@@ -16,19 +16,15 @@ constexpr char kStart[] = "\xff\xd8";
 constexpr uint8_t kMarker = 0xff, kEndCode = 0xd9, kProfileCode = 0xe2;
 constexpr char kProfileName[] = "ICC_PROFILE\0";  // in APP2, with its zero
 
-struct Segment {
-  size_t offset = 0, size = 0;  // of the whole segment, marker included; size 0 if there is none
-};
-
-// The first profile segment before the image data. A profile that is split over several segments
-// counts with its first.
-Segment find_profile(Bytes jpeg) {
+// The first profile segment before the image data, marker included, or nothing. A profile that is
+// split over several segments counts with its first.
+Bytes find_profile(Bytes jpeg) {
   size_t at = 2;
   while (jpeg.has(at, 4) && jpeg.data[at] == kMarker && jpeg.data[at + 1] != kEndCode) {
     const size_t size = 2 + jpeg.big_endian(at + 2, 2);
     if (!jpeg.has(at, size)) break;
     if (jpeg.data[at + 1] == kProfileCode && size >= 16 && jpeg.has_text(at + 4, kProfileName)) {
-      return {at, size};
+      return jpeg.part(at, size);
     }
     at += size;
   }
@@ -53,14 +49,11 @@ size_t insertion_of(Bytes jpeg) {
 int add_jpeg_info(const char* origin_path, const char* input_path, const char* output_path) {
   const auto splice = [](const Bytes(&sources)[2]) -> Contents {
     const auto& [origin, input] = sources;
-    const Segment added = find_profile(origin);
-    Segment replaced = find_profile(input);
-    if (replaced.size == 0) replaced.offset = insertion_of(input);
-    if (added.size == 0) replaced = {input.size, 0};
+    const Bytes added = find_profile(origin), replaced = find_profile(input);
+    if (added.size == 0) return {{input}};
+    const size_t at = replaced.size == 0 ? insertion_of(input) : replaced.data - input.data;
     // The file has room for both profiles: where one replaces the other, zeros follow the image.
-    return {{input.up_to(replaced.offset), origin.part(added.offset, added.size),
-             input.from(replaced.offset + replaced.size)},
-            replaced.size};
+    return {{input.up_to(at), added, input.from(at + replaced.size)}, replaced.size};
   };
   return transfer({{origin_path, "origin jpeg path error\n", "origin jpeg is not jpeg format!\n"},
                    {input_path, "input jpeg path error\n", "jpeg in is not jpeg format!\n"}},
