@@ -1,20 +1,10 @@
 // YUV frames to ARGB pixels and to planar I420.
 #include <libyuv/convert_argb.h>
-#include <libyuv/planar_functions.h>
 
-#include "core/rows.h"
 #include "frame/planes.h"
 #include "kelvra_cv.h"
 
 namespace KelvraCV {
-
-void detail::split_pairs(Plane<const uint8_t> uv, Plane<uint8_t> u, Plane<uint8_t> v, int width,
-                         int height) {
-  for_each_band(int64_t{2} * width, height, [&](int y, int rows) {
-    libyuv::SplitUVPlane(row_at(uv.data, y, uv.stride), uv.stride, row_at(u.data, y, u.stride),
-                         u.stride, row_at(v.data, y, v.stride), v.stride, width, rows);
-  });
-}
 
 using namespace detail;
 

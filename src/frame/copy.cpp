@@ -9,13 +9,6 @@
 
 namespace KelvraCV {
 
-void detail::copy_plane(Plane<const uint8_t> from, Plane<uint8_t> to, int width, int height) {
-  for_each_band(width, height, [&](int y, int rows) {
-    libyuv::CopyPlane(row_at(from.data, y, from.stride), from.stride, row_at(to.data, y, to.stride),
-                      to.stride, width, rows);
-  });
-}
-
 using namespace detail;
 
 void copy_i420(const unsigned char* y, int y_stride, const unsigned char* u, int u_stride,

@@ -1,11 +1,15 @@
-// Planes of camera frames: where their rows are, from the top or from the bottom.
+// Planes of camera frames: where their rows are, from the top or from the bottom; copies of them.
 #ifndef KELVRA_CV_FRAME_PLANES_H_
 #define KELVRA_CV_FRAME_PLANES_H_
+
+#include <libyuv/planar_functions.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+
+#include "core/rows.h"
 
 namespace KelvraCV::detail {
 
@@ -50,11 +54,21 @@ inline I420<const uint8_t> flipped_i420(const uint8_t* y, int y_stride, const ui
           flipped(v, v_stride, chroma_size(height), flip)};
 }
 
-void copy_plane(Plane<const uint8_t> from, Plane<uint8_t> to, int width, int height);
+inline void copy_plane(Plane<const uint8_t> from, Plane<uint8_t> to, int width, int height) {
+  for_each_band(width, height, [&](int y, int rows) {
+    libyuv::CopyPlane(row_at(from.data, y, from.stride), from.stride, row_at(to.data, y, to.stride),
+                      to.stride, width, rows);
+  });
+}
 
 // Parts pairs into their first and their second bytes; `width` counts pairs.
-void split_pairs(Plane<const uint8_t> uv, Plane<uint8_t> u, Plane<uint8_t> v, int width,
-                 int height);
+inline void split_pairs(Plane<const uint8_t> uv, Plane<uint8_t> u, Plane<uint8_t> v, int width,
+                        int height) {
+  for_each_band(int64_t{2} * width, height, [&](int y, int rows) {
+    libyuv::SplitUVPlane(row_at(uv.data, y, uv.stride), uv.stride, row_at(u.data, y, u.stride),
+                         u.stride, row_at(v.data, y, v.stride), v.stride, width, rows);
+  });
+}
 
 }  // namespace KelvraCV::detail
 
