@@ -153,7 +153,7 @@ void fast_9_16(const unsigned char* src, std::vector<KeyPoint>& keypoints, int w
   if (height <= 2 * kRadius || width <= 2 * kRadius) return;
   const int limit = std::clamp(threshold, 0, 255);
 
-  GrayRows gray(src, width, height, channels, stride, bgra);
+  GrayRows gray{src, width, height, channels, stride, bgra};
   CornerRow rows[3] = {CornerRow(width), CornerRow(width), CornerRow(width)};
   Window window{};
   for (int y = 0; y < 2 * kRadius; ++y) window.rows[y + 1] = gray(y);

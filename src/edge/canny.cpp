@@ -108,8 +108,8 @@ void find_edges(const ImageData& src, uint8_t* dst, Thresholds thresholds) {
   const int width = src.width, height = src.height;
   // One channel is taken as packed, whatever its stride.
   const bool is_colour = src.channels == 3 || src.channels == 4;
-  GrayRows gray(src.data, width, height, src.channels, is_colour ? src.stride : width,
-                src.color_order);
+  GrayRows gray{src.data,       width, height, src.channels, is_colour ? src.stride : width,
+                src.color_order};
   BinomialRows<Binomial5> blurred(width, height);
   RowRing<uint8_t> smooth(4, static_cast<size_t>(width));
   RowRing<int16_t> magnitudes(4, static_cast<size_t>(width));
