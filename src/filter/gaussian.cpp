@@ -106,20 +106,18 @@ class Blur {
   }
 
   void run(const uint8_t* src, uint8_t* dst) {
-    for (int x = 0; x < width_; x += strip_) blur_strip(src, dst, x, std::min(strip_, width_ - x));
-  }
-
- private:
-  void blur_strip(const uint8_t* src, uint8_t* dst, int first, int count) {
-    int known = 0;
-    for (int y = 0; y < height_; ++y) {
-      for (; known < height_ && known - y <= radius_; ++known) {
-        blur_along(row_at(src, known, width_), first, count, along_[known]);
+    for (int x = 0; x < width_; x += strip_) {
+      const int count = std::min(strip_, width_ - x);
+      for (int y = 0, known = 0; y < height_; ++y) {
+        for (; known < height_ && known - y <= radius_; ++known) {
+          blur_along(row_at(src, known, width_), x, count, along_[known]);
+        }
+        blur_across(y, row_at(dst, y, width_) + x, count);
       }
-      blur_across(y, row_at(dst, y, width_) + first, count);
     }
   }
 
+ private:
   void blur_along(const uint8_t* row, int first, int count, float* out) {
     // The columns from first - radius on, of which those from `begin` to `end` are in the image.
     float* const samples = samples_.get();

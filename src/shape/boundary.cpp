@@ -13,31 +13,24 @@ using namespace detail;
 // Inside the image a pixel of 255 is marked when the sum of its eight neighbours is below 8 * 255:
 // when one of them, and with it the bitwise "and" of all nine, is not 255.
 //
-// Marks as many pixels as a vector has lanes, in each of kRows rows.
-template <int kRows, class D>
-HWY_INLINE void mark_vectors(D d, const uint8_t* above, uint8_t* out, size_t pitch) {
-  const auto full = hn::Set(d, uint8_t{255});
-  const auto loaded = [&](int row, int x) { return hn::LoadU(d, above + row * pitch + x); };
-  const auto three = [&](int row) {
-    return hn::And(hn::And(loaded(row, -1), loaded(row, 0)), loaded(row, 1));
-  };
-  auto upper = three(0), middle = three(1);
-  for (int i = 0; i < kRows; ++i) {
-    const auto lower = three(i + 2);
-    const auto all = hn::And(hn::And(upper, middle), lower);
-    const auto marks =
-        hn::AndNot(hn::VecFromMask(d, all == full), hn::VecFromMask(d, loaded(i + 1, 0) == full));
-    hn::StoreU(marks, d, out + i * pitch);
-    upper = middle;
-    middle = lower;
-  }
-}
-
 // Marks `count` pixels in each of kRows rows, of which the first is below the row `above`.
 template <int kRows>
 void mark_inside(const uint8_t* above, uint8_t* out, int count, size_t pitch) {
-  for_each_vector<uint8_t>(static_cast<size_t>(std::max(count, 0)), [&](auto d, size_t x) {
-    mark_vectors<kRows>(d, above + x, out + x, pitch);
+  for_each_vector<uint8_t>(static_cast<size_t>(std::max(count, 0)), [=](auto d, size_t x) {
+    const auto full = hn::Set(d, uint8_t{255});
+    const auto loaded = [=](int row, int dx) { return hn::LoadU(d, above + row * pitch + x + dx); };
+    const auto three = [=](int row) {
+      return hn::And(hn::And(loaded(row, -1), loaded(row, 0)), loaded(row, 1));
+    };
+    auto upper = three(0), middle = three(1);
+    for (int i = 0; i < kRows; ++i) {
+      const auto lower = three(i + 2);
+      const auto all = hn::And(hn::And(upper, middle), lower);
+      const auto is_set = hn::VecFromMask(d, loaded(i + 1, 0) == full);
+      hn::StoreU(hn::AndNot(hn::VecFromMask(d, all == full), is_set), d, out + i * pitch + x);
+      upper = middle;
+      middle = lower;
+    }
   });
 }
 
