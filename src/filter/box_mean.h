@@ -103,9 +103,9 @@ struct IntegerMean {
 
 // columns += enters - leaves, in this order, and their means. Rows are padded to whole groups. Not
 // inlined: then GCC would not inline push(), which costs small images more.
-template <class RowSum, class Sum, class Result, class Mean>
+template <class RowSum, class Sum, class Result, class MeanOf>
 HWY_FLATTEN HWY_NOINLINE void slide_down(Sum* columns, const RowSum* enters, const RowSum* leaves,
-                                         Mean mean, Result* means, size_t width) {
+                                         MeanOf mean, Result* means, size_t width) {
   using Group = VectorGroup<Full<Sum>, 4>;
   const Full<Sum> d;
   for (size_t x = 0; x < width; x += Group::kLanes) {
