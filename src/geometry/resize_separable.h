@@ -145,31 +145,25 @@ template <class Kernel, int kSource, int kChannels, bool kSwap>
 void resize_separable(const uint8_t* src, uint8_t* dst, const ResizeSizes& sizes) {
   constexpr int kTaps = Kernel::kTaps;
   // Of a reduction, most filtered rows would serve once only.
-  constexpr bool kCanBlend = kTaps == 2;
-  const bool blends = kCanBlend && sizes.src_height > sizes.dst_height;
+  const bool blends = kTaps == 2 && sizes.src_height > sizes.dst_height;
   const size_t count = static_cast<size_t>(sizes.dst_width) * kChannels;
   const Coordinates coordinate(sizes.src_height, sizes.dst_height);
   RowFilter<Kernel, kSource, kChannels, kSwap> filter(sizes.src_width, sizes.dst_width);
   FilteredRows<int16_t, kTaps> filtered(blends ? 0 : count);
   for (int y = 0; y < sizes.dst_height; ++y) {
     const Taps<kTaps> taps = Kernel::taps(coordinate(y), sizes.src_height);
-    uint8_t* const out = row_at(dst, y, sizes.dst_stride);
-    int wanted[kTaps];
-    for (int i = 0; i < kTaps; ++i) {
-      // A bilinear row alone is its own neighbour.
-      const int row = kTaps == 2 && taps.weights[i] == 0 ? taps.first : taps.first + i;
-      wanted[i] = std::clamp(row, 0, sizes.src_height - 1);
-    }
+    const auto tap = [&](int i) { return std::clamp(taps.first + i, 0, sizes.src_height - 1); };
     const auto source = [&](int row) { return row_at(src, row, sizes.src_stride); };
-    if constexpr (kCanBlend) {
+    uint8_t* const out = row_at(dst, y, sizes.dst_stride);
+    if constexpr (kTaps == 2) {
       if (blends) {
-        filter.blend(source(wanted[0]), source(wanted[1]), taps, out);
+        filter.blend(source(tap(0)), source(tap(1)), taps, out);
         continue;
       }
     }
     const int16_t* rows[kTaps];
     for (int i = 0; i < kTaps; ++i) {
-      rows[i] = filtered.row(wanted[i], [&](int row, int16_t* to) { filter(source(row), to); });
+      rows[i] = filtered.row(tap(i), [&](int row, int16_t* to) { filter(source(row), to); });
     }
     blend_rows(rows, taps, out, count);
   }
