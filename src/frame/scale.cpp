@@ -19,8 +19,10 @@ using namespace detail;
 // take a negative height for a flip.
 constexpr int kLargestSize = 32768;
 
-bool is_source_size(int width, int height) {
-  return width >= 1 && height >= 1 && width <= kLargestSize && height <= kLargestSize;
+bool can_scale(int src_width, int src_height, int dst_width, int dst_height, ScaleMode mode) {
+  return src_width >= 1 && src_height >= 1 && src_width <= kLargestSize &&
+         src_height <= kLargestSize && dst_width >= 1 && dst_height >= 1 && mode >= SCALE_NONE &&
+         mode <= SCALE_BOX;
 }
 
 // Whether `length` from `start` on is not empty and inside 0 .. size, without overflow.
@@ -38,10 +40,6 @@ bool needs_last_rows(int clip_end, int src_height, int dst_height) {
 
 libyuv::FilterMode filter(ScaleMode mode) {
   return static_cast<libyuv::FilterMode>(mode);
-}
-
-bool is_known(ScaleMode mode) {
-  return mode >= SCALE_NONE && mode <= SCALE_BOX;
 }
 
 // A job of scale_argb(), and what libyuv makes of some of them.
@@ -110,10 +108,7 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
                 ScaleMode mode, bool flip) {
   const bool has_planes = y != nullptr && u != nullptr && v != nullptr && dst_y != nullptr &&
                           dst_u != nullptr && dst_v != nullptr;
-  if (!has_planes || !is_source_size(src_width, src_height) || dst_width < 1 || dst_height < 1 ||
-      !is_known(mode)) {
-    return;
-  }
+  if (!has_planes || !can_scale(src_width, src_height, dst_width, dst_height, mode)) return;
   const auto from = flipped_i420(y, y_stride, u, u_stride, v, v_stride, src_height, flip);
   // A quotient of 32768 would overflow: one row less has the same chroma and the same middle.
   const int rows = src_height == kLargestSize && dst_height == 1 ? kLargestSize - 1 : src_height;
@@ -125,9 +120,9 @@ void scale_i420(const unsigned char* y, int y_stride, const unsigned char* u, in
 void scale_argb(const unsigned char* src, int src_stride, int src_width, int src_height,
                 unsigned char* dst, int dst_stride, int dst_width, int dst_height, int clip_x,
                 int clip_y, int clip_width, int clip_height, ScaleMode mode) {
-  if (src == nullptr || dst == nullptr || !is_source_size(src_width, src_height) || dst_width < 1 ||
-      dst_height < 1 || !is_inside(clip_x, clip_width, dst_width) ||
-      !is_inside(clip_y, clip_height, dst_height) || !is_known(mode)) {
+  if (src == nullptr || dst == nullptr ||
+      !can_scale(src_width, src_height, dst_width, dst_height, mode) ||
+      !is_inside(clip_x, clip_width, dst_width) || !is_inside(clip_y, clip_height, dst_height)) {
     return;
   }
   ArgbScaling scaling{src,        src_stride, src_width,  src_height,  dst,
