@@ -49,10 +49,6 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-inline File open_to_read(const char* path) {
-  return File(std::fopen(path, "rb"));
-}
-
 // Creates the file, or opens it with what it holds: a call that fails later leaves that alone.
 inline File open_to_write(const char* path) {
   const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
@@ -122,7 +118,7 @@ int transfer(const NamedFile (&sources)[kSources], const NamedFile& output,
   if (!has_paths) return fail("png path error!\n");  // of JPEG files, too
   std::vector<File> files;
   for (const NamedFile& source : sources) {
-    files.push_back(open_to_read(source.path));
+    files.emplace_back(std::fopen(source.path, "rb"));
     if (files.back() == nullptr) return fail(source.path_message);
   }
   File output_file = open_to_write(output.path);
