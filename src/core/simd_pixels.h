@@ -287,11 +287,10 @@ struct SumTerms {
 template <class Byte>
 HWY_INLINE auto load_terms(Interleaved<3, Byte> row) {
   const Full<uint8_t> d8;
-  const auto third = [&](size_t i) { return load_blocks(d8, row.part[0] + 16 * i, 48); };
-  const Bytes a = third(0), b = third(1), c = third(2);
-  return SumTerms<Interleaved<3>>{{a, hn::CombineShiftRightBytes<12>(d8, b, a),
-                                   hn::CombineShiftRightBytes<8>(d8, c, b),
-                                   hn::CombineShiftRightBytes<4>(d8, c, c)}};
+  const auto part = [&](size_t from) { return load_blocks(d8, row.part[0] + from, 48); };
+  const Bytes last = part(32);  // from the byte 36 on, a block would end behind the pixels
+  return SumTerms<Interleaved<3>>{
+      {part(0), part(12), part(24), hn::CombineShiftRightBytes<4>(d8, last, last)}};
 }
 template <class Byte>
 HWY_INLINE auto load_terms(Interleaved<4, Byte> row) {
