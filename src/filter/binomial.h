@@ -87,8 +87,9 @@ HWY_INLINE void blur_ends(const uint8_t* row, uint8_t* out, int width) {
   }
 }
 
+// Not inlined: clang 14 runs out of registers.
 template <class Kernel>
-HWY_INLINE void blur_along(const uint8_t* row, uint8_t* out, int width) {
+HWY_NOINLINE void blur_along(const uint8_t* row, uint8_t* out, int width) {
   constexpr int kRadius = Kernel::kTaps / 2;
   if (width > 2 * kRadius) {
     blur_row<Kernel>([=](int i) { return row + i; }, out + kRadius, width - 2 * kRadius);
