@@ -3,7 +3,6 @@
 #define KELVRA_CV_SHAPE_ROW_BITS_H_
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/simd.h"
 
@@ -33,12 +32,17 @@ inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
   return mask_bits64([&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
 }
 
-// The same for `count` bytes, 64 at most; the bits from `count` on are 0.
+// The same for `count` bytes, less than 64; the bits from `count` on are 0. Not inlined: rows end
+// with them.
+HWY_NOINLINE inline uint64_t bits_equal_at_end(const uint8_t* bytes, int count, uint8_t value) {
+  uint64_t bits = 0;
+  for_each_vector<uint8_t>(static_cast<size_t>(count), [&](auto d, size_t x) KELVRA_CV_INLINE {
+    bits |= mask_bits(d, hn::LoadU(d, bytes + x) == hn::Set(d, value)) << x;
+  });
+  return bits;
+}
 inline uint64_t bits_equal(const uint8_t* bytes, int count, uint8_t value) {
-  if (count >= kWordBits) return bits_equal(bytes, value);
-  uint8_t padded[kWordBits] = {};
-  std::memcpy(padded, bytes, static_cast<size_t>(count));
-  return bits_equal(padded, value) & low_bits(count);
+  return count < kWordBits ? bits_equal_at_end(bytes, count, value) : bits_equal(bytes, value);
 }
 
 }  // namespace KelvraCV::detail
