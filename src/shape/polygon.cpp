@@ -272,18 +272,27 @@ bool is_inside_poly(const int* xs, const int* ys, int count, int x, int y) {
   const int lanes = static_cast<int>(hn::Lanes(d));
   const auto column = hn::Set(d, x), row = hn::Set(d, y);
   auto odd = hn::Zero(d);  // lanes with an odd number of crossings right of x
-  int i = 1;
-  for (; lanes <= count - i; i += lanes) {
-    const auto right_i = hn::VecFromMask(d, hn::LoadU(d, xs + i) > column),
-               right_j = hn::VecFromMask(d, hn::LoadU(d, xs + i - 1) > column);
-    const auto crossing = hn::Xor(hn::VecFromMask(d, hn::LoadU(d, ys + i) > row),
-                                  hn::VecFromMask(d, hn::LoadU(d, ys + i - 1) > row));
+  // The edges that end from `first` on; those before `start` are done.
+  const auto add_edges = [&](int first, int start, auto is_new) KELVRA_CV_INLINE {
+    const auto right_i = hn::VecFromMask(d, hn::LoadU(d, xs + first) > column),
+               right_j = hn::VecFromMask(d, hn::LoadU(d, xs + first - 1) > column);
+    const auto crossing = is_new(hn::Xor(hn::VecFromMask(d, hn::LoadU(d, ys + first) > row),
+                                         hn::VecFromMask(d, hn::LoadU(d, ys + first - 1) > row)));
     const auto between = hn::And(crossing, hn::Xor(right_i, right_j));
     if (hn::AllFalse(d, hn::MaskFromVec(between))) {
       odd = hn::Xor(odd, hn::And(crossing, right_i));
     } else {
-      for (int k = i; k < i + lanes; ++k) inside ^= flips(k, k - 1);
+      for (int k = start; k < first + lanes; ++k) inside ^= flips(k, k - 1);
     }
+  };
+  int i = 1;
+  for (; lanes <= count - i; i += lanes) add_edges(i, i, [](auto v) { return v; });
+  if (i < count && lanes < count) {
+    const int first = count - lanes;
+    add_edges(first, i, [=](auto v) {
+      return hn::And(v, hn::VecFromMask(d, hn::Iota(d, first) > hn::Set(d, i - 1)));
+    });
+    i = count;
   }
   for (; i < count; ++i) inside ^= flips(i, i - 1);
   return inside != (hn::CountTrue(d, hn::MaskFromVec(odd)) % 2 == 1);
