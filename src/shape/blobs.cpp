@@ -184,10 +184,11 @@ void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
   Forest forest(runs.size());
   for (size_t y = 1; y + 1 < first_of.size(); ++y) join_rows(found, y, forest);
   blobs.resize(forest.number(runs.size()));
-  if (std::is_same_v<Pixels, AllPixels>) {  // whose lists need not grow
-    std::vector<size_t> counts(blobs.size());
+  // Lists of all pixels need not grow, unless a count has wrapped around.
+  if (std::is_same_v<Pixels, AllPixels>) {
+    std::vector<uint32_t> counts(blobs.size());
     for (size_t i = 0; i < runs.size(); ++i) {
-      counts[forest.number_of(i)] += static_cast<size_t>(runs[i].end - runs[i].start) + 1;
+      counts[forest.number_of(i)] += static_cast<uint32_t>(runs[i].end - runs[i].start) + 1;
     }
     for (size_t i = 0; i < blobs.size(); ++i) blobs[i].reserve(blobs[i].size() + counts[i]);
   }
