@@ -4,7 +4,8 @@
 // With integer weights that sum to 2048, w of the columns and v of the rows, a resize of bytes is
 //   h(row, x) = (sum of w_i(x) source(row, first(x) + i)) >> 4, 16 bits, and
 //   destination(x, y) = (sum of v_j(y) h(first(y) + j, x)) >> 18, 8 bits,
-// over two taps in each direction (bilinear) or four (bicubic). Nothing is rounded or clamped.
+// over two taps in each direction (bilinear) or four (bicubic). Nothing is rounded or clamped, on
+// purpose: a bicubic value may wrap around beside a strong edge.
 #ifndef KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
 #define KELVRA_CV_GEOMETRY_RESIZE_TABLES_H_
 

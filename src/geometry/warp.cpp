@@ -203,7 +203,7 @@ void gather_inside(Tile<kChannels>& tile, int count, const Source& src) {
     std::memcpy(tile.upper + i * kPair, data + at, kPair);
     std::memcpy(tile.lower + i * kPair, next_row + at, kPair);
   };
-  int i = 0;
+  int i = 0;  // four in a round: GCC 12 does not unroll the loop itself
   for (; i + 4 <= count; i += 4) repeat<4>([=](int k) KELVRA_CV_INLINE { gather(i + k); });
   for (; i < count; ++i) gather(i);
 }

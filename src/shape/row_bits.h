@@ -32,8 +32,8 @@ inline uint64_t bits_equal(const uint8_t* bytes, uint8_t value) {
   return mask_bits64([&](size_t x) { return hn::LoadU(d, bytes + x) == hn::Set(d, value); });
 }
 
-// The same for `count` bytes, less than 64; the bits from `count` on are 0. Not inlined: rows end
-// with them.
+// The same for `count` bytes, less than 64; the bits from `count` on are 0. Not inlined: a row
+// needs it at its end only.
 HWY_NOINLINE inline uint64_t bits_equal_at_end(const uint8_t* bytes, int count, uint8_t value) {
   uint64_t bits = 0;
   for_each_vector<uint8_t>(static_cast<size_t>(count), [&](auto d, size_t x) KELVRA_CV_INLINE {
