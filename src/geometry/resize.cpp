@@ -1,4 +1,5 @@
 // Resizing: nearest neighbour, bilinear and bicubic, of bytes, and bilinear of floats.
+#include <algorithm>
 #include <type_traits>
 
 #include "core/rows.h"
