@@ -1,7 +1,6 @@
 // Connected regions of a mask, as lists of their pixels. Rows are cut into runs of foreground, and
 // runs that touch are joined in a forest: time and memory in proportion to pixels and runs.
 #include <algorithm>
-#include <type_traits>
 
 #include "core/rows.h"
 #include "core/scratch.h"
@@ -110,9 +109,11 @@ void join_rows(const Runs& found, size_t y, Forest& forest) {
   }
 }
 
-// All pixels of a run.
+// All pixels of a run. As many places as a region has pixels, up to kReserved, are reserved ahead.
 class AllPixels {
  public:
+  static constexpr uint32_t kReserved = ~uint32_t{0};
+
   void go_to_row(int y) { y_ = y; }
   void append(Run run, std::vector<Point>& points) const {
     for (int x = run.start; x <= run.end; ++x) points.push_back({x, y_});
@@ -125,6 +126,8 @@ class AllPixels {
 // The pixels of a run that are on their region's boundary, by the rule of find_blobs_contours().
 class BoundaryPixels {
  public:
+  static constexpr uint32_t kReserved = 16;  // of fewer pixels, nearly all are on the boundary
+
   BoundaryPixels(const uint8_t* mask, int width, int height)
       : mask_(mask), width_(width), height_(height), bits_(words_for(width)) {}
 
@@ -184,13 +187,13 @@ void append_regions(const uint8_t* mask, int width, int height, Pixels pixels,
   Forest forest(runs.size());
   for (size_t y = 1; y + 1 < first_of.size(); ++y) join_rows(found, y, forest);
   blobs.resize(forest.number(runs.size()));
-  // Lists of all pixels need not grow, unless a count has wrapped around.
-  if (std::is_same_v<Pixels, AllPixels>) {
-    std::vector<uint32_t> counts(blobs.size());
-    for (size_t i = 0; i < runs.size(); ++i) {
-      counts[forest.number_of(i)] += static_cast<uint32_t>(runs[i].end - runs[i].start) + 1;
-    }
-    for (size_t i = 0; i < blobs.size(); ++i) blobs[i].reserve(blobs[i].size() + counts[i]);
+  // Where a count has wrapped around, a list grows.
+  std::vector<uint32_t> counts(blobs.size());
+  for (size_t i = 0; i < runs.size(); ++i) {
+    counts[forest.number_of(i)] += static_cast<uint32_t>(runs[i].end - runs[i].start) + 1;
+  }
+  for (size_t i = 0; i < blobs.size(); ++i) {
+    blobs[i].reserve(blobs[i].size() + std::min(counts[i], Pixels::kReserved));
   }
   for (size_t y = 0; y + 1 < first_of.size(); ++y) {
     if (first_of[y] < first_of[y + 1]) pixels.go_to_row(static_cast<int>(y));
